@@ -1,0 +1,69 @@
+// Lifecycle, API version, bus address set-up and the last error.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <syslog.h>
+
+#include "core/glib_ptr.hpp"
+#include "core/paths.hpp"
+#include "lumo3_core.h"
+
+extern "C" {
+
+LUMO3_API OvanDBusServiceContext_t *qzr_dbus_service_context = nullptr;
+LUMO3_API int32_t gwdbusver = -1;
+LUMO3_API GDBusConnection *dbusconn = nullptr;
+
+LUMO3_API int32_t OvanInit(void)
+{
+    return 0;
+}
+
+LUMO3_API void OvanDestroy(void) {}
+
+LUMO3_API char *OvanGetAPIVersion(char *buf)
+{
+    std::memcpy(buf, "v0.14", sizeof "v0.14");
+    return buf;
+}
+
+LUMO3_API int32_t OvanSetDbusEnv(void)
+{
+    lumo::GStr path = lumo::paths::resolve(lumo::paths::kBusAddressFile);
+    FILE *fp = std::fopen(path.get(), "r");
+    if (!fp) {
+        OvanLog(LOG_ERR, "Failed to get dbus bus address, please run dbus-daemon first.\n");
+        std::exit(-1);
+    }
+    char address[256] = {0};
+    if (!std::fgets(address, sizeof address, fp))
+        address[0] = '\0';
+    std::fclose(fp);
+    size_t len = std::strlen(address);
+    if (len > 0 && address[len - 1] == '\n')
+        address[len - 1] = '\0';
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address, 1);
+    return 0;
+}
+
+LUMO3_API void OvanSetErrMsg(const char *msg)
+{
+    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    if (!ctx)
+        return;
+    if (msg && std::strstr(msg, "Error.LimitsExceeded")) {
+        // The bus daemon refuses this client: stop so that the application is
+        // restarted with a clean connection.
+        lumo_log("OvanSetErrMsg", LOG_ERR, "%s exit\n", ctx->service_name);
+        std::exit(-1);
+    }
+    g_free(ctx->errmsg);
+    ctx->errmsg = g_strdup(msg);
+}
+
+LUMO3_API const char *OvanGetErrMsg(void)
+{
+    return qzr_dbus_service_context ? qzr_dbus_service_context->errmsg : nullptr;
+}
+
+}  // extern "C"

@@ -1,0 +1,11 @@
+/* liblumo3: the gateway management library. Applications include this one header. */
+#ifndef LUMO3_H
+#define LUMO3_H
+
+#include "lumo3_export.h"
+#include "lumo3_core.h"
+#include "lumo3_variant.h"
+#include "lumo3_validate.h"
+#include "lumo3_uci.h"
+
+#endif /* LUMO3_H */

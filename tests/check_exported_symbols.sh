@@ -1,0 +1,17 @@
+#!/bin/sh
+# Compares the shared library's exported (defined, global) dynamic symbols with the
+# checked-in list. Any difference fails: nothing internal may leak out, and every
+# listed name must be there.
+set -eu
+lib=$1
+list=$2
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVWiu]$/ {print $3}' | sed 's/@.*//' | sort -u > "$tmp/actual"
+grep -v '^#' "$list" | sed '/^[[:space:]]*$/d' | sort -u > "$tmp/expected"
+if ! diff -u "$tmp/expected" "$tmp/actual" > "$tmp/diff"; then
+    echo "exported symbols differ from $list (- missing, + unexpected):"
+    cat "$tmp/diff"
+    exit 1
+fi
+echo "exported symbols match ($(wc -l < "$tmp/actual") names)"

@@ -1,0 +1,73 @@
+#include "support/log_capture.hpp"
+
+#include "core/log_sink.hpp"
+
+namespace lumo::test {
+
+namespace {
+LogCapture *g_active = nullptr;
+std::vector<LogLine> g_lines;
+
+void on_open(const char *ident, int option, int facility)
+{
+    if (!g_active)
+        return;
+    g_active->last_ident = ident ? ident : "";
+    g_active->last_option = option;
+    g_active->last_facility = facility;
+    g_active->opens++;
+}
+void on_write(int priority, const char *message)
+{
+    g_lines.push_back({priority, message ? message : ""});
+}
+void on_close()
+{
+    if (g_active)
+        g_active->closes++;
+}
+const logsink::Sink kSink{on_open, on_write, on_close};
+}  // namespace
+
+LogCapture::LogCapture()
+{
+    g_lines.clear();
+    g_active = this;
+    logsink::set(&kSink);
+}
+
+LogCapture::~LogCapture()
+{
+    logsink::set(nullptr);
+    g_active = nullptr;
+    g_lines.clear();
+}
+
+const std::vector<LogLine> &LogCapture::lines() const
+{
+    return g_lines;
+}
+
+bool LogCapture::contains(const std::string &needle, int priority) const
+{
+    for (const auto &l : g_lines)
+        if ((priority < 0 || l.priority == priority) && l.text.find(needle) != std::string::npos)
+            return true;
+    return false;
+}
+
+size_t LogCapture::count(const std::string &needle) const
+{
+    size_t n = 0;
+    for (const auto &l : g_lines)
+        if (l.text.find(needle) != std::string::npos)
+            n++;
+    return n;
+}
+
+void LogCapture::clear()
+{
+    g_lines.clear();
+}
+
+}  // namespace lumo::test

@@ -1,0 +1,66 @@
+#include "support/temp_root.hpp"
+
+#include <cstdlib>
+#include <ftw.h>
+#include <unistd.h>
+
+#include <glib.h>
+#include <glib/gstdio.h>
+
+namespace lumo::test {
+
+namespace {
+int remove_entry(const char *path, const struct stat *, int, struct FTW *)
+{
+    return ::remove(path);
+}
+}  // namespace
+
+TempRoot::TempRoot(bool redirect) : redirect_(redirect)
+{
+    char *d = g_dir_make_tmp("lumo3-test-XXXXXX", nullptr);
+    dir_ = d ? d : "";
+    g_free(d);
+    if (redirect_)
+        setenv("LUMO_SYSROOT", dir_.c_str(), 1);
+}
+
+TempRoot::~TempRoot()
+{
+    if (redirect_)
+        unsetenv("LUMO_SYSROOT");
+    if (!dir_.empty())
+        nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
+}
+
+std::string TempRoot::path(const std::string &rel) const
+{
+    return dir_ + rel;
+}
+
+void TempRoot::write(const std::string &rel, const std::string &content) const
+{
+    std::string full = path(rel);
+    char *parent = g_path_get_dirname(full.c_str());
+    g_mkdir_with_parents(parent, 0755);
+    g_free(parent);
+    g_file_set_contents(full.c_str(), content.data(), static_cast<gssize>(content.size()), nullptr);
+}
+
+std::string TempRoot::read(const std::string &rel) const
+{
+    char *data = nullptr;
+    gsize len = 0;
+    if (!g_file_get_contents(path(rel).c_str(), &data, &len, nullptr))
+        return "";
+    std::string s(data, len);
+    g_free(data);
+    return s;
+}
+
+bool TempRoot::exists(const std::string &rel) const
+{
+    return g_file_test(path(rel).c_str(), G_FILE_TEST_EXISTS);
+}
+
+}  // namespace lumo::test
