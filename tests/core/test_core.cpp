@@ -1,1 +1,156 @@
+// Lifecycle calls, the last error and the bus address set-up.
 #include <gtest/gtest.h>
+
+#include <ostream>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "lumo3_core.h"
+#include "support/log_capture.hpp"
+#include "support/temp_root.hpp"
+
+namespace {
+
+// A hosted-service context as the service layer would leave it, for the duration
+// of one test.
+class ScopedContext {
+public:
+    explicit ScopedContext(const char *name)
+    {
+        ctx_ = g_new0(OvanDBusServiceContext_t, 1);
+        g_strlcpy(ctx_->service_name, name, sizeof ctx_->service_name);
+        qzr_dbus_service_context = ctx_;
+    }
+    ~ScopedContext()
+    {
+        qzr_dbus_service_context = nullptr;
+        g_free(ctx_->errmsg);
+        g_free(ctx_);
+    }
+
+private:
+    OvanDBusServiceContext_t *ctx_;
+};
+
+TEST(Lifecycle, InitDestroyAndApiVersion)
+{
+    EXPECT_EQ(OvanInit(), 0);
+    OvanDestroy();
+
+    char buf[16];
+    std::memset(buf, 'x', sizeof buf);
+    EXPECT_EQ(OvanGetAPIVersion(buf), buf);
+    EXPECT_EQ(std::memcmp(buf, "v0.14\0", 6), 0);
+    EXPECT_EQ(buf[6], 'x') << "writes exactly six bytes";
+}
+
+TEST(Lifecycle, InitialGlobals)
+{
+    EXPECT_EQ(gwdbusver, -1);
+    EXPECT_EQ(qzr_dbus_service_context, nullptr);
+    EXPECT_EQ(dbusconn, nullptr);
+}
+
+TEST(LastError, DroppedWithoutService)
+{
+    OvanSetErrMsg("org.freedesktop.DBus.Error.Failed: nope");
+    EXPECT_EQ(OvanGetErrMsg(), nullptr);
+    // Even the fatal text is ignored when no service is hosted.
+    OvanSetErrMsg("org.freedesktop.DBus.Error.LimitsExceeded: too many");
+    EXPECT_EQ(OvanGetErrMsg(), nullptr);
+}
+
+TEST(LastError, StoredCopyClearedByNull)
+{
+    ScopedContext ctx("com.example.app1");
+    char text[] = "first error";
+    OvanSetErrMsg(text);
+    text[0] = 'X';  // the library keeps its own copy
+    ASSERT_NE(OvanGetErrMsg(), nullptr);
+    EXPECT_STREQ(OvanGetErrMsg(), "first error");
+    OvanSetErrMsg("second");
+    EXPECT_STREQ(OvanGetErrMsg(), "second");
+    OvanSetErrMsg(nullptr);
+    EXPECT_EQ(OvanGetErrMsg(), nullptr);
+}
+
+TEST(LastErrorDeathTest, LimitsExceededEndsProcessAfterLogLine)
+{
+    ScopedContext ctx("com.example.app1");
+    EXPECT_EXIT(
+        {
+            lumo::test::LogCapture log(true);
+            OvanSetErrMsg("org.freedesktop.DBus.Error.LimitsExceeded: The maximum number of active connections");
+            std::exit(0);
+        },
+        testing::ExitedWithCode(255), "<3>\\[com.example.app1\\] OvanSetErrMsg: com.example.app1 exit");
+    // Only the child died; this process kept no error.
+    EXPECT_EQ(OvanGetErrMsg(), nullptr);
+}
+
+struct BusAddressCase {
+    const char *content;
+    const char *expected;
+};
+
+void PrintTo(const BusAddressCase &c, std::ostream *os)
+{
+    *os << '"' << c.expected << '"';
+}
+
+
+class BusAddress : public testing::TestWithParam<BusAddressCase> {};
+
+TEST_P(BusAddress, ExportsFirstLine)
+{
+    lumo::test::TempRoot root;
+    root.write("/var/run/dbus/server_address", GetParam().content);
+    unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    EXPECT_EQ(OvanSetDbusEnv(), 0);
+    const char *value = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    ASSERT_NE(value, nullptr);
+    EXPECT_STREQ(value, GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, BusAddress,
+    testing::Values(BusAddressCase{"unix:path=/tmp/bus\n", "unix:path=/tmp/bus"},
+                    BusAddressCase{"unix:path=/tmp/bus", "unix:path=/tmp/bus"},  // no trailing newline
+                    BusAddressCase{"unix:path=/a\nunix:path=/b\n", "unix:path=/a"},
+                    BusAddressCase{"unix:path=/a\n\n", "unix:path=/a"},  // only one newline is removed
+                    BusAddressCase{"", ""}, BusAddressCase{"\n", ""}));
+
+TEST(BusAddress, LongLineCutAt255)
+{
+    lumo::test::TempRoot root;
+    std::string line = "unix:path=/" + std::string(400, 'p');
+    root.write("/var/run/dbus/server_address", line + "\n");
+    EXPECT_EQ(OvanSetDbusEnv(), 0);
+    EXPECT_EQ(std::string(std::getenv("DBUS_SYSTEM_BUS_ADDRESS")), line.substr(0, 255));
+}
+
+TEST(BusAddress, OverwritesExistingValue)
+{
+    lumo::test::TempRoot root;
+    root.write("/var/run/dbus/server_address", "unix:path=/new\n");
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/old", 1);
+    EXPECT_EQ(OvanSetDbusEnv(), 0);
+    EXPECT_STREQ(std::getenv("DBUS_SYSTEM_BUS_ADDRESS"), "unix:path=/new");
+}
+
+TEST(BusAddressDeathTest, MissingFileEndsProcessWithMessage)
+{
+    lumo::test::TempRoot root;  // empty root: no address file
+    EXPECT_EXIT(
+        {
+            lumo::test::LogCapture log(true);
+            OvanLogOpen(8, "addrtest");
+            OvanSetDbusEnv();
+            std::exit(0);
+        },
+        testing::ExitedWithCode(255), "<3>Failed to get dbus bus address, please run dbus-daemon first.");
+}
+
+}  // namespace

@@ -1,1 +1,293 @@
+// Logging: flags, ident derivation, line format, the 1023-character cut and the
+// echo to standard output.
 #include <gtest/gtest.h>
+
+#include <ostream>
+
+#include <regex>
+#include <string>
+#include <unistd.h>
+
+#include "lumo3_core.h"
+#include "support/log_capture.hpp"
+#include "support/temp_root.hpp"
+
+namespace {
+
+using lumo::test::LogCapture;
+using lumo::test::TempRoot;
+
+constexpr int kUser = 8;  // syslog's user facility
+
+// Points LUMO_PROC_DIR at a fake /proc whose stat file for this process holds `stat`.
+class FakeProc {
+public:
+    explicit FakeProc(const std::string &stat) : root_(false)
+    {
+        if (!stat.empty())
+            root_.write("/" + std::to_string(getpid()) + "/stat", stat);
+        setenv("LUMO_PROC_DIR", root_.dir().c_str(), 1);
+    }
+    ~FakeProc() { unsetenv("LUMO_PROC_DIR"); }
+
+private:
+    TempRoot root_;
+};
+
+class ScopedService {
+public:
+    explicit ScopedService(const char *name)
+    {
+        ctx_ = g_new0(OvanDBusServiceContext_t, 1);
+        g_strlcpy(ctx_->service_name, name, sizeof ctx_->service_name);
+        qzr_dbus_service_context = ctx_;
+    }
+    ~ScopedService()
+    {
+        qzr_dbus_service_context = nullptr;
+        g_free(ctx_);
+    }
+
+private:
+    OvanDBusServiceContext_t *ctx_;
+};
+
+std::string captured_stdout_of(void (*fn)())
+{
+    testing::internal::CaptureStdout();
+    fn();
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(Log, ClosedLogSwallowsEverything)
+{
+    TempRoot root;
+    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
+    LogCapture log;
+    std::string out = captured_stdout_of([] { OvanLog(3, "hello %d", 1); });
+    EXPECT_TRUE(log.lines().empty());
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(OvanIsLogInitialized(), 0);
+}
+
+TEST(Log, OpenSetsFlagsAndIdent)
+{
+    TempRoot root;  // no flag file
+    LogCapture log;
+    EXPECT_EQ(OvanLogOpen(24, "myapp"), 0);
+    EXPECT_EQ(OvanIsLogInitialized(), 1);
+    EXPECT_EQ(log.last_ident, "myapp");
+    EXPECT_EQ(log.last_facility, 24);
+    EXPECT_EQ(log.last_option, 2);  // LOG_CONS
+    ASSERT_NE(g_app_name, nullptr);
+    EXPECT_STREQ(g_app_name, "myapp");
+    OvanLog(6, "value %s", "x");
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].priority, 6);
+    EXPECT_EQ(log.lines()[0].text, "value x");
+}
+
+TEST(Log, CloseResetsFlagsButLeavesAppNamePointer)
+{
+    TempRoot root;
+    LogCapture log;
+    OvanLogOpen(kUser, "app");
+    OvanLogClose();
+    EXPECT_EQ(OvanIsLogInitialized(), 0);
+    EXPECT_EQ(log.closes, 1);
+    EXPECT_NE(g_app_name, nullptr);  // stale, by design
+    OvanLog(3, "dropped");
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(Log, ReopenAfterCloseDoesNotReuseFreedName)
+{
+    TempRoot root;
+    LogCapture log;
+    OvanLogOpen(kUser, "first");
+    OvanLogClose();
+    // g_app_name is stale but non-NULL, so the implicit open takes no process name.
+    lumo_log("tag", 7, "msg");
+    EXPECT_EQ(OvanIsLogInitialized(), 1);
+    EXPECT_EQ(log.last_ident, "");
+    EXPECT_EQ(log.last_facility, kUser);
+}
+
+TEST(Log, EchoFlagDecidedAtOpen)
+{
+    TempRoot root;
+    LogCapture log;
+    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
+    EXPECT_EQ(OvanLogOpen(kUser, "echoer"), 1);
+    EXPECT_EQ(OvanIsLogInitialized(), 3);
+    OvanLogClose();
+    ::remove(root.path("/tmp/.uci/enable_lumo_stdio_print").c_str());
+    EXPECT_EQ(OvanLogOpen(kUser, "echoer"), 0);
+    EXPECT_EQ(OvanIsLogInitialized(), 1);
+    // A flag file made after the open changes nothing until the next open.
+    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
+    std::string out = captured_stdout_of([] { OvanLog(6, "quiet"); });
+    EXPECT_EQ(out, "");
+}
+
+TEST(Log, FlagFileMayBeAnyKindOfFile)
+{
+    TempRoot root;
+    LogCapture log;
+    g_mkdir_with_parents(root.path("/tmp/.uci/enable_lumo_stdio_print").c_str(), 0755);
+    EXPECT_EQ(OvanLogOpen(kUser, "dirflag"), 1);
+}
+
+TEST(Log, QzrconfigNeverEchoes)
+{
+    TempRoot root;
+    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
+    LogCapture log;
+    EXPECT_EQ(OvanLogOpen(kUser, "qzrconfig"), 0);
+    EXPECT_EQ(OvanIsLogInitialized(), 1);
+}
+
+TEST(Log, EchoLineHasMillisecondStampAndMessage)
+{
+    TempRoot root;
+    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
+    LogCapture log;
+    OvanLogOpen(kUser, "echoer");
+    std::string out = captured_stdout_of([] { lumo_log("MyTag", 7, "n=%d", 42); });
+    std::regex line(R"(^\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} \[UnknownService\] MyTag: n=42\n\n$)");
+    EXPECT_TRUE(std::regex_match(out, line)) << out;
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].text, "[UnknownService] MyTag: n=42\n");
+    EXPECT_EQ(log.lines()[0].priority, 7);
+}
+
+struct IdentCase {
+    const char *stat;  // content of the fake stat file ("" = missing)
+    const char *ident;
+};
+
+void PrintTo(const IdentCase &c, std::ostream *os)
+{
+    *os << '"' << c.ident << '"';
+}
+
+
+class ProcessIdent : public testing::TestWithParam<IdentCase> {};
+
+TEST_P(ProcessIdent, FirstTaggedLineOpensLogUnderProcessName)
+{
+    TempRoot root;
+    FakeProc proc(GetParam().stat);
+    LogCapture log;
+    ASSERT_EQ(g_app_name, nullptr);
+    lumo_log("tag", 3, "boom");
+    EXPECT_EQ(OvanIsLogInitialized(), 1);
+    EXPECT_EQ(log.opens, 1);
+    EXPECT_EQ(log.last_facility, kUser);
+    EXPECT_EQ(log.last_ident, GetParam().ident);
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].text, "[UnknownService] tag: boom\n");
+    EXPECT_EQ(log.lines()[0].priority, 3);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    StatFiles, ProcessIdent,
+    testing::Values(IdentCase{"4242 (gatewayd) S 1 4242 4242 0 -1", "gatewayd"},
+                    IdentCase{"4242 (a) R 1", "a"},
+                    IdentCase{"4242 (two words) S 1", "two"},  // the name is read up to a blank
+                    IdentCase{"4242 (abcdefghijklmnop) S", "abcdefghijklmnop"},
+                    IdentCase{"", "UnknownAPP"},                // no stat file
+                    IdentCase{"garbage", "UnknownAPP"}));
+
+struct ServiceIdentCase {
+    const char *service;
+    const char *ident;
+};
+
+void PrintTo(const ServiceIdentCase &c, std::ostream *os)
+{
+    *os << '"' << c.service << '"';
+}
+
+
+class ServiceIdent : public testing::TestWithParam<ServiceIdentCase> {};
+
+TEST_P(ServiceIdent, HostedServiceNamesIdentAndPrefix)
+{
+    TempRoot root;
+    LogCapture log;
+    ScopedService svc(GetParam().service);
+    lumo_dbg("Fn", "x");
+    EXPECT_EQ(log.last_ident, GetParam().ident);
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].text, std::string("[") + GetParam().service + "] Fn: x\n");
+    EXPECT_EQ(log.lines()[0].priority, 7);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, ServiceIdent,
+                         testing::Values(ServiceIdentCase{"com.quv.appframework1", "appframework"},
+                                         ServiceIdentCase{"com.vendor.app12", "app1"},  // one digit only
+                                         ServiceIdentCase{"com.vendor.tool", "tool"},
+                                         ServiceIdentCase{"nodots7", "nodots"},
+                                         ServiceIdentCase{"com.vendor.9", ""}));
+
+TEST(Log, AppmgrPrefixOnlyForLumoLog)
+{
+    TempRoot root;
+    LogCapture log;
+    OvanLogOpen(kUser, "appmgr");
+    lumo_log("A", 6, "one");
+    lumo_dbg("B", "two");
+    ASSERT_EQ(log.lines().size(), 2u);
+    EXPECT_EQ(log.lines()[0].text, "[com.quv.appframework1] A: one\n");
+    EXPECT_EQ(log.lines()[1].text, "[UnknownService] B: two\n");
+    EXPECT_EQ(log.lines()[1].priority, 7);
+}
+
+TEST(Log, MessageCutAt1023Characters)
+{
+    TempRoot root;
+    LogCapture log;
+    OvanLogOpen(kUser, "cut");
+    const std::string exact(1023, 'a');
+    const std::string longer(3000, 'b');
+    lumo_log("T", 7, "%s", exact.c_str());
+    lumo_log("T", 7, "%s", longer.c_str());
+    ASSERT_EQ(log.lines().size(), 2u);
+    EXPECT_EQ(log.lines()[0].text, "[UnknownService] T: " + exact + "\n");
+    EXPECT_EQ(log.lines()[1].text, "[UnknownService] T: " + std::string(1023, 'b') + "\n");
+}
+
+TEST(Log, NameTablesInOrder)
+{
+    const std::pair<const char *, int> facilities[] = {
+        {"auth", 32},     {"authpriv", 80}, {"cron", 72},     {"daemon", 24},   {"ftp", 88},      {"kern", 0},
+        {"lpr", 48},      {"mail", 16},     {"mark", 192},    {"news", 56},     {"security", 32}, {"syslog", 40},
+        {"user", 8},      {"uucp", 64},     {"local0", 128},  {"local1", 136},  {"local2", 144},  {"local3", 152},
+        {"local4", 160},  {"local5", 168},  {"local6", 176},  {"local7", 184}};
+    size_t i = 0;
+    for (const auto &[name, value] : facilities) {
+        ASSERT_NE(facilitynames[i].c_name, nullptr) << i;
+        EXPECT_STREQ(facilitynames[i].c_name, name);
+        EXPECT_EQ(facilitynames[i].c_val, value) << name;
+        i++;
+    }
+    EXPECT_EQ(facilitynames[i].c_name, nullptr);
+    EXPECT_EQ(facilitynames[i].c_val, -1);
+
+    const std::pair<const char *, int> priorities[] = {
+        {"alert", 1}, {"crit", 2}, {"debug", 7}, {"emerg", 0},  {"err", 3},  {"error", 3},
+        {"info", 6},  {"none", 16}, {"notice", 5}, {"panic", 0}, {"warn", 4}, {"warning", 4}};
+    i = 0;
+    for (const auto &[name, value] : priorities) {
+        ASSERT_NE(prioritynames[i].c_name, nullptr) << i;
+        EXPECT_STREQ(prioritynames[i].c_name, name);
+        EXPECT_EQ(prioritynames[i].c_val, value) << name;
+        i++;
+    }
+    EXPECT_EQ(prioritynames[i].c_name, nullptr);
+    EXPECT_EQ(prioritynames[i].c_val, -1);
+}
+
+}  // namespace

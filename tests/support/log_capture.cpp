@@ -1,11 +1,14 @@
 #include "support/log_capture.hpp"
 
+#include <cstdio>
+
 #include "core/log_sink.hpp"
 
 namespace lumo::test {
 
 namespace {
 LogCapture *g_active = nullptr;
+bool g_mirror = false;
 std::vector<LogLine> g_lines;
 
 void on_open(const char *ident, int option, int facility)
@@ -20,6 +23,8 @@ void on_open(const char *ident, int option, int facility)
 void on_write(int priority, const char *message)
 {
     g_lines.push_back({priority, message ? message : ""});
+    if (g_mirror)
+        std::fprintf(stderr, "<%d>%s", priority, message ? message : "");
 }
 void on_close()
 {
@@ -29,8 +34,9 @@ void on_close()
 const logsink::Sink kSink{on_open, on_write, on_close};
 }  // namespace
 
-LogCapture::LogCapture()
+LogCapture::LogCapture(bool mirror_to_stderr)
 {
+    g_mirror = mirror_to_stderr;
     g_lines.clear();
     g_active = this;
     logsink::set(&kSink);
@@ -39,6 +45,7 @@ LogCapture::LogCapture()
 LogCapture::~LogCapture()
 {
     logsink::set(nullptr);
+    g_mirror = false;
     g_active = nullptr;
     g_lines.clear();
 }

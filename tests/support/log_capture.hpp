@@ -13,7 +13,9 @@ struct LogLine {
 
 class LogCapture {
 public:
-    LogCapture();
+    // With mirror_to_stderr each line is also written to standard error, so that a
+    // death test can match what a dying child logged.
+    explicit LogCapture(bool mirror_to_stderr = false);
     ~LogCapture();
     LogCapture(const LogCapture &) = delete;
     LogCapture &operator=(const LogCapture &) = delete;
