@@ -1,1 +1,305 @@
 #include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <glib.h>
+
+#include "lumo3_uci.h"
+#include "support/temp_root.hpp"
+#include "util/uci_store.hpp"
+
+namespace {
+
+using lumo::test::TempRoot;
+
+struct Uci : ::testing::Test {
+    TempRoot root;
+    void put(const std::string &pkg, const std::string &text) { root.write("/etc/config/" + pkg, text); }
+    std::string get(const std::string &pkg) { return root.read("/etc/config/" + pkg); }
+};
+
+const char kNet[] =
+    "config iface 'lan'\n\toption proto 'static'\n\tlist dns 'a'\n\tlist dns 'b'\n"
+    "config rule\n\toption name 'r1'\n\toption target 'ACCEPT'\n"
+    "config iface 'wan'\n\toption proto 'dhcp'\n";
+
+TEST_F(Uci, ReadOption)
+{
+    put("net", kNet);
+    struct Case {
+        const char *package, *section, *option;
+        int rc;
+        const char *value;  // what the buffer holds afterwards
+    } cases[] = {
+        {"net", "lan", "proto", 0, "static"},
+        {"net", "lan", "dns", 0, "a b"},
+        {"net", "@rule[0]", "target", 0, "ACCEPT"},
+        {"net", "@iface[-1]", "proto", 0, "dhcp"},
+        // Not found in any way: result 0, buffer untouched.
+        {"net", "lan", "nosuch", 0, "sentinel"},
+        {"net", "nosuch", "proto", 0, "sentinel"},
+        {"net", "@iface[5]", "proto", 0, "sentinel"},
+        {"nopkg", "lan", "proto", 0, "sentinel"},
+        {"net", "lan.proto", "x", 0, "sentinel"},  // parts cannot smuggle in more parts
+        {"net", "lan", "proto=x", 0, "sentinel"},
+        {"net", "lan", "", 0, "sentinel"},
+        {nullptr, "lan", "proto", 2, "sentinel"},
+        {"net", nullptr, "proto", 2, "sentinel"},
+        {"net", "lan", nullptr, 2, "sentinel"},
+    };
+    for (const Case &c : cases) {
+        char buf[256] = "sentinel";
+        EXPECT_EQ(uci_read_option(c.package, c.section, c.option, buf), c.rc) << (c.option ? c.option : "");
+        EXPECT_STREQ(buf, c.value) << (c.section ? c.section : "") << "." << (c.option ? c.option : "");
+    }
+    EXPECT_EQ(uci_read_option("net", "lan", "proto", nullptr), 2);
+
+    // Long values are cut to the 256-byte buffer.
+    put("long", "config s 'x'\n\toption v '" + std::string(300, 'v') + "'\n");
+    char buf[300];
+    std::memset(buf, 'z', sizeof buf);
+    EXPECT_EQ(uci_read_option("long", "x", "v", buf), 0);
+    EXPECT_EQ(std::string(buf), std::string(255, 'v'));
+    EXPECT_EQ(buf[256], 'z');
+}
+
+TEST_F(Uci, WriteOption)
+{
+    put("net", kNet);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(uci_write_option("net", "lan", "proto", "dhcp"), 0);
+    EXPECT_EQ(uci_write_option("net", "lan", "note", "it's \"x\"\n\tconfig evil 'y'"), 0);
+    EXPECT_EQ(uci_write_option("net", "@rule[0]", "target", "DROP"), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+
+    char buf[256] = "";
+    uci_read_option("net", "lan", "proto", buf);
+    EXPECT_STREQ(buf, "dhcp");
+    uci_read_option("net", "lan", "note", buf);
+    EXPECT_STREQ(buf, "it's \"x\"\n\tconfig evil 'y'");
+    uci_read_option("net", "@rule[0]", "target", buf);
+    EXPECT_STREQ(buf, "DROP");
+    UciOptionEntry *entries = nullptr;
+    uint32_t count = 0;
+    uci_read_section("net", "evil", nullptr, &entries, &count);
+    free(entries);
+    EXPECT_EQ(count, 0u);  // the newline did not make a section
+}
+
+TEST_F(Uci, WriteOptionWithoutOptionCreatesOrRetypesASection)
+{
+    put("net", "config iface 'lan'\n\toption proto 'static'\n");
+    EXPECT_EQ(uci_write_option("net", "guest", nullptr, "iface"), 0);
+    EXPECT_EQ(uci_write_option("net", "lan", nullptr, "interface"), 0);
+    EXPECT_EQ(get("net"), "\nconfig interface 'lan'\n\toption proto 'static'\n\nconfig iface 'guest'\n\n");
+}
+
+TEST_F(Uci, WriteOptionFailures)
+{
+    const std::string broken = "config iface 'lan'\n\toption proto 'static\n";
+    put("net", "config iface 'lan'\n");
+    put("broken", broken);
+    struct Case {
+        const char *package, *section, *option, *value;
+        int rc;
+        const char *err;
+    } cases[] = {
+        {"net", "nosuch", "proto", "x", 2, "proto: Invalid argument\n"},  // the set fails
+        {"net", "lan", nullptr, "bad type", 2, "lan: Invalid argument\n"},
+        {"nopkg", "lan", "proto", "x", 0, "proto: Entry not found\n"},  // the lookup fails
+        {"broken", "lan", "proto", "x", 0, "proto: Parse error\n"},
+        {"net", "lan", "a=b", "x", 0, "a=b: Invalid argument\n"},
+        {"net", "lan", "a.b", "x", 0, "a.b: Invalid argument\n"},
+        {"net", "la-n", "proto", "x", 0, "proto: Invalid argument\n"},
+        {nullptr, "lan", "proto", "x", 2, ""},
+        {"net", nullptr, "proto", "x", 2, ""},
+        {"net", "lan", "proto", nullptr, 2, ""},
+    };
+    for (const Case &c : cases) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(uci_write_option(c.package, c.section, c.option, c.value), c.rc) << c.err;
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.err);
+    }
+    EXPECT_EQ(get("net"), "config iface 'lan'\n");
+    EXPECT_EQ(get("broken"), broken);
+}
+
+TEST_F(Uci, ReadSection)
+{
+    put("net", kNet);
+    struct Case {
+        const char *type, *section;
+        std::vector<std::pair<std::string, std::string>> want;
+    } cases[] = {
+        {nullptr, "lan", {{"proto", "static"}, {"dns", "a b"}}},
+        {"ignored", "@rule[0]", {{"name", "r1"}, {"target", "ACCEPT"}}},
+        {"iface", nullptr, {{"proto", "static"}, {"dns", "a b"}, {"proto", "dhcp"}}},
+        {"rule", nullptr, {{"name", "r1"}, {"target", "ACCEPT"}}},
+        {"nosuch", nullptr, {}},
+        {nullptr, nullptr, {}},
+    };
+    for (const Case &c : cases) {
+        UciOptionEntry *entries = nullptr;
+        uint32_t count = 99;
+        ASSERT_EQ(uci_read_section("net", c.type, c.section, &entries, &count), 0);
+        ASSERT_NE(entries, nullptr);  // a zero-length array is still an allocation
+        ASSERT_EQ(count, c.want.size()) << (c.section ? c.section : c.type);
+        for (uint32_t i = 0; i < count; ++i) {
+            EXPECT_EQ(entries[i].name, c.want[i].first);
+            EXPECT_EQ(entries[i].value, c.want[i].second);
+        }
+        free(entries);
+
+        // Counting only.
+        count = 99;
+        ASSERT_EQ(uci_read_section("net", c.type, c.section, nullptr, &count), 0);
+        EXPECT_EQ(count, c.want.size());
+    }
+    EXPECT_EQ(uci_read_section("net", "iface", nullptr, nullptr, nullptr), 0);
+
+    // Nothing found: outputs untouched.
+    const char *missing[][2] = {{"nopkg", nullptr}, {"net", "nosuch"}, {"net", "@rule[3]"}, {"net", "bad-name"}};
+    for (const auto &m : missing) {
+        UciOptionEntry *entries = reinterpret_cast<UciOptionEntry *>(0x1);
+        uint32_t count = 99;
+        EXPECT_EQ(uci_read_section(m[0], "iface", m[1], &entries, &count), 0);
+        EXPECT_EQ(count, 99u);
+        EXPECT_EQ(entries, reinterpret_cast<UciOptionEntry *>(0x1));
+    }
+    EXPECT_EQ(uci_read_section(nullptr, "iface", nullptr, nullptr, nullptr), 2);
+}
+
+TEST_F(Uci, ReadSectionCutsLongNamesAndValues)
+{
+    put("devname", "config devname 'macs'\n\toption abcdefghijklmnopqrst '" + std::string(400, 'n') + "'\n");
+    UciOptionEntry *entries = nullptr;
+    uint32_t count = 0;
+    ASSERT_EQ(uci_read_section("devname", "devname", "macs", &entries, &count), 0);
+    ASSERT_EQ(count, 1u);
+    EXPECT_STREQ(entries[0].name, "abcdefghijklmno");
+    EXPECT_EQ(std::string(entries[0].value), std::string(255, 'n'));
+    free(entries);
+}
+
+TEST_F(Uci, DevnameFromUci)
+{
+    put("devname",
+        "config devname 'macs'\n\toption 001122334455 'Laptop'\n\toption 0011223344aa '" + std::string(80, 'L') +
+            "'\n");
+    struct Case {
+        const char *mac;
+        const char *current;
+        size_t size;
+        std::string want;
+    } cases[] = {
+        {"001122334455", "gateway-name", 64, "Laptop"},
+        {"001122334455", "", 64, "Laptop"},
+        {"001122334455", "Laptop", 64, "Laptop"},
+        {"001122334455", "gateway-name", 4, "Lap"},
+        {"0011223344aa", "x", 64, std::string(63, 'L')},
+        {"ffffffffffff", "gateway-name", 64, "gateway-name"},  // no stored name
+        {"00:11:22", "gateway-name", 64, "gateway-name"},
+        {nullptr, "gateway-name", 64, "gateway-name"},
+        {"001122334455", "gateway-name", 0, "gateway-name"},
+    };
+    for (const Case &c : cases) {
+        char name[64] = {0};
+        g_strlcpy(name, c.current, sizeof name);
+        get_devname_from_uci(c.mac, name, c.size);
+        EXPECT_EQ(std::string(name), c.want) << (c.mac ? c.mac : "(null)") << " size " << c.size;
+    }
+    // A stored name equal to the current one is not copied again: with a bound of
+    // one byte a copy would have emptied the buffer.
+    char name[64] = "Laptop";
+    get_devname_from_uci("001122334455", name, 1);
+    EXPECT_STREQ(name, "Laptop");
+    get_devname_from_uci("001122334455", nullptr, 64);
+}
+
+TEST_F(Uci, DevnameStoreTrimming)
+{
+    put("devname", "config devname 'macs'\n");
+    const char *macs[] = {"001122334455", "aabbccddeeff", "001122334466"};
+    for (const char *mac : macs)
+        ASSERT_EQ(uci_write_option("devname", "macs", mac, mac), 0);
+    UciOptionEntry *entries = nullptr;
+    uint32_t count = 0;
+    ASSERT_EQ(uci_read_section("devname", "devname", "macs", &entries, &count), 0);
+    ASSERT_EQ(count, 3u);
+    std::string oldest = entries[0].name;
+    free(entries);
+    EXPECT_EQ(lumo::uci::delete_lines_containing("devname", oldest.c_str()), lumo::uci::kOk);
+    count = 0;
+    uci_read_section("devname", "devname", "macs", nullptr, &count);
+    EXPECT_EQ(count, 2u);
+    char name[64] = "";
+    get_devname_from_uci("001122334455", name, sizeof name);
+    EXPECT_STREQ(name, "");
+    get_devname_from_uci("001122334466", name, sizeof name);
+    EXPECT_STREQ(name, "001122334466");
+}
+
+struct Owner : ::testing::Test {
+    TempRoot root;
+    const std::string file = "/tmp/.uci/wlandevice-owner";
+};
+
+TEST_F(Owner, RecordAndForget)
+{
+    root.write(file, "");
+    update_wlan_device_owner("com.app.x", "/w/1", 1);
+    update_wlan_device_owner("com.app.y", "/w/2", 1);
+    update_wlan_device_owner("com.app.x", "/w/3", 1);
+    EXPECT_EQ(root.read(file), "/w/1 com.app.x\n/w/2 com.app.y\n/w/3 com.app.x\n");
+    // A newline cannot forge a record.
+    update_wlan_device_owner("com.app.x", "/w/4\n/w/5 com.evil", 1);
+    update_wlan_device_owner(nullptr, "/w/6", 1);
+    update_wlan_device_owner("com.app.x", nullptr, 1);
+    EXPECT_EQ(root.read(file), "/w/1 com.app.x\n/w/2 com.app.y\n/w/3 com.app.x\n");
+
+    // Every record of the owner goes, whatever path is given.
+    update_wlan_device_owner("com.app.x", "/w/other", 0);
+    EXPECT_EQ(root.read(file), "/w/2 com.app.y\n");
+}
+
+TEST_F(Owner, ForgettingRewritesEveryOtherRemainingRecord)
+{
+    struct Case {
+        std::string before, after;
+    } cases[] = {
+        {"A a\nB b\nC c\nD d\n", "A a\nC c\n"},
+        {"A a\nX me\nB b\nX2 me\nC c\nD d\nE e\n", "A a\nC c\nE e\n"},
+        {"A a\n", "A a\n"},
+        {"X me\n", ""},
+        {"", ""},
+        // Lines that do not hold both fields are dropped; CR LF endings are accepted.
+        {"lonely\nA a\r\n\nB b\n C c\n", "A a\n"},
+    };
+    for (const Case &c : cases) {
+        root.write(file, c.before);
+        update_wlan_device_owner("me", "/ignored", 0);
+        EXPECT_EQ(root.read(file), c.after) << c.before;
+    }
+}
+
+TEST_F(Owner, MissingFileOrDirectory)
+{
+    // Forgetting without a file leaves an empty one.
+    root.write("/tmp/.uci/other", "");
+    update_wlan_device_owner("me", "/w/1", 0);
+    EXPECT_TRUE(root.exists(file));
+    EXPECT_EQ(root.read(file), "");
+
+    // Without the directory nothing is created and nothing fails loudly.
+    TempRoot bare;
+    update_wlan_device_owner("me", "/w/1", 1);
+    update_wlan_device_owner("me", "/w/1", 0);
+    EXPECT_FALSE(bare.exists(file));
+    update_wlan_device_owner(nullptr, nullptr, 0);
+}
+
+}  // namespace
