@@ -1,0 +1,124 @@
+#!/bin/sh
+# Runs a private system bus with lumo-gwsim on it, for developing and testing
+# against a simulated gateway without a gateway.
+#
+#   scripts/gwsim-session.sh [options]              prints the environment to use,
+#                                                   runs until Ctrl-C
+#   scripts/gwsim-session.sh [options] -- CMD ...   runs CMD in that environment,
+#                                                   then stops everything
+# Options:
+#   --root DIR     redirected root (LUMO_SYSROOT); default: a new temporary directory,
+#                  removed on exit. The bus address is written to
+#                  DIR/var/run/dbus/server_address and the socket lives beside it.
+#   --model FILE   model for lumo-gwsim (default: its built-in model)
+#   --gwsim PATH   lumo-gwsim binary (default: $LUMO_GWSIM, then the build trees,
+#                  then $PATH)
+set -eu
+
+here=$(cd "$(dirname "$0")/.." && pwd)
+root=""
+model=""
+gwsim="${LUMO_GWSIM:-}"
+
+usage() {
+    sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'
+    exit "$1"
+}
+
+while [ $# -gt 0 ]; do
+    case "$1" in
+        --root) root="$2"; shift 2 ;;
+        --model) model="$2"; shift 2 ;;
+        --gwsim) gwsim="$2"; shift 2 ;;
+        -h|--help) usage 0 ;;
+        --) shift; break ;;
+        *) echo "gwsim-session: unknown option $1" >&2; usage 2 >&2 ;;
+    esac
+done
+
+if [ -z "$gwsim" ]; then
+    for candidate in "$here/build/debug/tools/lumo-gwsim" "$here/build/release/tools/lumo-gwsim" \
+                     "$here/build/asan/tools/lumo-gwsim"; do
+        if [ -x "$candidate" ]; then gwsim="$candidate"; break; fi
+    done
+fi
+if [ -z "$gwsim" ]; then gwsim=$(command -v lumo-gwsim || true); fi
+if [ -z "$gwsim" ] || [ ! -x "$gwsim" ]; then
+    echo "gwsim-session: lumo-gwsim not found; build it (cmake --build --preset debug) or pass --gwsim" >&2
+    exit 1
+fi
+conf="$here/tests/dbus/system-bus.conf"
+
+own_root=0
+if [ -z "$root" ]; then
+    root=$(mktemp -d "${TMPDIR:-/tmp}/lumo3-gw-XXXXXX")
+    own_root=1
+fi
+mkdir -p "$root/var/run/dbus"
+root=$(cd "$root" && pwd)
+rundir="$root/var/run/dbus"
+address="unix:path=$rundir/system_bus_socket"
+logs=$(mktemp -d "${TMPDIR:-/tmp}/lumo3-gwlog-XXXXXX")
+
+bus_pid=""
+sim_pid=""
+cleanup() {
+    trap - EXIT INT TERM
+    [ -n "$sim_pid" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null || true
+    [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null && wait "$bus_pid" 2>/dev/null || true
+    rm -rf "$logs"
+    if [ "$own_root" = 1 ]; then rm -rf "$root"; else rm -f "$rundir/server_address"; fi
+}
+trap cleanup EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+# Waits until FILE has a line matching PATTERN, while PID lives.
+wait_for() {
+    i=0
+    while ! grep -q "$2" "$1" 2>/dev/null; do
+        if ! kill -0 "$3" 2>/dev/null || [ $i -ge 200 ]; then return 1; fi
+        sleep 0.05
+        i=$((i + 1))
+    done
+}
+
+rm -f "$rundir/system_bus_socket"
+dbus-daemon --config-file="$conf" --address="$address" --nofork --nopidfile --print-address \
+    >"$logs/bus" 2>"$logs/bus.err" &
+bus_pid=$!
+if ! wait_for "$logs/bus" "unix:" "$bus_pid"; then
+    echo "gwsim-session: dbus-daemon did not start:" >&2
+    cat "$logs/bus.err" >&2
+    exit 1
+fi
+
+if [ -n "$model" ]; then
+    "$gwsim" --address "$address" --write-address-file "$rundir/server_address" --model "$model" >"$logs/sim" &
+else
+    "$gwsim" --address "$address" --write-address-file "$rundir/server_address" >"$logs/sim" &
+fi
+sim_pid=$!
+if ! wait_for "$logs/sim" "^ready" "$sim_pid"; then
+    echo "gwsim-session: lumo-gwsim did not start" >&2
+    exit 1
+fi
+
+if [ $# -gt 0 ]; then
+    status=0
+    DBUS_SYSTEM_BUS_ADDRESS="$address" LUMO_SYSROOT="$root" "$@" || status=$?
+    exit "$status"
+fi
+
+cat <<EOF
+# Simulated gateway running (lumo-gwsim pid $sim_pid, dbus-daemon pid $bus_pid).
+# In another shell:
+export DBUS_SYSTEM_BUS_ADDRESS='$address'
+export LUMO_SYSROOT='$root'
+# e.g.  gdbus introspect --system --dest com.quv.igd1 --object-path /com/quv/igd1
+# Control:  gdbus call --system --dest com.quv.igd1 --object-path /org/lumo3/Simulator \\
+#             --method org.lumo3.Simulator1.GetCallLog
+# Ctrl-C stops both.
+EOF
+wait "$sim_pid" || true
+sim_pid=""

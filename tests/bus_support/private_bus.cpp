@@ -1,0 +1,449 @@
+#include "bus_support/private_bus.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ftw.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <glib/gstdio.h>
+#include <gtest/gtest.h>
+
+namespace lumo::test {
+
+namespace {
+
+constexpr const char *kControlPath = "/org/lumo3/Simulator";
+constexpr const char *kControlIface = "org.lumo3.Simulator1";
+
+// Children die with the test process even when it crashes, so no daemon outlives it.
+void die_with_parent(gpointer)
+{
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+}
+
+GPid spawn(const std::vector<std::string> &args, int *out_fd)
+{
+    std::vector<char *> argv;
+    for (const auto &a : args)
+        argv.push_back(const_cast<char *>(a.c_str()));
+    argv.push_back(nullptr);
+    GPid pid = 0;
+    GPtr<GError> err;
+    if (!g_spawn_async_with_pipes(nullptr, argv.data(), nullptr, static_cast<GSpawnFlags>(G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_SEARCH_PATH), die_with_parent,
+                                  nullptr, &pid, nullptr, out_fd, nullptr, out(err))) {
+        ADD_FAILURE() << "cannot start " << args[0] << ": " << err->message;
+        return 0;
+    }
+    return pid;
+}
+
+// Reads one line from fd, waiting at most timeout_ms; false on timeout or EOF.
+bool read_line(int fd, std::string *line, int timeout_ms)
+{
+    line->clear();
+    gint64 deadline = g_get_monotonic_time() + static_cast<gint64>(timeout_ms) * 1000;
+    for (;;) {
+        gint64 left = (deadline - g_get_monotonic_time()) / 1000;
+        if (left <= 0)
+            return false;
+        pollfd p{fd, POLLIN, 0};
+        int r = poll(&p, 1, static_cast<int>(left));
+        if (r < 0 && errno == EINTR)
+            continue;
+        if (r <= 0)
+            return false;
+        char ch = 0;
+        ssize_t n = read(fd, &ch, 1);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        if (ch == '\n')
+            return true;
+        *line += ch;
+    }
+}
+
+// Terminates a child and returns its exit status (128 + signal when killed).
+int terminate(GPid pid)
+{
+    kill(pid, SIGTERM);
+    int status = 0;
+    for (int i = 0; i < 1000; ++i) {  // up to 10 s (sanitizer builds exit slowly)
+        pid_t r = waitpid(pid, &status, WNOHANG);
+        if (r == pid)
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        if (r < 0)
+            return -1;
+        g_usleep(10000);
+    }
+    kill(pid, SIGKILL);
+    waitpid(pid, &status, 0);
+    return 128 + SIGKILL;
+}
+
+int remove_entry(const char *path, const struct stat *, int, struct FTW *)
+{
+    return ::remove(path);
+}
+
+GPtr<GDBusConnection> open_connection(const std::string &address, GError **error)
+{
+    return GPtr<GDBusConnection>(g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, error));
+}
+
+std::string from_env(const char *var, const char *fallback)
+{
+    const char *v = getenv(var);
+    return v && *v ? v : fallback;
+}
+
+}  // namespace
+
+std::string gwsim_path()
+{
+#ifdef LUMO_GWSIM_PATH
+    return from_env("LUMO_GWSIM", LUMO_GWSIM_PATH);
+#else
+    return from_env("LUMO_GWSIM", "lumo-gwsim");
+#endif
+}
+
+std::string bus_config_path()
+{
+#ifdef LUMO_BUS_CONFIG_PATH
+    return from_env("LUMO_BUS_CONFIG", LUMO_BUS_CONFIG_PATH);
+#else
+    return from_env("LUMO_BUS_CONFIG", "system-bus.conf");
+#endif
+}
+
+GPtr<GVariant> parse_variant(const char *text, const char *type)
+{
+    GPtr<GError> err;
+    GPtr<GVariant> v = ref_sink(
+        g_variant_parse(type ? G_VARIANT_TYPE(type) : nullptr, text, nullptr, nullptr, out(err)));
+    if (!v)
+        ADD_FAILURE() << "bad GVariant text \"" << text << "\": " << err->message;
+    return v;
+}
+
+// ---------------------------------------------------------------------------
+// PrivateBus
+
+PrivateBus::PrivateBus()
+{
+    GStr d(g_dir_make_tmp("lumo3-bus-XXXXXX", nullptr));
+    if (!d) {
+        ADD_FAILURE() << "cannot make a temporary directory";
+        return;
+    }
+    dir_ = d.get();
+    address_ = "unix:path=" + dir_ + "/bus";
+    if (const char *old = getenv("DBUS_SYSTEM_BUS_ADDRESS")) {
+        had_env_ = true;
+        saved_env_ = old;
+    }
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address_.c_str(), 1);
+    start();
+}
+
+PrivateBus::~PrivateBus()
+{
+    stop();
+    if (had_env_)
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", saved_env_.c_str(), 1);
+    else
+        unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    if (!dir_.empty())
+        nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
+}
+
+bool PrivateBus::start()
+{
+    if (pid_ > 0 || dir_.empty())
+        return pid_ > 0;
+    g_unlink((dir_ + "/bus").c_str());
+    pid_ = spawn({"dbus-daemon", "--config-file=" + bus_config_path(), "--address=" + address_, "--nofork",
+                  "--nopidfile", "--print-address"},
+                 &out_fd_);
+    if (pid_ <= 0)
+        return false;
+    // The address is printed once the daemon listens.
+    std::string line;
+    if (!read_line(out_fd_, &line, 20000)) {
+        ADD_FAILURE() << "dbus-daemon did not start on " << address_;
+        stop();
+        return false;
+    }
+    GPtr<GError> err;
+    GPtr<GDBusConnection> probe = open_connection(address_, out(err));
+    if (!probe) {
+        ADD_FAILURE() << "the private bus does not answer: " << err->message;
+        stop();
+        return false;
+    }
+    g_dbus_connection_close_sync(probe.get(), nullptr, nullptr);
+    return true;
+}
+
+bool PrivateBus::stop()
+{
+    if (pid_ <= 0)
+        return false;
+    terminate(pid_);
+    g_spawn_close_pid(pid_);
+    pid_ = 0;
+    if (out_fd_ >= 0)
+        close(out_fd_);
+    out_fd_ = -1;
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// Simulator
+
+std::string LoggedCall::args_text() const
+{
+    if (!args)
+        return "";
+    GStr s(g_variant_print(args.get(), TRUE));
+    return s.get();
+}
+
+Simulator::Simulator(PrivateBus &bus, SimulatorOptions options)
+    : bus_(bus), name_(options.name.empty() ? "com.quv.igd1" : options.name)
+{
+    if (!bus.ok()) {
+        ADD_FAILURE() << "no private bus for the simulator";
+        return;
+    }
+    std::vector<std::string> args{gwsim_path(), "--address=" + bus.address(), "--name=" + name_};
+    if (!options.model.empty())
+        args.push_back("--model=" + options.model);
+    if (!options.address_file.empty())
+        args.push_back("--write-address-file=" + options.address_file);
+    if (options.reconnect)
+        args.push_back("--reconnect");
+    pid_ = spawn(args, &out_fd_);
+    if (pid_ > 0 && !wait_ready())
+        ADD_FAILURE() << "lumo-gwsim did not get ready";
+}
+
+Simulator::~Simulator()
+{
+    stop();
+}
+
+bool Simulator::wait_ready(int timeout_ms)
+{
+    ready_ = false;
+    std::string line;
+    while (pid_ > 0 && read_line(out_fd_, &line, timeout_ms))
+        if (line == "ready")
+            return ready_ = true;
+    return false;
+}
+
+int Simulator::stop()
+{
+    conn_.reset();
+    if (pid_ <= 0)
+        return -1;
+    int status = terminate(pid_);
+    g_spawn_close_pid(pid_);
+    pid_ = 0;
+    ready_ = false;
+    if (out_fd_ >= 0)
+        close(out_fd_);
+    out_fd_ = -1;
+    return status;
+}
+
+GDBusConnection *Simulator::connection()
+{
+    if (conn_ && g_dbus_connection_is_closed(conn_.get()))
+        conn_.reset();
+    if (!conn_) {
+        GPtr<GError> err;
+        conn_ = open_connection(bus_.address(), out(err));
+        if (!conn_)
+            ADD_FAILURE() << "cannot connect to the private bus: " << err->message;
+    }
+    return conn_.get();
+}
+
+GPtr<GVariant> Simulator::call(const std::string &path, const std::string &iface, const std::string &method,
+                               GVariant *args, GError **error, int timeout_ms)
+{
+    GPtr<GVariant> a = ref_sink(args);
+    GDBusConnection *c = connection();
+    if (!c)
+        return nullptr;
+    return GPtr<GVariant>(g_dbus_connection_call_sync(c, name_.c_str(), path.c_str(), iface.c_str(),
+                                                      method.c_str(), a.get(), nullptr, G_DBUS_CALL_FLAGS_NONE,
+                                                      timeout_ms, nullptr, error));
+}
+
+GPtr<GVariant> Simulator::property(const std::string &path, const std::string &iface, const std::string &name)
+{
+    GPtr<GVariant> r = call(path, "com.quv.igd1.Properties", "Get",
+                            g_variant_new("(ss)", iface.c_str(), name.c_str()));
+    if (!r || !g_variant_is_of_type(r.get(), G_VARIANT_TYPE("(v)")))
+        return nullptr;
+    GPtr<GVariant> boxed(g_variant_get_child_value(r.get(), 0));
+    return GPtr<GVariant>(g_variant_get_variant(boxed.get()));
+}
+
+bool Simulator::control(const char *method, GVariant *args, GPtr<GVariant> *reply)
+{
+    GPtr<GVariant> a = ref_sink(args);
+    GDBusConnection *c = connection();
+    if (!c)
+        return false;
+    GPtr<GError> err;
+    GPtr<GVariant> r(g_dbus_connection_call_sync(c, name_.c_str(), kControlPath, kControlIface, method, a.get(),
+                                                 nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, out(err)));
+    if (!r) {
+        ADD_FAILURE() << "simulator " << method << " failed: " << err->message;
+        return false;
+    }
+    if (reply)
+        *reply = std::move(r);
+    return true;
+}
+
+bool Simulator::set_property(const std::string &path, const std::string &iface, const std::string &name,
+                             GVariant *value)
+{
+    GPtr<GVariant> v = ref_sink(value);
+    return v && control("SetProperty", g_variant_new("(sssv)", path.c_str(), iface.c_str(), name.c_str(), v.get()));
+}
+
+bool Simulator::set_property(const std::string &path, const std::string &iface, const std::string &name,
+                             const char *gvariant_text)
+{
+    GPtr<GVariant> v = parse_variant(gvariant_text);
+    return v && set_property(path, iface, name, v.get());
+}
+
+bool Simulator::remove_property(const std::string &path, const std::string &iface, const std::string &name)
+{
+    return control("RemoveProperty", g_variant_new("(sss)", path.c_str(), iface.c_str(), name.c_str()));
+}
+
+bool Simulator::add_object(const std::string &path, GVariant *ifaces)
+{
+    GPtr<GVariant> v = ref_sink(ifaces);
+    return v && control("AddObject", g_variant_new("(s@a{sa{sv}})", path.c_str(), v.get()));
+}
+
+bool Simulator::add_object(const std::string &path, const char *gvariant_text)
+{
+    GPtr<GVariant> v = parse_variant(gvariant_text, "a{sa{sv}}");
+    return v && add_object(path, v.get());
+}
+
+bool Simulator::remove_object(const std::string &path)
+{
+    return control("RemoveObject", g_variant_new("(s)", path.c_str()));
+}
+
+bool Simulator::add_collection(const std::string &path, const std::string &iface, GVariant *tmpl)
+{
+    GPtr<GVariant> v = ref_sink(tmpl);
+    return v && control("AddCollection", g_variant_new("(ss@a{sv})", path.c_str(), iface.c_str(), v.get()));
+}
+
+bool Simulator::script_reply(const std::string &path, const std::string &iface, const std::string &method,
+                             GVariant *reply, unsigned delay_ms, bool once)
+{
+    GPtr<GVariant> v = ref_sink(reply);
+    return v && control("ScriptReply", g_variant_new("(sssvub)", path.c_str(), iface.c_str(), method.c_str(),
+                                                     v.get(), delay_ms, once));
+}
+
+bool Simulator::script_reply(const std::string &path, const std::string &iface, const std::string &method,
+                             const char *gvariant_text, unsigned delay_ms, bool once)
+{
+    GPtr<GVariant> v = parse_variant(gvariant_text);
+    return v && script_reply(path, iface, method, v.get(), delay_ms, once);
+}
+
+bool Simulator::script_error(const std::string &path, const std::string &iface, const std::string &method,
+                             const std::string &error_name, const std::string &message, unsigned delay_ms,
+                             bool once)
+{
+    return control("ScriptError", g_variant_new("(sssssub)", path.c_str(), iface.c_str(), method.c_str(),
+                                                error_name.c_str(), message.c_str(), delay_ms, once));
+}
+
+bool Simulator::script_delay(const std::string &path, const std::string &iface, const std::string &method,
+                             unsigned delay_ms, bool once)
+{
+    return control("ScriptDelay",
+                   g_variant_new("(sssub)", path.c_str(), iface.c_str(), method.c_str(), delay_ms, once));
+}
+
+bool Simulator::clear_scripts()
+{
+    return control("ClearScripts", nullptr);
+}
+
+bool Simulator::emit_signal(const std::string &path, const std::string &iface, const std::string &name,
+                            GVariant *args)
+{
+    GPtr<GVariant> v = ref_sink(args);
+    return v && control("EmitSignal", g_variant_new("(sssv)", path.c_str(), iface.c_str(), name.c_str(), v.get()));
+}
+
+std::vector<LoggedCall> Simulator::call_log()
+{
+    std::vector<LoggedCall> calls;
+    GPtr<GVariant> r;
+    if (!control("GetCallLog", nullptr, &r))
+        return calls;
+    GPtr<GVariant> list(g_variant_get_child_value(r.get(), 0));
+    GVariantIter it;
+    g_variant_iter_init(&it, list.get());
+    const char *sender, *path, *iface, *method;
+    GVariantIter *args = nullptr;
+    while (g_variant_iter_next(&it, "(&s&s&s&sav)", &sender, &path, &iface, &method, &args)) {
+        GPtr<GVariantIter> hold(args);
+        std::vector<GVariant *> items;
+        GVariant *a = nullptr;
+        while (g_variant_iter_next(args, "v", &a))
+            items.push_back(a);
+        GPtr<GVariant> tuple = ref_sink(g_variant_new_tuple(items.data(), items.size()));
+        for (GVariant *i : items)
+            g_variant_unref(i);
+        calls.push_back(LoggedCall{sender, path, iface, method, std::move(tuple)});
+    }
+    return calls;
+}
+
+size_t Simulator::count_calls(const std::string &path, const std::string &iface, const std::string &method)
+{
+    size_t n = 0;
+    for (const auto &c : call_log())
+        if ((path.empty() || c.path == path) && (iface.empty() || c.iface == iface) &&
+            (method.empty() || c.method == method))
+            ++n;
+    return n;
+}
+
+bool Simulator::clear_call_log()
+{
+    return control("ClearCallLog", nullptr);
+}
+
+}  // namespace lumo::test

@@ -1,0 +1,622 @@
+// The gateway simulator and the private bus, exercised as the library and gateway
+// developers will use them: through D-Bus only.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <glib/gstdio.h>
+#include <sys/wait.h>
+
+#include "bus_support/private_bus.hpp"
+
+namespace lumo::test {
+namespace {
+
+constexpr const char *kDevice = "/com/quv/igd1/Info/Device";
+constexpr const char *kDeviceIface = "com.quv.igd1.DeviceInfo";
+constexpr const char *kQuvProps = "com.quv.igd1.Properties";
+constexpr const char *kDBusProps = "org.freedesktop.DBus.Properties";
+constexpr const char *kOM = "com.quv.igd1.ObjectManager";
+constexpr const char *kPortMapping = "/com/quv/igd1/Config/PortMapping";
+constexpr const char *kSysCmd = "com.quv.igd1.SysCmd";
+constexpr const char *kSystem = "/com/quv/igd1/Tevra/System";
+
+std::string print(GVariant *v)
+{
+    if (!v)
+        return "(null)";
+    GStr s(g_variant_print(v, TRUE));
+    return s.get();
+}
+
+// Collects signals seen by a connection of its own.
+class SignalWatch {
+public:
+    SignalWatch(const std::string &address, const char *iface, const char *member)
+    {
+        conn_.reset(g_dbus_connection_new_for_address_sync(
+            address.c_str(),
+            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+            nullptr, nullptr, nullptr));
+        id_ = g_dbus_connection_signal_subscribe(conn_.get(), "com.quv.igd1", iface, member, nullptr, nullptr,
+                                                 G_DBUS_SIGNAL_FLAGS_NONE, on_signal, this, nullptr);
+        // A round trip to the daemon makes sure the match rule is in place.
+        GPtr<GVariant> r(g_dbus_connection_call_sync(conn_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                     "org.freedesktop.DBus", "GetId", nullptr, nullptr,
+                                                     G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    }
+    ~SignalWatch() { g_dbus_connection_signal_unsubscribe(conn_.get(), id_); }
+
+    // Waits until at least n signals arrived.
+    bool wait(size_t n, int timeout_ms = 5000)
+    {
+        gint64 end = g_get_monotonic_time() + timeout_ms * 1000;
+        while (seen.size() < n && g_get_monotonic_time() < end)
+            g_main_context_iteration(nullptr, FALSE) || (g_usleep(2000), true);
+        return seen.size() >= n;
+    }
+
+    struct Seen {
+        std::string path, member;
+        GPtr<GVariant> args;
+    };
+    std::vector<Seen> seen;
+
+private:
+    static void on_signal(GDBusConnection *, const char *, const char *path, const char *, const char *member,
+                          GVariant *args, gpointer self)
+    {
+        static_cast<SignalWatch *>(self)->seen.push_back(Seen{path, member, GPtr<GVariant>(g_variant_ref(args))});
+    }
+    GPtr<GDBusConnection> conn_;
+    guint id_ = 0;
+};
+
+class Gwsim : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+    }
+    void TearDown() override
+    {
+        // A clean exit also means no leak report from a sanitizer build.
+        EXPECT_EQ(sim.stop(), 0);
+    }
+
+    GPtr<GVariant> ok(const std::string &path, const std::string &iface, const std::string &method,
+                      GVariant *args = nullptr)
+    {
+        GPtr<GError> err;
+        GPtr<GVariant> r = sim.call(path, iface, method, args, out(err));
+        EXPECT_TRUE(r) << iface << "." << method << " on " << path << ": " << (err ? err->message : "");
+        return r;
+    }
+
+    // The D-Bus error name of a call that must fail.
+    std::string fails(const std::string &path, const std::string &iface, const std::string &method,
+                      GVariant *args = nullptr, std::string *message = nullptr)
+    {
+        GPtr<GError> err;
+        GPtr<GVariant> r = sim.call(path, iface, method, args, out(err));
+        EXPECT_FALSE(r) << "unexpected reply " << print(r.get());
+        if (!err)
+            return "";
+        GStr name(g_dbus_error_get_remote_error(err.get()));
+        if (message) {
+            g_dbus_error_strip_remote_error(err.get());
+            *message = err->message;
+        }
+        return name ? name.get() : "";
+    }
+
+    std::vector<std::string> children(const std::string &path)
+    {
+        GPtr<GVariant> r = ok(path, "org.freedesktop.DBus.Introspectable", "Introspect");
+        std::vector<std::string> names;
+        if (!r)
+            return names;
+        const char *xml = nullptr;
+        g_variant_get(r.get(), "(&s)", &xml);
+        GPtr<GError> err;
+        GPtr<GDBusNodeInfo> node(g_dbus_node_info_new_for_xml(xml, out(err)));
+        EXPECT_TRUE(node) << (err ? err->message : "");
+        for (GDBusNodeInfo **n = node ? node->nodes : nullptr; n && *n; ++n)
+            names.push_back((*n)->path);
+        return names;
+    }
+
+    PrivateBus bus;
+    Simulator sim{bus};
+};
+
+TEST_F(Gwsim, PropertiesReadAndWriteThroughBothInterfaces)
+{
+    GPtr<GVariant> v = sim.property(kDevice, kDeviceIface, "DBusInterfaceVersion");
+    ASSERT_TRUE(v);
+    EXPECT_EQ(g_variant_get_string(v.get(), nullptr)[2], '2');
+
+    for (const char *props : {kQuvProps, kDBusProps}) {
+        SCOPED_TRACE(props);
+        GPtr<GVariant> all = ok(kDevice, props, "GetAll", g_variant_new("(s)", kDeviceIface));
+        ASSERT_TRUE(all);
+        ASSERT_STREQ(g_variant_get_type_string(all.get()), "(a{sv})");
+        GPtr<GVariant> dict(g_variant_get_child_value(all.get(), 0));
+        GPtr<GVariant> flash(g_variant_lookup_value(dict.get(), "FlashSize", G_VARIANT_TYPE_UINT32));
+        EXPECT_TRUE(flash);
+        GPtr<GVariant> busy(g_variant_lookup_value(dict.get(), "BusinessStatus", G_VARIANT_TYPE_BYTE));
+        EXPECT_TRUE(busy);
+
+        std::string name = std::string("gw-") + props;
+        ok(kDevice, props, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string(name.c_str())));
+        GPtr<GVariant> got = ok(kDevice, props, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
+        EXPECT_EQ(print(got.get()), "(<'" + name + "'>,)");
+    }
+
+    GPtr<GVariant> multi = parse_variant("{'MemAlarm': <byte 60>, 'MemLimit': <byte 95>}");
+    ok(kSystem, kQuvProps, "SetMulti", g_variant_new("(s@a{sv})", kSysCmd, multi.get()));
+    GPtr<GVariant> alarm = sim.property(kSystem, kSysCmd, "MemAlarm");
+    GPtr<GVariant> limit = sim.property(kSystem, kSysCmd, "MemLimit");
+    EXPECT_EQ(print(alarm.get()), "byte 0x3c");
+    EXPECT_EQ(print(limit.get()), "byte 0x5f");
+}
+
+TEST_F(Gwsim, PropertyChangesAreSignalledToOtherConnections)
+{
+    SignalWatch watch(bus.address(), kDBusProps, "PropertiesChanged");
+    ok(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "CPUUsage", g_variant_new_byte(77)));
+    // Writing the same value again changes nothing and says nothing.
+    ok(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "CPUUsage", g_variant_new_byte(77)));
+    GPtr<GVariant> multi = parse_variant("{'MemAlarm': <byte 60>, 'MemLimit': <byte 90>}");  // MemLimit unchanged
+    ok(kSystem, kQuvProps, "SetMulti", g_variant_new("(s@a{sv})", kSysCmd, multi.get()));
+    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "HGWSleep", "byte 1"));
+    ASSERT_TRUE(sim.remove_property(kDevice, kDeviceIface, "DevStyle"));
+    ASSERT_TRUE(watch.wait(4));
+    g_usleep(100000);
+    g_main_context_iteration(nullptr, FALSE);
+    ASSERT_EQ(watch.seen.size(), 4u);
+    EXPECT_EQ(watch.seen[0].path, kDevice);
+    EXPECT_EQ(print(watch.seen[0].args.get()), "('com.quv.igd1.DeviceInfo', {'CPUUsage': <byte 0x4d>}, @as [])");
+    EXPECT_EQ(watch.seen[1].path, kSystem);
+    EXPECT_EQ(print(watch.seen[1].args.get()), "('com.quv.igd1.SysCmd', {'MemAlarm': <byte 0x3c>}, @as [])");
+    EXPECT_EQ(print(watch.seen[2].args.get()), "('com.quv.igd1.DeviceInfo', {'HGWSleep': <byte 0x01>}, @as [])");
+    EXPECT_EQ(print(watch.seen[3].args.get()), "('com.quv.igd1.DeviceInfo', @a{sv} {}, ['DevStyle'])");
+}
+
+TEST_F(Gwsim, PropertyErrors)
+{
+    struct Case {
+        const char *path, *iface, *method, *args, *error;
+    };
+    const Case cases[] = {
+        {"/com/quv/igd1/Info/Nothing", kQuvProps, "Get", "('com.quv.igd1.DeviceInfo', 'DevName')", "UnknownObject"},
+        {kDevice, kQuvProps, "Get", "('com.quv.igd1.NoSuch', 'DevName')", "UnknownInterface"},
+        {"/com/quv/igd1/Info", kQuvProps, "GetAll", "('com.quv.igd1.DeviceInfo',)", "UnknownInterface"},
+        {kDevice, kDBusProps, "Get", "('com.quv.igd1.DeviceInfo', 'NoSuch')", "UnknownProperty"},
+        {kDevice, kQuvProps, "Set", "('com.quv.igd1.DeviceInfo', 'DevName', <uint32 5>)", "InvalidArgs"},
+        {kDevice, kQuvProps, "Get", "('com.quv.igd1.DeviceInfo',)", "InvalidArgs"},
+        {kDevice, kDBusProps, "SetMulti", "('com.quv.igd1.DeviceInfo', @a{sv} {})", "UnknownMethod"},
+        // One bad entry refuses the whole write.
+        {kDevice, kQuvProps, "SetMulti", "('com.quv.igd1.DeviceInfo', {'DevName': <'x'>, 'RamSize': <'big'>})",
+         "InvalidArgs"},
+        {kDevice, kQuvProps, "SetMulti", "('com.quv.igd1.DeviceInfo', {'DevName': <'x'>, 'Nope': <1>})",
+         "UnknownProperty"},
+        {kDevice, "com.quv.igd1.Other", "Frob", "()", "UnknownInterface"},
+        {kDevice, kDeviceIface, "Frob", "()", "UnknownMethod"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(std::string(c.method) + " " + c.args);
+        GPtr<GVariant> args = parse_variant(c.args);
+        EXPECT_EQ(fails(c.path, c.iface, c.method, args.get()), std::string("org.freedesktop.DBus.Error.") + c.error);
+    }
+    GPtr<GVariant> name = sim.property(kDevice, kDeviceIface, "DevName");
+    EXPECT_EQ(print(name.get()), "'HomeGateway'");
+}
+
+TEST_F(Gwsim, CollectionsAddListAndDeleteWithSignals)
+{
+    SignalWatch added(bus.address(), kOM, "InterfacesAdded");
+    SignalWatch removed(bus.address(), kOM, "InterfacesRemoved");
+
+    GPtr<GVariant> list = ok("/com/quv/igd1/Info/Network/WANConnectionDb", kOM, "GetManagedObjects");
+    ASSERT_TRUE(list);
+    ASSERT_STREQ(g_variant_get_type_string(list.get()), "(a{oa{sa{sv}}})");
+    GPtr<GVariant> map(g_variant_get_child_value(list.get(), 0));
+    EXPECT_EQ(g_variant_n_children(map.get()), 2u);
+
+    GPtr<GVariant> made = ok(kPortMapping, kOM, "AddObject");
+    EXPECT_EQ(print(made.get()), "(objectpath '/com/quv/igd1/Config/PortMapping/2',)");
+    GPtr<GVariant> proto = sim.property("/com/quv/igd1/Config/PortMapping/2", "com.quv.igd1.PortMapping",
+                                        "PortMappingProtocol");
+    EXPECT_EQ(print(proto.get()), "'TCP'");
+    ok(kPortMapping, kOM, "DeleteObject", g_variant_new("(o)", "/com/quv/igd1/Config/PortMapping/2"));
+    // Numbers are never handed out twice.
+    made = ok(kPortMapping, kOM, "AddObject");
+    EXPECT_EQ(print(made.get()), "(objectpath '/com/quv/igd1/Config/PortMapping/3',)");
+
+    list = ok(kPortMapping, kOM, "GetManagedObjects");
+    map.reset(g_variant_get_child_value(list.get(), 0));
+    EXPECT_EQ(g_variant_n_children(map.get()), 2u);
+
+    ASSERT_TRUE(added.wait(2));
+    ASSERT_TRUE(removed.wait(1));
+    EXPECT_EQ(added.seen[0].path, kPortMapping);
+    EXPECT_EQ(print(added.seen[1].args.get()).rfind("(objectpath '/com/quv/igd1/Config/PortMapping/3', "
+                                                    "{'com.quv.igd1.PortMapping': {'Enable': <false>",
+                                                    0),
+              0u)
+        << print(added.seen[1].args.get());
+    EXPECT_EQ(print(removed.seen[0].args.get()),
+              "(objectpath '/com/quv/igd1/Config/PortMapping/2', ['com.quv.igd1.PortMapping'])");
+
+    EXPECT_EQ(fails(kPortMapping, kOM, "DeleteObject", g_variant_new("(o)", "/com/quv/igd1/Config/PortMapping/2")),
+              "org.freedesktop.DBus.Error.UnknownObject");
+    EXPECT_EQ(fails(kPortMapping, kOM, "DeleteObject", g_variant_new("(o)", "/com/quv/igd1/Config/LANHosts/1")),
+              "org.freedesktop.DBus.Error.InvalidArgs");
+    EXPECT_EQ(fails(kDevice, kOM, "AddObject"), "org.freedesktop.DBus.Error.UnknownInterface");
+
+    // Objects added through the control interface are announced too and push the numbering on.
+    ASSERT_TRUE(sim.add_object("/com/quv/igd1/Config/PortMapping/9",
+                               "{'com.quv.igd1.PortMapping': {'ExternalPort': <uint32 22>}}"));
+    ASSERT_TRUE(added.wait(3));
+    made = ok(kPortMapping, kOM, "AddObject");
+    EXPECT_EQ(print(made.get()), "(objectpath '/com/quv/igd1/Config/PortMapping/10',)");
+    ASSERT_TRUE(sim.remove_object("/com/quv/igd1/Config/PortMapping/9"));
+    ASSERT_TRUE(removed.wait(2));
+}
+
+TEST_F(Gwsim, IntrospectionListsChildrenAndInterfaces)
+{
+    EXPECT_EQ(children("/com/quv/igd1"), (std::vector<std::string>{"Config", "Info", "Tevra"}));
+    EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb"), (std::vector<std::string>{"1", "2"}));
+    ok("/com/quv/igd1/Info/Network/WANConnectionDb", kOM, "AddObject");
+    EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb").size(), 3u);
+    EXPECT_TRUE(children(kDevice).empty());
+    // The control object stays out of the gateway tree.
+    std::vector<std::string> top = children("/");
+    EXPECT_EQ(std::set<std::string>(top.begin(), top.end()), (std::set<std::string>{"com", "org"}));
+
+    GPtr<GVariant> r = ok(kDevice, "org.freedesktop.DBus.Introspectable", "Introspect");
+    const char *xml = nullptr;
+    g_variant_get(r.get(), "(&s)", &xml);
+    GPtr<GDBusNodeInfo> node(g_dbus_node_info_new_for_xml(xml, nullptr));
+    ASSERT_TRUE(node);
+    GDBusInterfaceInfo *dev = g_dbus_node_info_lookup_interface(node.get(), kDeviceIface);
+    ASSERT_TRUE(dev);
+    GDBusPropertyInfo *flash = g_dbus_interface_info_lookup_property(dev, "FlashSize");
+    ASSERT_TRUE(flash);
+    EXPECT_STREQ(flash->signature, "u");
+    EXPECT_TRUE(g_dbus_node_info_lookup_interface(node.get(), kQuvProps));
+
+    r = ok(kSystem, "org.freedesktop.DBus.Introspectable", "Introspect");
+    g_variant_get(r.get(), "(&s)", &xml);
+    node.reset(g_dbus_node_info_new_for_xml(xml, nullptr));
+    ASSERT_TRUE(node);
+    GDBusInterfaceInfo *sys = g_dbus_node_info_lookup_interface(node.get(), kSysCmd);
+    ASSERT_TRUE(sys);
+    GDBusMethodInfo *upgrade = g_dbus_interface_info_lookup_method(sys, "Upgrade");
+    ASSERT_TRUE(upgrade);
+    ASSERT_TRUE(upgrade->in_args && upgrade->in_args[3] && !upgrade->in_args[4]);
+    EXPECT_STREQ(upgrade->in_args[3]->signature, "b");
+
+    EXPECT_EQ(fails("/com/quv/igd1/Nowhere", "org.freedesktop.DBus.Introspectable", "Introspect"),
+              "org.freedesktop.DBus.Error.UnknownObject");
+}
+
+TEST_F(Gwsim, ModelCommandsAnswerAndCheckTheirArguments)
+{
+    GPtr<GVariant> r = ok(kSystem, kSysCmd, "Reboot");
+    EXPECT_EQ(print(r.get()), "(uint32 0, 'OK')");
+    r = ok(kSystem, kSysCmd, "Upgrade", g_variant_new("(suub)", "http://fw.example/x.bin", 1u, 0u, TRUE));
+    EXPECT_EQ(print(r.get()), "(uint32 0, 'OK')");
+    r = ok(kSystem, kSysCmd, "GetUAPasswd");
+    EXPECT_STREQ(g_variant_get_type_string(r.get()), "(sus)");
+    r = ok("/com/quv/igd1/Info/Network/WANConnectionDb", "com.quv.igd1.WANConnectionDb", "GetWANConnByName",
+           g_variant_new("(s)", "1_INTERNET_R_VID_41"));
+    EXPECT_STREQ(g_variant_get_type_string(r.get()), "(ous)");
+    EXPECT_EQ(fails(kSystem, kSysCmd, "SetUAPasswd", g_variant_new("(u)", 5u)), "org.freedesktop.DBus.Error.InvalidArgs");
+    EXPECT_EQ(fails(kSystem, kSysCmd, "Reboot", g_variant_new("(s)", "now")), "org.freedesktop.DBus.Error.InvalidArgs");
+}
+
+TEST_F(Gwsim, ScriptsOverrideRepliesAndErrors)
+{
+    // A wrong reply type for a built-in method, used once.
+    ASSERT_TRUE(sim.script_reply(kDevice, kQuvProps, "Get", "(int32 5,)", 0, true));
+    GPtr<GVariant> r = ok(kDevice, kQuvProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
+    EXPECT_EQ(print(r.get()), "(5,)");
+    r = ok(kDevice, kQuvProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
+    EXPECT_EQ(print(r.get()), "(<'HomeGateway'>,)");
+
+    // A non-tuple reply is wrapped; a script beats the model's own answer.
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "uint32 7"));
+    r = ok(kSystem, kSysCmd, "Reboot");
+    EXPECT_EQ(print(r.get()), "(uint32 7,)");
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "(uint32 1, 'busy')"));
+    r = ok(kSystem, kSysCmd, "Reboot");
+    EXPECT_EQ(print(r.get()), "(uint32 1, 'busy')");
+
+    // Errors, with wildcards: every method of every object.
+    ASSERT_TRUE(sim.script_error("", "", "", "org.freedesktop.DBus.Error.LimitsExceeded", "too many requests"));
+    std::string message;
+    EXPECT_EQ(fails(kPortMapping, kOM, "GetManagedObjects", nullptr, &message),
+              "org.freedesktop.DBus.Error.LimitsExceeded");
+    EXPECT_EQ(message, "too many requests");
+    EXPECT_EQ(fails(kSystem, kSysCmd, "Reboot"), "org.freedesktop.DBus.Error.LimitsExceeded");
+
+    ASSERT_TRUE(sim.clear_scripts());
+    r = ok(kSystem, kSysCmd, "Reboot");
+    EXPECT_EQ(print(r.get()), "(uint32 0, 'OK')");
+
+    // Methods the model does not know can be scripted as well.
+    ASSERT_TRUE(sim.script_reply("/com/quv/igd1/Config/New", "com.quv.igd1.New", "Go", "(uint32 0, '')"));
+    r = ok("/com/quv/igd1/Config/New", "com.quv.igd1.New", "Go");
+    EXPECT_EQ(print(r.get()), "(uint32 0, '')");
+
+    // A one-shot error, e.g. for roll-back paths.
+    ASSERT_TRUE(sim.script_error(kDevice, kQuvProps, "Set", "com.quv.igd1.Error.ReadOnly", "locked", 0, true));
+    EXPECT_EQ(fails(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("x"))),
+              "com.quv.igd1.Error.ReadOnly");
+    ok(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("x")));
+}
+
+TEST_F(Gwsim, DelayedReplyDoesNotBlockOtherCalls)
+{
+    ASSERT_TRUE(sim.script_delay(kDevice, kQuvProps, "GetAll", 1500));
+    struct Result {
+        GPtr<GVariant> reply;
+        bool done = false;
+    } result;
+    gint64 start = g_get_monotonic_time();
+    g_dbus_connection_call(
+        sim.connection(), "com.quv.igd1", kDevice, kQuvProps, "GetAll", g_variant_new("(s)", kDeviceIface), nullptr,
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
+        [](GObject *src, GAsyncResult *res, gpointer data) {
+            auto *out_result = static_cast<Result *>(data);
+            out_result->reply.reset(g_dbus_connection_call_finish(G_DBUS_CONNECTION(src), res, nullptr));
+            out_result->done = true;
+        },
+        &result);
+    // Meanwhile other calls are answered at once.
+    GPtr<GVariant> r = ok(kSystem, kSysCmd, "Reboot");
+    EXPECT_EQ(print(r.get()), "(uint32 0, 'OK')");
+    EXPECT_LT(g_get_monotonic_time() - start, 1000000);
+    g_main_context_iteration(nullptr, FALSE);
+    EXPECT_FALSE(result.done);
+    while (!result.done && g_get_monotonic_time() - start < 10000000)
+        g_main_context_iteration(nullptr, TRUE);
+    ASSERT_TRUE(result.reply);  // the normal answer, only later
+    EXPECT_STREQ(g_variant_get_type_string(result.reply.get()), "(a{sv})");
+    EXPECT_GE(g_get_monotonic_time() - start, 1500000);
+}
+
+TEST_F(Gwsim, CallLogRecordsCallsButNotControl)
+{
+    ASSERT_TRUE(sim.clear_call_log());
+    ok(kSystem, kSysCmd, "SetUAPasswd", g_variant_new("(s)", "secret1"));
+    fails("/com/quv/igd1/Nowhere", kQuvProps, "GetAll", g_variant_new("(s)", "x.y"));
+    ASSERT_TRUE(sim.script_reply("", "", "Unused", "(0,)"));  // control calls are not logged
+    std::vector<LoggedCall> log = sim.call_log();
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0].path, kSystem);
+    EXPECT_EQ(log[0].iface, kSysCmd);
+    EXPECT_EQ(log[0].method, "SetUAPasswd");
+    EXPECT_EQ(log[0].args_text(), "('secret1',)");
+    EXPECT_EQ(log[0].sender.rfind(":", 0), 0u);
+    EXPECT_EQ(log[1].args_text(), "('x.y',)");
+    EXPECT_EQ(sim.count_calls("", kSysCmd), 1u);
+    EXPECT_EQ(sim.count_calls(kDevice), 0u);
+    ok(kSystem, kSysCmd, "Reboot");
+    EXPECT_EQ(sim.call_log().back().args_text(), "()");
+    ASSERT_TRUE(sim.clear_call_log());
+    EXPECT_TRUE(sim.call_log().empty());
+}
+
+TEST_F(Gwsim, ControlEmitsArbitrarySignals)
+{
+    SignalWatch watch(bus.address(), "com.quv.igd1.WiFiInfo", "StaChanged");
+    ASSERT_TRUE(sim.emit_signal("/com/quv/igd1/Info/WiFi", "com.quv.igd1.WiFiInfo", "StaChanged",
+                                g_variant_new("(su)", "A4C3F0112233", 1u)));
+    ASSERT_TRUE(watch.wait(1));
+    EXPECT_EQ(watch.seen[0].path, "/com/quv/igd1/Info/WiFi");
+    EXPECT_EQ(print(watch.seen[0].args.get()), "('A4C3F0112233', uint32 1)");
+}
+
+TEST_F(Gwsim, GdbusCommandLineClient)
+{
+    std::string addr = bus.address();
+    auto run = [&](std::vector<std::string> args, std::string *out_text) {
+        std::vector<char *> argv;
+        for (auto &a : args)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        GStr so, se;
+        int status = -1;
+        GPtr<GError> err;
+        bool spawned = g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr, lumo::out(so),
+                                    lumo::out(se), &status, out(err));
+        EXPECT_TRUE(spawned) << (err ? err->message : "");
+        *out_text = so ? so.get() : "";
+        return spawned && g_spawn_check_wait_status(status, nullptr);
+    };
+    std::string text;
+    ASSERT_TRUE(run({"gdbus", "call", "--address", addr, "--dest", "com.quv.igd1", "--object-path", kSystem,
+                     "--method", "com.quv.igd1.SysCmd.CheckUAPasswd", "'secret1'"},
+                    &text));
+    EXPECT_EQ(text, "(uint32 0, 'OK')\n");
+    ASSERT_TRUE(run({"gdbus", "call", "--address", addr, "--dest", "com.quv.igd1", "--object-path",
+                     "/org/lumo3/Simulator", "--method", "org.lumo3.Simulator1.SetProperty", kDevice, kDeviceIface,
+                     "DevName", "<'from-shell'>"},
+                    &text));
+    GPtr<GVariant> v = sim.property(kDevice, kDeviceIface, "DevName");
+    EXPECT_EQ(print(v.get()), "'from-shell'");
+    ASSERT_TRUE(run({"gdbus", "introspect", "--address", addr, "--dest", "com.quv.igd1", "--object-path",
+                     "/com/quv/igd1/Config/LANHosts"},
+                    &text));
+    EXPECT_NE(text.find("interface com.quv.igd1.LANHostManager"), std::string::npos) << text;
+    EXPECT_NE(text.find("node 3"), std::string::npos) << text;
+    EXPECT_NE(text.find("GetLANHostPathbyMAC(in  s arg_0"), std::string::npos) << text;
+}
+
+TEST_F(Gwsim, SystemBusAddressPointsAtThePrivateBus)
+{
+    GPtr<GDBusConnection> system(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+    ASSERT_TRUE(system);
+    g_dbus_connection_set_exit_on_close(system.get(), FALSE);
+    GPtr<GVariant> owner(g_dbus_connection_call_sync(system.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                     "org.freedesktop.DBus", "GetNameOwner",
+                                                     g_variant_new("(s)", "com.quv.igd1"), G_VARIANT_TYPE("(s)"),
+                                                     G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    EXPECT_TRUE(owner);
+    const char *env = getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    ASSERT_TRUE(env);
+    EXPECT_EQ(bus.address(), env);
+}
+
+TEST(GwsimBus, RestartKeepsTheAddressAndTheSimulatorComesBack)
+{
+    PrivateBus bus;
+    ASSERT_TRUE(bus.ok());
+    Simulator sim(bus);
+    ASSERT_TRUE(sim.ok());
+    const std::string before = bus.address();
+    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "DevName", "'kept'"));
+    ASSERT_TRUE(bus.restart());
+    EXPECT_EQ(bus.address(), before);
+    ASSERT_TRUE(sim.wait_ready());
+    // The model survives the bus restart.
+    GPtr<GVariant> v = sim.property(kDevice, kDeviceIface, "DevName");
+    EXPECT_EQ(print(v.get()), "'kept'");
+    EXPECT_TRUE(bus.stop());
+    EXPECT_FALSE(bus.stop());
+    EXPECT_TRUE(bus.start());
+    ASSERT_TRUE(sim.wait_ready());
+    EXPECT_EQ(sim.stop(), 0);
+}
+
+TEST(GwsimBus, SimulatorsOnDifferentBusesDoNotMeet)
+{
+    PrivateBus a, b;
+    ASSERT_TRUE(a.ok() && b.ok());
+    EXPECT_NE(a.address(), b.address());
+    Simulator sa(a), sb(b);
+    ASSERT_TRUE(sa.ok() && sb.ok());
+    ASSERT_TRUE(sa.set_property(kDevice, kDeviceIface, "DevName", "'A'"));
+    GPtr<GVariant> v = sb.property(kDevice, kDeviceIface, "DevName");
+    EXPECT_EQ(print(v.get()), "'HomeGateway'");
+}
+
+// Runs lumo-gwsim directly; returns its exit status and what it wrote.
+int run_gwsim(std::vector<std::string> args, std::string *out_text, std::string *err_text)
+{
+    args.insert(args.begin(), gwsim_path());
+    std::vector<char *> argv;
+    for (auto &a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    GStr so, se;
+    int status = -1;
+    if (!g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, lumo::out(so), lumo::out(se),
+                      &status, nullptr))
+        return -1;
+    *out_text = so ? so.get() : "";
+    *err_text = se ? se.get() : "";
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(GwsimModel, CustomModelFileAndAddressFile)
+{
+    const char *dir = getenv("LUMO_GWSIM_TEST_DIR");
+    ASSERT_TRUE(dir);
+    PrivateBus bus;
+    ASSERT_TRUE(bus.ok());
+    std::string addr_file = bus.dir() + "/root/var/run/dbus/server_address";
+    SimulatorOptions options;
+    options.model = std::string(dir) + "/tiny.model";
+    options.address_file = addr_file;
+    Simulator sim(bus, options);
+    ASSERT_TRUE(sim.ok());
+
+    GStr text;
+    ASSERT_TRUE(g_file_get_contents(addr_file.c_str(), lumo::out(text), nullptr, nullptr));
+    EXPECT_EQ(std::string(text.get()), bus.address() + "\n");
+
+    GPtr<GVariant> v = sim.property("/com/quv/igd1/Config/Peripheral/LED", "com.quv.igd1.LED", "Status");
+    EXPECT_EQ(print(v.get()), "byte 0x01");
+    EXPECT_FALSE(sim.property(kDevice, kDeviceIface, "DevName"));  // not in this model
+
+    // New instances continue after the highest number present.
+    GPtr<GVariant> r = sim.call("/com/quv/igd1/Config/Things", kOM, "AddObject");
+    EXPECT_EQ(print(r.get()), "(objectpath '/com/quv/igd1/Config/Things/8',)");
+    v = sim.property("/com/quv/igd1/Config/Things/8", "com.quv.igd1.Thing", "Name");
+    EXPECT_EQ(print(v.get()), "'new'");
+
+    // A model method with a delay and one with an error.
+    gint64 start = g_get_monotonic_time();
+    r = sim.call("/com/quv/igd1/Config/Things", "com.quv.igd1.Things", "Slow", g_variant_new("(s)", "x"));
+    EXPECT_EQ(print(r.get()), "(uint32 0, 'slow')");
+    EXPECT_GE(g_get_monotonic_time() - start, 300000);
+    GPtr<GError> err;
+    r = sim.call("/com/quv/igd1/Config/Things", "com.quv.igd1.Things", "Broken", nullptr, out(err));
+    ASSERT_FALSE(r);
+    GStr name(g_dbus_error_get_remote_error(err.get()));
+    EXPECT_STREQ(name.get(), "com.quv.igd1.Error.Busy");
+    EXPECT_NE(std::string(err->message).find("try again later"), std::string::npos);
+    EXPECT_EQ(sim.stop(), 0);
+}
+
+TEST(GwsimModel, BadModelsAreRefusedWithTheGroupNamed)
+{
+    GStr dir(g_dir_make_tmp("lumo3-model-XXXXXX", nullptr));
+    ASSERT_TRUE(dir);
+    struct Case {
+        const char *text, *needle;
+    };
+    const Case cases[] = {
+        {"[/com/quv/igd1/X com.quv.igd1.X]\nP=uint32 'text'\n", "[/com/quv/igd1/X com.quv.igd1.X]: P: bad value"},
+        {"[collection com/quv com.quv.igd1.X]\n", "not a valid object path"},
+        {"[/a b]\n", "not a valid interface name"},
+        {"[method /a com.quv.igd1.X Go]\nRepyl=(0,)\n", "unknown key Repyl"},
+        {"[method /a com.quv.igd1.X Go]\nIn=s\n", "In: not a tuple type"},
+        {"[widget /a]\n", "expected [PATH INTERFACE]"},
+        {"no group\n", "tiny-bad.model"},
+    };
+    std::string path = std::string(dir.get()) + "/tiny-bad.model";
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text);
+        ASSERT_TRUE(g_file_set_contents(path.c_str(), c.text, -1, nullptr));
+        std::string so, se;
+        EXPECT_EQ(run_gwsim({"--model", path, "--address", "unix:path=/nonexistent/bus"}, &so, &se), 2);
+        EXPECT_NE(se.find(c.needle), std::string::npos) << se;
+        EXPECT_EQ(so, "");
+    }
+    g_unlink(path.c_str());
+    g_rmdir(dir.get());
+
+    std::string so, se;
+    EXPECT_EQ(run_gwsim({"--help"}, &so, &se), 0);
+    EXPECT_NE(so.find("--write-address-file"), std::string::npos);
+    EXPECT_EQ(run_gwsim({"--print-default-model"}, &so, &se), 0);
+    EXPECT_NE(so.find("[/com/quv/igd1/Info/Device com.quv.igd1.DeviceInfo]"), std::string::npos);
+    // No bus there: a clear failure, not a hang.
+    EXPECT_EQ(run_gwsim({"--address", "unix:path=/nonexistent/bus"}, &so, &se), 1);
+    EXPECT_NE(se.find("cannot connect"), std::string::npos) << se;
+}
+
+TEST(GwsimModel, SecondSimulatorOnTheSameBusFails)
+{
+    PrivateBus bus;
+    ASSERT_TRUE(bus.ok());
+    Simulator sim(bus);
+    ASSERT_TRUE(sim.ok());
+    std::string so, se;
+    EXPECT_EQ(run_gwsim({"--address", bus.address()}, &so, &se), 1);
+    EXPECT_NE(se.find("has another owner"), std::string::npos) << se;
+}
+
+}  // namespace
+}  // namespace lumo::test
