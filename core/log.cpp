@@ -7,6 +7,7 @@
 #include <syslog.h>
 
 #include "core/glib_ptr.hpp"
+#include "core/log.hpp"
 #include "core/log_sink.hpp"
 #include "core/paths.hpp"
 #include "lumo3_core.h"
@@ -116,6 +117,15 @@ void set(const Sink *sink) noexcept
     g_sink = sink;
 }
 }  // namespace lumo::logsink
+
+namespace lumo::log {
+bool wanted(int priority) noexcept
+{
+    if (g_log_flags == 0 || (g_log_flags & kLogEcho) || g_sink)
+        return true;  // a closed log is opened by the next line; echoes are never masked
+    return (setlogmask(0) & LOG_MASK(LOG_PRI(priority))) != 0;
+}
+}  // namespace lumo::log
 
 extern "C" {
 

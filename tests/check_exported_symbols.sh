@@ -1,7 +1,7 @@
 #!/bin/sh
 # Compares the shared library's exported (defined, global) dynamic symbols with the
-# checked-in list. Any difference fails: nothing internal may leak out, and every
-# listed name must be there.
+# checked-in lists (every *.txt in the given directory). Any difference fails:
+# nothing internal may leak out, and every listed name must be there.
 set -eu
 lib=$1
 list=$2
@@ -9,9 +9,9 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 # Sanitizer builds add their own instrumentation symbols; they are not our interface.
 nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVWiu]$/ {print $3}' | sed 's/@.*//' | grep -v -E '^__(odr_asan|asan|ubsan|lsan|sancov)' | sort -u > "$tmp/actual"
-grep -v '^#' "$list" | sed '/^[[:space:]]*$/d' | sort -u > "$tmp/expected"
+cat "$list"/*.txt | grep -v '^#' | sed '/^[[:space:]]*$/d' | sort -u > "$tmp/expected"
 if ! diff -u "$tmp/expected" "$tmp/actual" > "$tmp/diff"; then
-    echo "exported symbols differ from $list (- missing, + unexpected):"
+    echo "exported symbols differ from $list/*.txt (- missing, + unexpected):"
     cat "$tmp/diff"
     exit 1
 fi

@@ -7,5 +7,13 @@
 #include "lumo3_variant.h"
 #include "lumo3_validate.h"
 #include "lumo3_uci.h"
+#include "lumo3_bus.h"
+#include "lumo3_gateway.h"
+#include "lumo3_device.h"
+#include "lumo3_wan.h"
+#include "lumo3_wifi.h"
+#include "lumo3_lanhost.h"
+#include "lumo3_wlan.h"
+#include "lumo3_syscmd.h"
 
 #endif /* LUMO3_H */

@@ -1,0 +1,27 @@
+// The connection a bus call runs on.
+#pragma once
+
+#include "core/glib_ptr.hpp"
+
+namespace lumo::bus {
+
+// The hosted service's connection when there is one, else the process-wide system-bus
+// connection. One reference to the latter is kept for the life of the process: on
+// this GLib, dropping the last reference to GIO's shared connection closes it, so
+// fetching and releasing it around each call would open a new bus connection (and a
+// new unique name) every time. A connection the bus has closed (possible when the
+// application turned exit-on-close off) is replaced on the next call.
+// Returns a new reference, or null; logs `null_message` at priority 3 on failure.
+GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_message);
+
+// The hosted service's connection (borrowed), or null.
+GDBusConnection *service_connection();
+
+// Releases a floating value handed in by a caller on a path that does not send it.
+void consume_floating(GVariant *value);
+
+// Text of a value for a log line of `priority`; "NULL" for null, "" when no line of
+// that priority would be seen (printing large replies is the costliest part of a call).
+GStr print_value(GVariant *value, int priority);
+
+}  // namespace lumo::bus

@@ -1,0 +1,435 @@
+// Hosting an application's own D-Bus service: the bus name, the "mainLoop" thread,
+// and objects whose calls are routed to the application's callbacks.
+#include <cstdio>
+#include <cstring>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "bus/connection.hpp"
+#include "core/paths.hpp"
+#include "lumo3_bus.h"
+#include "lumo3_core.h"
+
+namespace {
+
+using lumo::GPtr;
+using lumo::GStr;
+
+const char *nn(const char *s)
+{
+    return s ? s : "NULL";
+}
+
+// The temporary loop that StartService runs until the name is acquired or lost.
+// Kept outside the handlers' user data so that a name lost long after the start
+// returned finds no loop rather than a freed one.
+GMainLoop *g_owning_loop = nullptr;
+
+void free_context(OvanDBusServiceContext_t *ctx)
+{
+    if (ctx->connection)
+        g_object_unref(ctx->connection);
+    if (ctx->main_loop)
+        g_main_loop_unref(ctx->main_loop);
+    if (ctx->main_context)
+        g_main_context_unref(ctx->main_context);
+    if (ctx->thread)
+        g_thread_unref(ctx->thread);
+    g_free(ctx->errmsg);
+    g_free(ctx);
+}
+
+void on_name_acquired(GDBusConnection *, const gchar *, gpointer)
+{
+    if (g_owning_loop)
+        g_main_loop_quit(g_owning_loop);
+}
+
+void on_name_lost(GDBusConnection *connection, const gchar *name, gpointer)
+{
+    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    lumo_log("on_name_lost", LOG_NOTICE, "%d: connection = %p, name = %s, loop %p, ctx %p",
+             static_cast<int>(gettid()), static_cast<void *>(connection), nn(name),
+             static_cast<void *>(g_owning_loop), static_cast<void *>(ctx ? ctx->main_context : nullptr));
+    if (ctx)
+        ctx->errState = 1;
+    if (g_owning_loop)
+        g_main_loop_quit(g_owning_loop);
+}
+
+struct LoopThreadArgs {
+    GMainContext *context;
+    GMainLoop *loop;
+};
+
+gpointer main_loop_thread(gpointer data)
+{
+    auto *args = static_cast<LoopThreadArgs *>(data);
+    g_main_context_push_thread_default(args->context);
+    g_main_loop_run(args->loop);
+    g_main_context_pop_thread_default(args->context);
+    g_main_loop_unref(args->loop);
+    g_main_context_unref(args->context);
+    g_free(args);
+    return nullptr;
+}
+
+gboolean quit_loop(gpointer loop)
+{
+    g_main_loop_quit(static_cast<GMainLoop *>(loop));
+    return G_SOURCE_REMOVE;
+}
+
+// Copies what follows a control-file key (from `offset` on) into `out`.
+template <size_t N>
+void take_value(const char *line, size_t offset, char (&out)[N])
+{
+    out[0] = '\0';
+    if (std::strlen(line) > offset)
+        g_strlcpy(out, line + offset, N);
+}
+
+// "com.<vendor>.<package><dbus version>" in lower case, from the control file of the
+// package named after this process; null when any part is missing.
+GStr derive_service_name()
+{
+    static const char tag[] = "_get_service_name";
+    char first[256] = {0};
+    {
+        GStr stat_path = lumo::paths::proc_self_stat();
+        FILE *fp = std::fopen(stat_path.get(), "r");
+        if (!fp)
+            return {};
+        if (!std::fgets(first, sizeof first, fp))
+            first[0] = '\0';
+        std::fclose(fp);
+    }
+    const char *open = std::strchr(first, '(');
+    const char *close = open ? std::strchr(open + 1, ')') : nullptr;
+    if (!close || close == open + 1 || close - open - 1 > 15)
+        return {};
+    char process[16] = {0};
+    std::memcpy(process, open + 1, static_cast<size_t>(close - open - 1));
+
+    GStr fixed(g_strdup_printf("%s/%s.control", lumo::paths::kOpkgInfoDir, process));
+    GStr control = lumo::paths::resolve(fixed.get());
+    FILE *fp = std::fopen(control.get(), "r");
+    if (!fp) {
+        lumo_log(tag, LOG_ERR, "%s open failed %m", control.get());
+        return {};
+    }
+    char package[16] = {0}, vendor[32] = {0}, version[8] = {0};
+    char line[256];
+    GStr result;
+    while (std::fgets(line, sizeof line, fp)) {
+        g_strchomp(line);
+        if (std::strstr(line, "Package:"))
+            take_value(line, 9, package);
+        if (std::strstr(line, "Vendor:"))
+            take_value(line, 8, vendor);
+        if (std::strstr(line, "DbusVersion:"))
+            take_value(line, 13, version);
+        if (package[0] && vendor[0] && version[0]) {
+            GStr name(g_strdup_printf("com.%s.%s%s", vendor, package, version));
+            result.reset(g_ascii_strdown(name.get(), -1));
+            break;
+        }
+    }
+    std::fclose(fp);
+    return result;
+}
+
+OvanDBusObjReg_t *find_registration(const char *path, const char *iface)
+{
+    for (OvanDBusObjReg_t *rec = qzr_dbus_obj_reg_list_head; rec; rec = rec->next)
+        if (std::strcmp(rec->object_path, path) == 0 && std::strcmp(rec->interface_name, iface) == 0)
+            return rec;
+    return nullptr;
+}
+
+bool is_properties_interface(const char *iface)
+{
+    return std::strcmp(iface, "org.freedesktop.DBus.Properties") == 0 ||
+           std::strcmp(iface, "com.quv.igd1.Properties") == 0;
+}
+
+void generic_method_call(GDBusConnection *, const gchar *, const gchar *object_path, const gchar *interface_name,
+                         const gchar *method_name, GVariant *parameters, GDBusMethodInvocation *invocation,
+                         gpointer user_data)
+{
+    // Property requests name the real interface in their first argument; the
+    // registration of that interface answers them.
+    const char *target = interface_name;
+    GPtr<GVariant> first;
+    if (is_properties_interface(interface_name)) {
+        target = nullptr;
+        if (g_variant_n_children(parameters) > 0) {
+            first.reset(g_variant_get_child_value(parameters, 0));
+            if (g_variant_is_of_type(first.get(), G_VARIANT_TYPE_STRING))
+                target = g_variant_get_string(first.get(), nullptr);
+        }
+    }
+    OvanDBusObjReg_t *rec = target ? find_registration(object_path, target) : nullptr;
+    if (!rec || !rec->callbacks || !rec->callbacks->method_call) {
+        // Nobody answers: the caller runs into its time-out.
+        g_object_unref(invocation);
+        return;
+    }
+    GVariant *raw_reply = nullptr;
+    int32_t ret = rec->callbacks->method_call(object_path, interface_name, method_name, parameters, &raw_reply,
+                                              user_data);
+    GPtr<GVariant> reply = lumo::ref_sink(raw_reply);
+    if (ret != 0 && reply) {
+        if (g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(uis)"))) {
+            guint32 domain = 0;
+            gint32 code = 0;
+            const char *message = nullptr;
+            g_variant_get(reply.get(), "(ui&s)", &domain, &code, &message);
+            g_dbus_method_invocation_return_error(invocation, domain, code, "%s", message);
+        } else {
+            g_dbus_method_invocation_return_dbus_error(invocation, "org.freedesktop.DBus.Error.Failed",
+                                                       "method failed");
+        }
+        return;
+    }
+    if (reply && !g_variant_is_of_type(reply.get(), G_VARIANT_TYPE_TUPLE)) {
+        // GDBus cannot send it and would leave the caller waiting for its time-out.
+        lumo_log("generic_method_call", LOG_ERR, "reply of %s is not a tuple: %s", method_name,
+                 g_variant_get_type_string(reply.get()));
+        g_dbus_method_invocation_return_dbus_error(invocation, "org.freedesktop.DBus.Error.Failed",
+                                                   "invalid reply");
+        return;
+    }
+    g_dbus_method_invocation_return_value(invocation, reply.get());
+}
+
+// GDBus requires an error with every refusal from the property slots (it aborts
+// the process otherwise), so a missing value or callback is answered with one.
+GVariant *generic_get_property(GDBusConnection *, const gchar *, const gchar *object_path,
+                               const gchar *interface_name, const gchar *property_name, GError **error,
+                               gpointer user_data)
+{
+    OvanDBusObjReg_t *rec = find_registration(object_path, interface_name);
+    GVariant *value = nullptr;
+    if (rec && rec->callbacks && rec->callbacks->get_property)
+        rec->callbacks->get_property(object_path, property_name, &value, user_data);
+    if (!value)
+        g_set_error(error, G_DBUS_ERROR, G_DBUS_ERROR_FAILED, "No value for property %s", property_name);
+    return value;
+}
+
+gboolean generic_set_property(GDBusConnection *, const gchar *, const gchar *object_path,
+                              const gchar *interface_name, const gchar *property_name, GVariant *value,
+                              GError **error, gpointer user_data)
+{
+    OvanDBusObjReg_t *rec = find_registration(object_path, interface_name);
+    if (!rec || !rec->callbacks || !rec->callbacks->set_property) {
+        g_set_error(error, G_DBUS_ERROR, G_DBUS_ERROR_FAILED, "Property %s cannot be set", property_name);
+        return FALSE;
+    }
+    rec->callbacks->set_property(object_path, property_name, value, user_data);
+    return TRUE;
+}
+
+}  // namespace
+
+extern "C" {
+
+LUMO3_API OvanDBusObjReg_t *qzr_dbus_obj_reg_list_head = nullptr;
+LUMO3_API OvanDBusInterfaceVTable_t interface_vtable = {nullptr, nullptr, nullptr};
+
+LUMO3_API int32_t OvanDBusStartService(const char *service_name)
+{
+    static const char tag[] = "OvanDBusStartService";
+    GStr derived;
+    if (!service_name || !*service_name) {
+        derived = derive_service_name();
+        if (!derived) {
+            lumo_log(tag, LOG_ERR, "Invalid Parameter.");
+            return -1;
+        }
+        service_name = derived.get();
+    }
+    if (!g_dbus_is_name(service_name) || g_dbus_is_unique_name(service_name)) {
+        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
+        return -1;
+    }
+
+    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    if (!ctx) {
+        ctx = static_cast<OvanDBusServiceContext_t *>(g_try_malloc0(sizeof(OvanDBusServiceContext_t)));
+        if (!ctx) {
+            lumo_log(tag, LOG_ERR, "Memory allocate failed.");
+            return -1;
+        }
+        g_strlcpy(ctx->service_name, service_name, sizeof ctx->service_name);
+        qzr_dbus_service_context = ctx;
+    } else if (ctx->is_service_started) {
+        lumo_log(tag, LOG_ERR, "Service %s is already started.", ctx->service_name);
+        return -1;
+    }
+    ctx->is_service_started = 1;
+    ctx->errState = 0;
+
+    // The name is requested on the connection the library's calls use. GIO's shared
+    // connection may have been closed (a failed start closes it), and g_bus_own_name
+    // would request the name on that closed one again for as long as anything still
+    // holds it, so that no later start could succeed.
+    if (ctx->connection && g_dbus_connection_is_closed(ctx->connection)) {
+        g_object_unref(ctx->connection);
+        ctx->connection = nullptr;
+    }
+    if (!ctx->connection)
+        ctx->connection = lumo::bus::connection_for_call(tag, "connection is NULL, just return.").release();
+
+    // Handlers of the name request run in this thread's default context; block on a
+    // temporary loop there until the name is ours or lost.
+    GPtr<GMainContext> context(g_main_context_ref_thread_default());
+    if (ctx->connection) {
+        GPtr<GMainLoop> owning(g_main_loop_new(context.get(), FALSE));
+        g_owning_loop = owning.get();
+        ctx->owner_id = g_bus_own_name_on_connection(ctx->connection, ctx->service_name, G_BUS_NAME_OWNER_FLAGS_NONE,
+                                                     on_name_acquired, on_name_lost, nullptr, nullptr);
+        g_main_loop_run(owning.get());
+        g_owning_loop = nullptr;
+    } else {
+        ctx->errState = 1;  // no bus: the name cannot be had
+    }
+
+    if (ctx->errState == 0) {
+        ctx->main_context = g_main_context_ref(context.get());
+        ctx->main_loop = g_main_loop_new(context.get(), FALSE);
+        auto *args = g_new(LoopThreadArgs, 1);
+        args->context = g_main_context_ref(context.get());
+        args->loop = g_main_loop_ref(ctx->main_loop);
+        ctx->thread = g_thread_new("mainLoop", main_loop_thread, args);
+        lumo_log(tag, LOG_NOTICE, "DBUS Service '%s' is Started.", ctx->service_name);
+        return 0;
+    }
+    if (ctx->is_service_started) {
+        ctx->is_service_started = 0;
+        if (ctx->connection && !g_dbus_connection_is_closed(ctx->connection))
+            g_dbus_connection_close_sync(ctx->connection, nullptr, nullptr);
+        if (ctx->owner_id)
+            g_bus_unown_name(ctx->owner_id);
+        qzr_dbus_service_context = nullptr;
+        free_context(ctx);
+        lumo_log(tag, LOG_ERR, "ERR: errState is 1, release dbus_service_context and return.");
+    } else {
+        lumo_log(tag, LOG_ERR, "ERR: errState is 1, but is_service_started is 0");
+    }
+    return -1;
+}
+
+LUMO3_API int32_t OvanDBusStopService(void)
+{
+    static const char tag[] = "OvanDBusStopService";
+    lumo_log(tag, LOG_DEBUG, "%d, Enter.", static_cast<int>(gettid()));
+    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    if (!ctx || !ctx->is_service_started)
+        return -1;
+    ctx->is_service_started = 0;
+    if (ctx->main_loop && ctx->main_context) {
+        // Quit from inside the loop's own context, so a stop that comes before the
+        // thread started running its loop is not lost.
+        GSource *idle = g_idle_source_new();
+        g_source_set_callback(idle, quit_loop, g_main_loop_ref(ctx->main_loop),
+                              reinterpret_cast<GDestroyNotify>(g_main_loop_unref));
+        g_source_attach(idle, ctx->main_context);
+        g_source_unref(idle);
+    }
+    g_bus_unown_name(ctx->owner_id);
+    qzr_dbus_service_context = nullptr;
+    free_context(ctx);
+    return 0;
+}
+
+LUMO3_API GDBusNodeInfo *OvanDBusNodeParseXml(const char *xml)
+{
+    if (!xml)
+        return nullptr;
+    return g_dbus_node_info_new_for_xml(xml, nullptr);
+}
+
+LUMO3_API GDBusInterfaceInfo *OvanDBusNodeFindInterface(GDBusNodeInfo *node_info, const char *interface_name)
+{
+    lumo_log("OvanDBusNodeFindInterface", LOG_DEBUG, "interface_name(%s)", nn(interface_name));
+    if (!node_info || !interface_name)
+        return nullptr;
+    return g_dbus_node_info_lookup_interface(node_info, interface_name);
+}
+
+LUMO3_API void OvanDBusNodeInfoUnref(GDBusNodeInfo *node_info)
+{
+    lumo_log("OvanDBusNodeInfoUnref", LOG_DEBUG, "node_info(%p)", static_cast<void *>(node_info));
+    if (node_info)
+        g_dbus_node_info_unref(node_info);
+}
+
+LUMO3_API int32_t OvanDBusRegisterObject(const char *object_path, GDBusInterfaceInfo *interface_info,
+                                         const OvanDBusInterfaceVTable_t *callbacks, void *user_data)
+{
+    static const char tag[] = "OvanDBusRegisterObject";
+    lumo_log(tag, LOG_DEBUG, "object_path(%s)", nn(object_path));
+    GDBusConnection *conn = lumo::bus::service_connection();
+    if (!conn) {
+        lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
+        return -1;
+    }
+    if (!interface_info)
+        return 0;
+    if (!object_path || !g_variant_is_object_path(object_path)) {
+        lumo_log(tag, LOG_ERR, "invalid object path.");
+        return 0;
+    }
+    GDBusInterfaceVTable vtable = {};
+    OvanDBusObjReg_t *rec = nullptr;
+    if (callbacks) {
+        if (find_registration(object_path, interface_info->name))
+            return 0;
+        rec = static_cast<OvanDBusObjReg_t *>(g_try_malloc0(sizeof(OvanDBusObjReg_t)));
+        if (!rec)
+            return 0;
+        rec->object_path = g_strdup(object_path);
+        rec->interface_name = g_strdup(interface_info->name);
+        rec->callbacks = callbacks;
+        rec->next = qzr_dbus_obj_reg_list_head;
+        qzr_dbus_obj_reg_list_head = rec;
+        vtable.method_call = callbacks->method_call ? generic_method_call : nullptr;
+        vtable.get_property = callbacks->get_property ? generic_get_property : nullptr;
+        vtable.set_property = callbacks->set_property ? generic_set_property : nullptr;
+    }
+    guint id = g_dbus_connection_register_object(conn, object_path, interface_info, callbacks ? &vtable : nullptr,
+                                                 user_data, nullptr, nullptr);
+    if (rec)
+        rec->reg_id = id;
+    return static_cast<int32_t>(id);
+}
+
+LUMO3_API void OvanDBusUnRegisterObject(unsigned int reg_id)
+{
+    static const char tag[] = "OvanDBusUnRegisterObject";
+    lumo_log(tag, LOG_DEBUG, "id(%d)", static_cast<int>(reg_id));
+    if (reg_id == 0) {
+        lumo_log(tag, LOG_ERR, "invalid registration id.");
+        return;
+    }
+    GDBusConnection *conn = lumo::bus::service_connection();
+    if (!conn) {
+        lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
+        return;
+    }
+    g_dbus_connection_unregister_object(conn, reg_id);
+    for (OvanDBusObjReg_t **link = &qzr_dbus_obj_reg_list_head; *link; link = &(*link)->next) {
+        if ((*link)->reg_id == reg_id) {
+            OvanDBusObjReg_t *rec = *link;
+            *link = rec->next;
+            g_free(rec->object_path);
+            g_free(rec->interface_name);
+            g_free(rec);
+            return;
+        }
+    }
+}
+
+}  // extern "C"

@@ -1,0 +1,151 @@
+// Signal emission and subscriptions on the hosted service's connection.
+#include <syslog.h>
+
+#include "bus/connection.hpp"
+#include "lumo3_bus.h"
+#include "lumo3_core.h"
+
+namespace {
+
+const char *nn(const char *s)
+{
+    return s ? s : "NULL";
+}
+
+void free_record(OvanDBusSigSubst_t *rec)
+{
+    g_free(rec->sender_name);
+    g_free(rec->object_path);
+    g_free(rec->interface_name);
+    g_free(rec->signal_name);
+    g_free(rec);
+}
+
+}  // namespace
+
+extern "C" {
+
+LUMO3_API OvanDBusSigSubst_t *qzr_dbus_sigsubst_list_head = nullptr;
+
+LUMO3_API int32_t OvanDBusEmitSignal(const char *destination_bus_name, const char *object_path,
+                                     const char *interface_name, const char *signal_name, OvanVariant *parameters)
+{
+    static const char tag[] = "OvanDBusEmitSignal";
+    lumo::GPtr<GVariant> params = lumo::ref_sink(parameters);
+    GDBusConnection *conn = lumo::bus::service_connection();
+    if (!conn) {
+        lumo_log(tag, LOG_ERR, "connection is NULL.");
+        return 0;
+    }
+    const char *problem = nullptr;
+    if (destination_bus_name && !g_dbus_is_name(destination_bus_name))
+        problem = "org.freedesktop.DBus.Error.InvalidArgs: invalid destination bus name";
+    else if (!object_path || !g_variant_is_object_path(object_path))
+        problem = "org.freedesktop.DBus.Error.InvalidArgs: invalid object path";
+    else if (!interface_name || !g_dbus_is_interface_name(interface_name))
+        problem = "org.freedesktop.DBus.Error.InvalidArgs: invalid interface name";
+    else if (!signal_name || !g_dbus_is_member_name(signal_name))
+        problem = "org.freedesktop.DBus.Error.InvalidArgs: invalid signal name";
+    else if (params && !g_variant_is_of_type(params.get(), G_VARIANT_TYPE_TUPLE))
+        problem = "org.freedesktop.DBus.Error.InvalidArgs: parameters are not a tuple";
+    lumo::GPtr<GError> err;
+    gboolean ok = FALSE;
+    if (!problem) {
+        ok = g_dbus_connection_emit_signal(conn, destination_bus_name, object_path, interface_name, signal_name,
+                                           params.get(), lumo::out(err));
+        if (err)
+            problem = err->message;
+    }
+    if (problem) {
+        lumo_log(tag, LOG_ERR, "S(%s), O(%s), I(%s), S(%s): E<%s>", nn(destination_bus_name), nn(object_path),
+                 nn(interface_name), nn(signal_name), problem);
+        OvanSetErrMsg(problem);
+        return 0;
+    }
+    return ok ? 1 : 0;
+}
+
+LUMO3_API uint32_t OvanDBusSubscribeSignal(const char *sender_name, const char *object_path,
+                                           const char *interface_name, const char *signal_name,
+                                           OvanDBusSignalHandler_t handler, void *user_data)
+{
+    static const char tag[] = "OvanDBusSubscribeSignal";
+    lumo_log(tag, LOG_DEBUG, "sender_name(%s), object_path(%s), interface_name(%s), signal_name(%s)",
+             sender_name ? sender_name : "", nn(object_path), nn(interface_name), nn(signal_name));
+    GDBusConnection *conn = lumo::bus::service_connection();
+    if (!conn) {
+        lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
+        return 0;
+    }
+    // GDBus refuses malformed filters with a critical warning; refuse them here.
+    if ((sender_name && !g_dbus_is_name(sender_name)) || (object_path && !g_variant_is_object_path(object_path)) ||
+        (interface_name && !g_dbus_is_interface_name(interface_name)) ||
+        (signal_name && !g_dbus_is_member_name(signal_name))) {
+        lumo_log(tag, LOG_ERR, "invalid signal filter, just return.");
+        return 0;
+    }
+    auto *rec = static_cast<OvanDBusSigSubst_t *>(g_try_malloc0(sizeof(OvanDBusSigSubst_t)));
+    if (!rec) {
+        lumo_log(tag, LOG_ERR, "_OvanDBusAddCustomizedSignalFunction() failed, just return.");
+        return 0;
+    }
+    rec->sender_name = g_strdup(sender_name);
+    rec->object_path = g_strdup(object_path);
+    rec->interface_name = g_strdup(interface_name);
+    rec->signal_name = g_strdup(signal_name);
+    rec->callback = handler;
+    rec->user_data = user_data;
+    rec->next = qzr_dbus_sigsubst_list_head;
+    qzr_dbus_sigsubst_list_head = rec;
+    rec->subid = g_dbus_connection_signal_subscribe(conn, sender_name, interface_name, signal_name, object_path,
+                                                    nullptr, G_DBUS_SIGNAL_FLAGS_NONE, _OvanBusGenericSignalFunction,
+                                                    rec, nullptr);
+    lumo_log(tag, LOG_DEBUG, "subid (%d)", static_cast<int>(rec->subid));
+    return rec->subid;
+}
+
+LUMO3_API void OvanDBusUnSubscribeSignal(unsigned int subid)
+{
+    static const char tag[] = "OvanDBusUnSubscribeSignal";
+    lumo_log(tag, LOG_DEBUG, "subid (%u)", subid);
+    GDBusConnection *conn = lumo::bus::service_connection();
+    if (!conn) {
+        lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
+        return;
+    }
+    g_dbus_connection_signal_unsubscribe(conn, subid);
+    for (OvanDBusSigSubst_t **link = &qzr_dbus_sigsubst_list_head; *link; link = &(*link)->next) {
+        if ((*link)->subid == subid) {
+            OvanDBusSigSubst_t *rec = *link;
+            *link = rec->next;
+            free_record(rec);
+            return;
+        }
+    }
+}
+
+LUMO3_API void _OvanBusGenericSignalFunction(GDBusConnection *, const char *sender_name, const char *object_path,
+                                             const char *interface_name, const char *signal_name,
+                                             GVariant *parameters, gpointer user_data)
+{
+    static const char tag[] = "_OvanBusGenericSignalFunction";
+    lumo_log(tag, LOG_DEBUG, "Received a signal: sender(%s), path(%s), interface(%s), signal(%s)", nn(sender_name),
+             nn(object_path), nn(interface_name), nn(signal_name));
+    if (!user_data) {
+        lumo_log(tag, LOG_DEBUG, "Empty user_data, illegal.");
+        return;
+    }
+    // The record may have been unsubscribed meanwhile: find it in the list before
+    // touching it (records are unique per subscription id).
+    for (OvanDBusSigSubst_t *rec = qzr_dbus_sigsubst_list_head; rec; rec = rec->next) {
+        if (rec == user_data) {
+            if (rec->callback)
+                rec->callback(sender_name, object_path, interface_name, signal_name, parameters, rec->user_data);
+            return;
+        }
+    }
+    lumo_log(tag, LOG_ERR, "Signal [sender(%s) path(%s), interface(%s), signal(%s)] not Subscribed by any APP.",
+             nn(sender_name), nn(object_path), nn(interface_name), nn(signal_name));
+}
+
+}  // extern "C"
