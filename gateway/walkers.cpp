@@ -226,6 +226,8 @@ int32_t walk_object_map(const CollectionSpec &spec, GVariant *map, void **objs, 
         }
         if (spec.after)
             spec.after(record);
+        if (spec.after_with)
+            spec.after_with(record, spec.after_context);
     }
     return 0;
 }
@@ -290,6 +292,15 @@ int32_t run_command(const CommandSpec &spec, GVariant *args, uint32_t *status, c
     GVariant *raw = nullptr;
     int32_t ret = OvanDBusCallMethod(kService, spec.path, spec.iface, spec.method, args, &raw, -1);
     GPtr<GVariant> reply(raw);
+    if (ret == 0 && reply && spec.reply_line) {
+        GStr printed = bus::print_value(reply.get(), LOG_DEBUG);
+        lumo_log(spec.tag, LOG_DEBUG, spec.reply_line, printed.get());
+    }
+    if (ret == 0 && reply && spec.reply_type && !g_variant_is_of_type(reply.get(), G_VARIANT_TYPE(spec.reply_type))) {
+        lumo_log(spec.tag, LOG_ERR, "Return value is of incorrect variant type %s.",
+                 g_variant_get_type_string(reply.get()));
+        return fail_command(status, errmsg, "Return value is of incorrect variant type.");
+    }
     const size_t n = reply && g_variant_is_of_type(reply.get(), G_VARIANT_TYPE_TUPLE)
                          ? g_variant_n_children(reply.get())
                          : 0;
@@ -308,7 +319,9 @@ int32_t run_command(const CommandSpec &spec, GVariant *args, uint32_t *status, c
     if (result != 0 && *text) {
         if (errmsg)
             *errmsg = g_strdup(text);
-        if (spec.message_line)
+        if (spec.message_line && spec.message_line_with_word)
+            lumo_log(spec.tag, spec.message_priority, spec.message_line, static_cast<int>(result), text);
+        else if (spec.message_line)
             lumo_log(spec.tag, spec.message_priority, spec.message_line, text);
     }
     if (status)
@@ -337,6 +350,14 @@ int32_t wifi_guard()
             return 1;
     }
     return 0;
+}
+
+int32_t get_singleton(const GetterSpec &spec, const char *entry_line, const char *path, void *record)
+{
+    lumo_log(spec.tag, LOG_DEBUG, entry_line, record);
+    if (!record)
+        return -1;
+    return get_all_into(spec, path, record);
 }
 
 }  // namespace lumo::gw

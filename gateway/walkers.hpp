@@ -53,6 +53,9 @@ struct CollectionSpec {
     const char *count_line;  // "entry num (%d)", "num(%d)", "count(%d)"
     size_t path_limit;       // 255 or 256
     void (*after)(void *record) = nullptr;
+    // Like `after`, given `after_context` too (e.g. data read once for the whole walk).
+    void (*after_with)(void *record, void *context) = nullptr;
+    void *after_context = nullptr;
 };
 
 // GetManagedObjects on `collection` into a newly allocated array (shape 3 after the
@@ -86,6 +89,13 @@ struct CommandSpec {
     const char *fail_message;  // handed out when the call fails
     const char *message_line;  // "%s" = the service's message; null: not logged
     int message_priority = 3;
+    // When set, a reply of any other type is logged ("Return value is of incorrect
+    // variant type %s.") and fails with "Return value is of incorrect variant type.".
+    const char *reply_type = nullptr;
+    // message_line takes the result word ("%d") before the message.
+    bool message_line_with_word = false;
+    // Priority 7 with the printed reply ("%s") once the call has answered; null: none.
+    const char *reply_line = nullptr;
 };
 
 // Calls the method and reads a reply ending in (u, s): the result word goes to
@@ -105,5 +115,11 @@ int32_t wifi_guard();
 
 // The gateway's bus interface version, read once.
 int32_t bus_version();
+
+// ---- shape 1 whole ----
+
+// Logs `entry_line` at priority 7 (a "%p" in it shows the record), refuses a NULL
+// record with -1, then get_all_into.
+int32_t get_singleton(const GetterSpec &spec, const char *entry_line, const char *path, void *record);
 
 }  // namespace lumo::gw

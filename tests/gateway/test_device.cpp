@@ -1,0 +1,166 @@
+// Device, network, PON and VoIP information; the capability questions; the name.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <ostream>
+#include <string>
+
+#include "bus_support/private_bus.hpp"
+#include "lumo3_bus.h"
+#include "lumo3_device.h"
+#include "support/log_capture.hpp"
+
+namespace {
+
+using lumo::test::LogCapture;
+using lumo::test::PrivateBus;
+using lumo::test::Simulator;
+
+constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
+constexpr const char kDeviceIface[] = "com.quv.igd1.DeviceInfo";
+
+class Device : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+    }
+    PrivateBus bus;
+    Simulator sim{bus};
+    LogCapture log;
+};
+
+TEST_F(Device, InformationRecords)
+{
+    OvanDeviceInfo_t dev{};
+    ASSERT_EQ(OvanGetDeviceInfo(&dev), 0);
+    EXPECT_STREQ(dev.path, kDevice);
+    EXPECT_STREQ(dev.MAC, "0C4B54A1B2C3");
+    EXPECT_STREQ(dev.DBusInterfaceVersion, "1.2.0");
+    EXPECT_EQ(dev.RamSize, 512u);
+    EXPECT_EQ(dev.MEMUsage, 41);
+    EXPECT_TRUE(log.contains("OvanGetDeviceInfo: Enter.", 7));
+
+    OvanNetworkInfo_t net{};
+    ASSERT_EQ(OvanGetNetworkInfo(&net), 0);
+    EXPECT_STREQ(net.path, "/com/quv/igd1/Info/Network");
+    EXPECT_EQ(net.LAN1TXByte, 1048576000u);
+    EXPECT_EQ(net.LAN1Status, 1);
+    EXPECT_STRNE(net.WANIPAddr, "");
+
+    OvanPONInfo_t pon{};
+    ASSERT_EQ(OvanGetPONInfo(&pon), 0);
+    EXPECT_STRNE(pon.LOID, "");
+    EXPECT_NE(pon.Temperature, 0.0);
+    EXPECT_TRUE(log.contains("OvanGetPONInfo: enter.", 7));
+
+    OvanVoIPInfo_t voip{};
+    ASSERT_EQ(OvanGetVoIPInfo(&voip), 0);
+    EXPECT_STRNE(voip.Line1Status, "");
+    EXPECT_TRUE(log.contains("OvanGetVoIPInfo: info(0x", 7));
+}
+
+TEST_F(Device, DevStyleOnlyInTheSecondLayout)
+{
+    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "DevStyle", ("'" + std::string(40, 's') + "'").c_str()));
+    OvanDeviceInfo_t dev{};
+    ASSERT_EQ(OvanGetDeviceInfo(&dev), 0);
+    OvanDeviceInfov4_t dev4{};
+    ASSERT_EQ(OvanGetDeviceInfov4(&dev4), 0);
+    EXPECT_EQ(std::string(dev4.DevStyle), std::string(32, 's'));
+    EXPECT_EQ(dev4.HGWSleep, dev.HGWSleep);
+    EXPECT_STREQ(dev4.DevName, dev.DevName);
+}
+
+TEST_F(Device, MacFieldCutToTwelve)
+{
+    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "MAC", "'0C:4B:54:A1:B2:C3'"));
+    OvanDeviceInfo_t dev{};
+    ASSERT_EQ(OvanGetDeviceInfo(&dev), 0);
+    EXPECT_STREQ(dev.MAC, "0C:4B:54:A1:");
+}
+
+TEST_F(Device, NullRecordSendsNothing)
+{
+    sim.clear_call_log();
+    EXPECT_EQ(OvanGetDeviceInfo(nullptr), -1);
+    EXPECT_EQ(OvanGetNetworkInfo(nullptr), -1);
+    EXPECT_EQ(OvanGetPONInfo(nullptr), -1);
+    EXPECT_EQ(OvanGetVoIPInfo(nullptr), -1);
+    EXPECT_EQ(OvanGetDeviceInfov4(nullptr), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+struct CapabilityCase {
+    const char *capability;
+    uint32_t wifi;
+    uint32_t usb;
+};
+
+void PrintTo(const CapabilityCase &c, std::ostream *os)
+{
+    *os << '"' << c.capability << '"';
+}
+
+class Capability : public Device, public testing::WithParamInterface<CapabilityCase> {};
+
+TEST_P(Capability, Fields)
+{
+    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "Capability",
+                                 ("'" + std::string(GetParam().capability) + "'").c_str()));
+    uint32_t wifi = 7, usb = 7;
+    EXPECT_EQ(OvanSupportWiFi(&wifi), 0);
+    EXPECT_EQ(OvanSupportUSB(&usb), 0);
+    EXPECT_EQ(wifi, GetParam().wifi);
+    EXPECT_EQ(usb, GetParam().usb);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Strings, Capability,
+    testing::Values(CapabilityCase{"0;0;1;0;1", 1, 1}, CapabilityCase{"1;1;0;0;0", 0, 0},
+                    CapabilityCase{"1;1;1", 0, 1},            // fields 4 and 5 missing
+                    CapabilityCase{"0;0;0;1;0", 1, 0}, CapabilityCase{"", 0, 0},
+                    CapabilityCase{"0;0;x;y;2", 1, 0},        // not numbers count as 0
+                    CapabilityCase{";;;;", 0, 0}, CapabilityCase{"0;0;0;0;0;1", 0, 0},  // a sixth field is ignored
+                    // a field is cut to 15 characters before it is converted
+                    CapabilityCase{"0;0;0000000000000001;0;0", 0, 0},
+                    CapabilityCase{"0;0;000000000000001;0;0", 0, 1}));
+
+TEST_F(Device, CapabilityUnreadableCountsAsPresent)
+{
+    ASSERT_TRUE(sim.script_error(kDevice, "com.quv.igd1.Properties", "Get", "org.freedesktop.DBus.Error.Failed",
+                                 "gone"));
+    uint32_t wifi = 0, usb = 0;
+    EXPECT_NE(OvanSupportWiFi(&wifi), 0);
+    EXPECT_EQ(wifi, 1u);
+    EXPECT_NE(OvanSupportUSB(&usb), 0);
+    EXPECT_EQ(usb, 1u);
+    EXPECT_EQ(OvanSupportWiFi(nullptr), -1);
+}
+
+TEST_F(Device, DeviceName)
+{
+    const std::string exact(128, 'n');
+    EXPECT_EQ(OvanDeviceSetDevName(exact.c_str()), 0);
+    auto v = sim.property(kDevice, kDeviceIface, "DevName");
+    ASSERT_TRUE(v);
+    EXPECT_EQ(std::string(g_variant_get_string(v.get(), nullptr)), exact);
+
+    sim.clear_call_log();
+    const std::string longer(129, 'n');
+    EXPECT_EQ(OvanDeviceSetDevName(longer.c_str()), -1);
+    EXPECT_TRUE(log.contains("devname(" + longer + ") is too long, its length is limited to 128", 3));
+    EXPECT_EQ(sim.count_calls(), 0u);
+
+    EXPECT_EQ(OvanDeviceSetDevName(nullptr), 0);  // clears the name
+    v = sim.property(kDevice, kDeviceIface, "DevName");
+    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "");
+    EXPECT_TRUE(log.contains("OvanDeviceSetDevName: Enter, devname()", 7));
+
+    ASSERT_TRUE(sim.script_error(kDevice, "com.quv.igd1.Properties", "Set", "org.freedesktop.DBus.Error.AccessDenied",
+                                 "no"));
+    EXPECT_EQ(OvanDeviceSetDevName("x"), -1);
+}
+
+}  // namespace

@@ -1,0 +1,446 @@
+// The generic gateway shapes, tested once on a record made for the purpose (every
+// field type, guard bytes around the fields) and on a collection of the simulator.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "bus_support/private_bus.hpp"
+#include "gateway/walkers.hpp"
+#include "lumo3_bus.h"
+#include "support/log_capture.hpp"
+
+namespace {
+
+using lumo::GPtr;
+using lumo::test::LogCapture;
+using lumo::test::parse_variant;
+using lumo::test::PrivateBus;
+using lumo::test::Simulator;
+namespace gw = lumo::gw;
+
+// Guard bytes between fields show any write past a field.
+struct Widget {
+    char path[256];
+    uint8_t g0;
+    char Name[8];
+    uint8_t Level;  // directly after a string: unaligned
+    uint8_t Mode;   // adjacent to Level
+    uint8_t g1;
+    int32_t Enabled;
+    uint32_t Count;
+    uint8_t g2[4];
+    int32_t Offset;
+    uint64_t Bytes;
+    double Ratio;
+    uint32_t TagsNum;
+    char (*Tags)[8];
+    uint32_t NotesNum;
+    char (*Notes)[16];
+    char Local[8];
+    uint8_t g3[4];
+};
+
+constexpr gw::Field kWidgetFields[] = {
+    LUMO_F(Widget, Name, 's'),   LUMO_F(Widget, Level, 'y'),  LUMO_F(Widget, Mode, 'y'),
+    LUMO_F(Widget, Enabled, 'b'), LUMO_F(Widget, Count, 'u'), LUMO_F(Widget, Offset, 'i'),
+    LUMO_F(Widget, Bytes, 't'),  LUMO_F(Widget, Ratio, 'd'),  LUMO_AS(Widget, TagsNum, Tags),
+    LUMO_AS(Widget, NotesNum, Notes, gw::kNullWhenEmpty),
+    LUMO_LOCAL(Widget, Local, 's'),
+    gw::dropped("Obsolete"),
+    LUMO_FN(Widget, Count, "Name", 'u'),  // shadowed: the first entry of a name wins
+};
+constexpr gw::RecordTable kWidget{"Widget", "com.example.Widget", kWidgetFields, sizeof(Widget)};
+
+constexpr uint8_t kGuard = 0xA5;
+
+Widget guarded()
+{
+    Widget w;
+    std::memset(&w, kGuard, sizeof w);
+    w.Tags = nullptr;
+    w.Notes = nullptr;
+    return w;
+}
+
+void expect_guards(const Widget &w)
+{
+    EXPECT_EQ(w.g0, kGuard);
+    EXPECT_EQ(w.g1, kGuard);
+    for (uint8_t b : w.g2)
+        EXPECT_EQ(b, kGuard);
+    for (uint8_t b : w.g3)
+        EXPECT_EQ(b, kGuard);
+}
+
+GPtr<GVariant> dict(const char *text)
+{
+    return parse_variant(text, "a{sv}");
+}
+
+TEST(FillRecord, EveryTypeStoredAndTruncated)
+{
+    Widget w = guarded();
+    auto d = dict("{'Name': <'abcdefghij'>, 'Level': <byte 7>, 'Mode': <byte 9>, 'Enabled': <true>, "
+                  "'Count': <uint32 4000000000>, 'Offset': <int32 -5>, 'Bytes': <uint64 18000000000000000000>, "
+                  "'Ratio': <2.5>, 'Tags': <['a', 'bbbbbbbbbbbb', '']>, 'Notes': <['n1']>}");
+    gw::fill_record(kWidget.fields, &w, d.get());
+    EXPECT_STREQ(w.Name, "abcdefg");  // width 8: 7 characters and the terminator
+    EXPECT_EQ(w.Level, 7);
+    EXPECT_EQ(w.Mode, 9);
+    EXPECT_EQ(w.Enabled, 1);
+    EXPECT_EQ(w.Count, 4000000000u);
+    EXPECT_EQ(w.Offset, -5);
+    EXPECT_EQ(w.Bytes, 18000000000000000000ull);
+    EXPECT_DOUBLE_EQ(w.Ratio, 2.5);
+    ASSERT_EQ(w.TagsNum, 3u);
+    ASSERT_NE(w.Tags, nullptr);
+    EXPECT_STREQ(w.Tags[0], "a");
+    EXPECT_STREQ(w.Tags[1], "bbbbbbb");  // slots of 8: cut to 7
+    EXPECT_STREQ(w.Tags[2], "");
+    ASSERT_EQ(w.NotesNum, 1u);
+    EXPECT_STREQ(w.Notes[0], "n1");
+    expect_guards(w);
+    g_free(w.Tags);
+    g_free(w.Notes);
+}
+
+TEST(FillRecord, WrongWireTypeNeverWritten)
+{
+    Widget w = guarded();
+    // A "t" sent for the "u" field, a string for a byte, an int for a boolean...
+    auto d = dict("{'Count': <uint64 1>, 'Level': <'x'>, 'Enabled': <int32 1>, 'Bytes': <uint32 3>, "
+                  "'Ratio': <int32 2>, 'Name': <uint32 5>, 'Tags': <'notalist'>, 'Offset': <uint32 1>}");
+    gw::fill_record(kWidget.fields, &w, d.get());
+    Widget untouched = guarded();
+    EXPECT_EQ(std::memcmp(&w, &untouched, sizeof w), 0);
+}
+
+TEST(FillRecord, UnknownDroppedAndLocalKeysIgnored)
+{
+    Widget w = guarded();
+    auto d = dict("{'Obsolete': <'x'>, 'Local': <'fromgw'>, 'Unknown': <uint32 1>, 'Level': <byte 1>}");
+    gw::fill_record(kWidget.fields, &w, d.get());
+    EXPECT_EQ(w.Level, 1);
+    EXPECT_EQ(static_cast<uint8_t>(w.Local[0]), kGuard) << "local fields are the library's own";
+    expect_guards(w);
+}
+
+TEST(FillRecord, FirstTableEntryOfANameWins)
+{
+    Widget w = guarded();
+    // "Name" is listed as a string first and as Count later; the later entry never
+    // sees the key, so a string value lands in Name and Count stays untouched.
+    auto d = dict("{'Name': <'n'>}");
+    gw::fill_record(kWidget.fields, &w, d.get());
+    EXPECT_STREQ(w.Name, "n");
+    uint32_t guard32;
+    std::memset(&guard32, kGuard, sizeof guard32);
+    EXPECT_EQ(w.Count, guard32);
+}
+
+TEST(FillRecord, EmptyListsKeepOrClearThePointer)
+{
+    Widget w = guarded();
+    char sentinel[1][8] = {};
+    w.Tags = sentinel;
+    w.Notes = reinterpret_cast<char(*)[16]>(sentinel);
+    auto d = dict("{'Tags': <@as []>, 'Notes': <@as []>}");
+    gw::fill_record(kWidget.fields, &w, d.get());
+    EXPECT_EQ(w.TagsNum, 0u);
+    EXPECT_EQ(w.Tags, sentinel) << "an empty list leaves the pointer as the caller had it";
+    EXPECT_EQ(w.NotesNum, 0u);
+    EXPECT_EQ(w.Notes, nullptr) << "unless the field asks for NULL";
+}
+
+TEST(BuildDict, FieldsInOrderWithTheirTypes)
+{
+    Widget w{};
+    std::memcpy(w.Name, "12345678", 8);  // full width, no terminator
+    w.Level = 3;
+    w.Enabled = 42;
+    w.Count = 7;
+    w.Bytes = 1ull << 40;
+    constexpr auto writable = gw::pick(kWidgetFields, {"Bytes", "Name", "Enabled", "Level"});
+    GPtr<GVariant> d = lumo::ref_sink(gw::build_dict(writable, &w));
+    GPtr<char> text(g_variant_print(d.get(), TRUE));
+    EXPECT_STREQ(text.get(), "{'Bytes': <uint64 1099511627776>, 'Name': <'12345678'>, 'Enabled': <true>, "
+                             "'Level': <byte 0x03>}");
+}
+
+TEST(Paths, InstancePathChecks)
+{
+    const char *prefix = "/com/quv/igd1/Config/Widgets/";
+    struct {
+        const char *path;
+        bool ok;
+    } cases[] = {
+        {"/com/quv/igd1/Config/Widgets/1", true},
+        {"/com/quv/igd1/Config/Widgets/1/WPS", true},
+        {"/com/quv/igd1/Config/Widgets", false},   // the collection itself
+        {"/com/quv/igd1/Config/WidgetsX/1", false},
+        {"/com/quv/igd1/Config/Widgets/", false},  // not a valid object path
+        {"/com/quv/igd1/Config/Other/1", false},
+        {"com/quv/igd1/Config/Widgets/1", false},
+        {"", false},
+        {nullptr, false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(gw::instance_path_ok(c.path, prefix), c.ok) << (c.path ? c.path : "(null)");
+}
+
+TEST(Paths, CopyLimits)
+{
+    std::string longpath = "/" + std::string(300, 'p');
+    Widget w = guarded();
+    gw::copy_path(&w, longpath.c_str(), 255);
+    EXPECT_EQ(std::strlen(w.path), 254u);
+    gw::copy_path(&w, longpath.c_str(), 256);
+    EXPECT_EQ(std::strlen(w.path), 255u);
+    EXPECT_EQ(w.g0, kGuard);
+}
+
+// ---- against the simulator ----
+
+constexpr const char kCollection[] = "/com/quv/igd1/Config/Widgets";
+
+class SimShapes : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+        ASSERT_TRUE(sim.add_collection(kCollection, "com.example.Widget",
+                                       parse_variant("{'Name': <'new'>, 'Count': <uint32 0>}", "a{sv}").release()));
+        ASSERT_TRUE(sim.add_object(std::string(kCollection) + "/1",
+                                   "{'com.example.Widget': {'Name': <'one'>, 'Count': <uint32 1>, "
+                                   "'Tags': <['x']>}}"));
+        ASSERT_TRUE(sim.add_object(std::string(kCollection) + "/2",
+                                   "{'com.example.Other': {'Name': <'two'>}}"));
+        ASSERT_TRUE(sim.add_object(std::string(kCollection) + "/3", "{'com.example.Widget': @a{sv} {}}"));
+        sim.clear_call_log();
+    }
+
+    PrivateBus bus;
+    Simulator sim{bus};
+    LogCapture log;
+    gw::CollectionSpec spec{"TestEnum", &kWidget, "entry num (%d)", 255};
+};
+
+TEST_F(SimShapes, EnumerateKeepsRecordsInStepWithTheMap)
+{
+    void *objs = nullptr;
+    uint32_t num = 99;
+    ASSERT_EQ(gw::enumerate(spec, kCollection, &objs, &num), 0);
+    ASSERT_EQ(num, 3u);
+    auto *w = static_cast<Widget *>(objs);
+    EXPECT_STREQ(w[0].path, "/com/quv/igd1/Config/Widgets/1");
+    EXPECT_STREQ(w[0].Name, "one");
+    EXPECT_EQ(w[0].Count, 1u);
+    ASSERT_EQ(w[0].TagsNum, 1u);
+    EXPECT_STREQ(w[0].Tags[0], "x");
+    // Without the family's interface, or with an empty dictionary: path and zeros.
+    EXPECT_STREQ(w[1].path, "/com/quv/igd1/Config/Widgets/2");
+    EXPECT_STREQ(w[1].Name, "");
+    EXPECT_STREQ(w[2].path, "/com/quv/igd1/Config/Widgets/3");
+    EXPECT_EQ(w[2].Count, 0u);
+    EXPECT_TRUE(log.contains("entry num (3)", 7));
+    EXPECT_TRUE(log.contains("path (/com/quv/igd1/Config/Widgets/1) [", 7));
+    g_free(w[0].Tags);
+    g_free(objs);
+}
+
+TEST_F(SimShapes, EnumerateCountOnlyAndEmpty)
+{
+    uint32_t num = 0;
+    EXPECT_EQ(gw::enumerate(spec, kCollection, nullptr, &num), 0);
+    EXPECT_EQ(num, 3u);
+
+    for (const char *p : {"/1", "/2", "/3"})
+        ASSERT_TRUE(sim.remove_object(std::string(kCollection) + p));
+    void *objs = reinterpret_cast<void *>(0x1);
+    EXPECT_EQ(gw::enumerate(spec, kCollection, &objs, &num), 0);
+    EXPECT_EQ(num, 0u);
+    EXPECT_EQ(objs, nullptr);
+}
+
+TEST_F(SimShapes, EnumerateFailures)
+{
+    uint32_t num = 5;
+    void *objs = nullptr;
+    ASSERT_TRUE(sim.script_error(kCollection, "com.quv.igd1.ObjectManager", "GetManagedObjects",
+                                 "org.freedesktop.DBus.Error.Failed", "down"));
+    EXPECT_EQ(gw::enumerate(spec, kCollection, &objs, &num), -1);
+    EXPECT_TRUE(log.contains("GetManagedObjects failed with ret(-1)", 3));
+    EXPECT_EQ(num, 5u);
+    ASSERT_TRUE(sim.clear_scripts());
+    ASSERT_TRUE(sim.script_reply(kCollection, "com.quv.igd1.ObjectManager", "GetManagedObjects", "(uint32 1,)"));
+    EXPECT_EQ(gw::enumerate(spec, kCollection, &objs, &num), -1) << "a reply of another type";
+    EXPECT_EQ(objs, nullptr);
+}
+
+TEST_F(SimShapes, LongPathsCutTo254)
+{
+    std::string longpath = std::string(kCollection) + "/" + std::string(260, 'a');
+    ASSERT_TRUE(sim.add_object(longpath, "{'com.example.Widget': {'Name': <'long'>}}"));
+    void *objs = nullptr;
+    uint32_t num = 0;
+    ASSERT_EQ(gw::enumerate(spec, kCollection, &objs, &num), 0);
+    bool found = false;
+    for (uint32_t i = 0; i < num; i++) {
+        auto &w = static_cast<Widget *>(objs)[i];
+        if (std::strcmp(w.Name, "long") == 0) {
+            found = true;
+            EXPECT_EQ(std::strlen(w.path), 254u);
+            EXPECT_EQ(std::string(w.path), longpath.substr(0, 254));
+        }
+        g_free(w.Tags);
+    }
+    EXPECT_TRUE(found);
+    g_free(objs);
+}
+
+TEST_F(SimShapes, GetAllIntoRecord)
+{
+    Widget w{};
+    gw::GetterSpec get{"TestGet", &kWidget, 255, "failed %d", "empty <%s>"};
+    EXPECT_EQ(gw::get_all_into(get, "/com/quv/igd1/Config/Widgets/1", &w), 0);
+    EXPECT_STREQ(w.path, "/com/quv/igd1/Config/Widgets/1");
+    EXPECT_STREQ(w.Name, "one");
+    g_free(w.Tags);
+
+    Widget e = guarded();
+    EXPECT_EQ(gw::get_all_into(get, "/com/quv/igd1/Config/Widgets/3", &e), -1);
+    EXPECT_TRUE(log.contains("empty </com/quv/igd1/Config/Widgets/3>", 3));
+    EXPECT_STREQ(e.path, "/com/quv/igd1/Config/Widgets/3") << "the path is written before the emptiness test";
+
+    Widget f = guarded();
+    EXPECT_EQ(gw::get_all_into(get, "/com/quv/igd1/Config/Widgets/9", &f), -1);
+    EXPECT_TRUE(log.contains("failed -1", 3));
+    EXPECT_EQ(static_cast<uint8_t>(f.path[0]), kGuard) << "a failed read leaves the record alone";
+}
+
+TEST_F(SimShapes, SetFieldsSendsOneDictionary)
+{
+    Widget w{};
+    g_strlcpy(w.Name, "renamed", sizeof w.Name);
+    w.Count = 12;
+    constexpr auto writable = gw::pick(kWidgetFields, {"Count", "Name"});
+    ASSERT_EQ(gw::set_fields("/com/quv/igd1/Config/Widgets/1", "com.example.Widget", writable, &w), 0);
+    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/Widgets/1", "com.quv.igd1.Properties", "SetMulti"), 1u);
+    EXPECT_EQ(sim.count_calls("", "", "Set"), 0u);
+    GPtr<GVariant> v = sim.property("/com/quv/igd1/Config/Widgets/1", "com.example.Widget", "Name");
+    ASSERT_TRUE(v);
+    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "renamed");
+}
+
+int32_t set_widget(OvanObjPath_t path, void *record)
+{
+    constexpr auto writable = gw::pick(kWidgetFields, {"Name", "Count"});
+    return gw::set_fields(path.str, "com.example.Widget", writable, record);
+}
+
+int32_t del_widget(OvanObjPath_t path)
+{
+    return gw::delete_object(kCollection, path.str);
+}
+
+TEST_F(SimShapes, AddThenSet)
+{
+    Widget w{};
+    g_strlcpy(w.Name, "added", sizeof w.Name);
+    ASSERT_EQ(gw::add_with_rollback(kCollection, &w, set_widget, del_widget), 0);
+    EXPECT_STREQ(w.path, "/com/quv/igd1/Config/Widgets/4");
+    GPtr<GVariant> v = sim.property(w.path, "com.example.Widget", "Name");
+    ASSERT_TRUE(v);
+    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "added");
+}
+
+TEST_F(SimShapes, AddRollsBackWhenTheWriteFails)
+{
+    ASSERT_TRUE(sim.script_error("", "com.quv.igd1.Properties", "SetMulti", "org.freedesktop.DBus.Error.InvalidArgs",
+                                 "refused", 0, true));
+    Widget w{};
+    EXPECT_EQ(gw::add_with_rollback(kCollection, &w, set_widget, del_widget), -1);
+    EXPECT_EQ(sim.count_calls(kCollection, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
+    uint32_t num = 0;
+    ASSERT_EQ(gw::enumerate(spec, kCollection, nullptr, &num), 0);
+    EXPECT_EQ(num, 3u) << "no half-made object is left behind";
+}
+
+TEST_F(SimShapes, AddFailsWithoutAValidPath)
+{
+    ASSERT_TRUE(sim.script_reply(kCollection, "com.quv.igd1.ObjectManager", "AddObject", "('not a path',)"));
+    Widget w{};
+    EXPECT_EQ(gw::add_with_rollback(kCollection, &w, set_widget, del_widget), -1);
+    EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 0u);
+}
+
+struct CommandCase {
+    const char *name;
+    const char *reply;  // scripted reply, or nullptr for a D-Bus error
+    int32_t ret;
+    uint32_t status;
+    const char *errmsg;  // expected *errmsg, nullptr: untouched
+    const char *lead;    // expected printed leading value, nullptr: none
+};
+
+void PrintTo(const CommandCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class Commands : public SimShapes, public testing::WithParamInterface<CommandCase> {};
+
+TEST_P(Commands, StatusAndMessage)
+{
+    const CommandCase &c = GetParam();
+    if (c.reply)
+        ASSERT_TRUE(sim.script_reply(kCollection, "com.example.Widget", "Poke", c.reply));
+    else
+        ASSERT_TRUE(sim.script_error(kCollection, "com.example.Widget", "Poke", "org.freedesktop.DBus.Error.Failed",
+                                     "broken"));
+    gw::CommandSpec cmd{"TestCmd", kCollection, "com.example.Widget", "Poke", "Call Poke() fail.",
+                        "Failed to call Poke() function.", "Call TestCmd() errmsg [%s]."};
+    uint32_t status = 77;
+    char *errmsg = nullptr;
+    GPtr<GVariant> lead;
+    EXPECT_EQ(gw::run_command(cmd, g_variant_new("(s)", "arg"), &status, &errmsg, &lead), c.ret);
+    EXPECT_EQ(status, c.status);
+    if (c.errmsg)
+        EXPECT_STREQ(errmsg, c.errmsg);
+    else
+        EXPECT_EQ(errmsg, nullptr);
+    if (c.lead) {
+        ASSERT_TRUE(lead);
+        GPtr<char> printed(g_variant_print(lead.get(), FALSE));
+        EXPECT_STREQ(printed.get(), c.lead);
+    } else {
+        EXPECT_FALSE(lead);
+    }
+    // A local failure (status 1) logs the call-failure line; the service's own
+    // refusal logs its message.
+    if (c.status == 1) {
+        EXPECT_TRUE(log.contains("Call Poke() fail.", 3));
+    } else if (c.errmsg) {
+        EXPECT_TRUE(log.contains(std::string("Call TestCmd() errmsg [") + c.errmsg + "].", 3));
+    }
+    g_free(errmsg);
+    // Also with both outputs NULL: nothing to write, same result.
+    EXPECT_EQ(gw::run_command(cmd, nullptr, nullptr, nullptr), c.ret);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Replies, Commands,
+    testing::Values(CommandCase{"ok", "(uint32 0, 'done')", 0, 0, nullptr, nullptr},
+                    CommandCase{"refused_with_message", "(uint32 3, 'busy')", -1, 3, "busy", nullptr},
+                    CommandCase{"refused_without_message", "(uint32 3, '')", -1, 3, nullptr, nullptr},
+                    CommandCase{"path_lead", "(objectpath '/a/b', uint32 0, '')", 0, 0, nullptr, "'/a/b'"},
+                    CommandCase{"string_lead", "('score', uint32 0, '')", 0, 0, nullptr, "'score'"},
+                    CommandCase{"call_fails", nullptr, -1, 1, "Failed to call Poke() function.", nullptr},
+                    CommandCase{"wrong_reply_type", "(int32 0, 'x')", -1, 1, "Failed to call Poke() function.",
+                                nullptr},
+                    CommandCase{"too_short", "(uint32 0,)", -1, 1, "Failed to call Poke() function.", nullptr}),
+    [](const testing::TestParamInfo<CommandCase> &i) { return std::string(i.param.name); });
+
+}  // namespace

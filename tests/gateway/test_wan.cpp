@@ -1,0 +1,331 @@
+// WAN connections: both record layouts, the path checks, and the two look-ups with
+// their status and message rules.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "bus_support/private_bus.hpp"
+#include "lumo3_wan.h"
+#include "support/log_capture.hpp"
+
+namespace {
+
+using lumo::test::LogCapture;
+using lumo::test::PrivateBus;
+using lumo::test::Simulator;
+
+constexpr const char kDb[] = "/com/quv/igd1/Info/Network/WANConnectionDb";
+constexpr const char kDbIface[] = "com.quv.igd1.WANConnectionDb";
+constexpr const char kInfo[] = "com.quv.igd1.WANConnectionInfo";
+const std::string kConn1 = std::string(kDb) + "/1";
+const std::string kConn2 = std::string(kDb) + "/2";
+
+OvanObjPath_t obj_path(const std::string &s)
+{
+    OvanObjPath_t p{};
+    std::strncpy(p.str, s.c_str(), sizeof p.str);
+    return p;
+}
+
+// A look-up's answer: object path, result word, message.
+GVariant *answer(const std::string &path, uint32_t word, const char *message)
+{
+    return g_variant_new("(ous)", path.c_str(), word, message);
+}
+
+// Status and message outputs, pre-set so that "untouched" is visible.
+struct Outputs {
+    uint32_t status = 77;
+    char *errmsg = nullptr;
+    ~Outputs() { g_free(errmsg); }
+    std::string msg() const { return errmsg ? errmsg : "<untouched>"; }
+};
+
+class Wan : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+    }
+    // An exact line of `tag` at `priority`.
+    bool logged(const std::string &tag, const std::string &text, int priority)
+    {
+        return log.contains(" " + tag + ": " + text + "\n", priority);
+    }
+    PrivateBus bus;
+    Simulator sim{bus};
+    LogCapture log;
+};
+
+TEST_F(Wan, EnumerationsFillBothLayouts)
+{
+    ASSERT_TRUE(sim.set_property(kConn1, kInfo, "NPTv6Enable", "true"));
+    ASSERT_TRUE(sim.set_property(kConn1, kInfo, "DSLite_Enable", "true"));
+    ASSERT_TRUE(sim.set_property(kConn1, kInfo, "DSLite_AftrMode", "byte 2"));
+
+    OvanWANConnection_t *objs = nullptr;
+    uint32_t num = 0;
+    ASSERT_EQ(OvanGetWANConnectionObjs(&objs, &num), 0);
+    ASSERT_EQ(num, 2u);
+    const OvanWANConnection_t &c = objs[0];
+    EXPECT_EQ(c.path, kConn1);
+    EXPECT_STREQ(c.WANName, "1_INTERNET_R_VID_41");
+    EXPECT_EQ(c.VLANID, 41u);
+    EXPECT_STREQ(c.Gateway, "100.64.0.1");
+    EXPECT_STREQ(c.DNS1, "203.0.113.53");
+    EXPECT_STREQ(c.IPv6_PrefixLength, "64");
+    EXPECT_STREQ(c.IPv6_Prefix, "2001:db8:100::/56");
+    EXPECT_EQ(c.RxBytes, 5217714176u);
+    EXPECT_EQ(c.IPv6_PrefixPltime, 3600u);
+    EXPECT_EQ(c.DSLite_Enable, 1);
+    EXPECT_EQ(c.DSLite_AftrMode, 2);
+    EXPECT_EQ(objs[1].path, kConn2);
+    EXPECT_EQ(objs[1].VLAN8021P, 5u);
+    g_free(objs);
+    EXPECT_TRUE(logged("OvanGetWANConnectionObjs", "num(2)", 7));
+
+    OvanWANConnectionv4_t *v4 = nullptr;
+    ASSERT_EQ(OvanGetWANConnectionObjsv4(&v4, &num), 0);
+    ASSERT_EQ(num, 2u);
+    // The spliced fields, and the shared ones on either side of each splice.
+    EXPECT_STREQ(v4[0].Gateway, "100.64.0.1");
+    EXPECT_EQ(v4[0].PPPoEPassthrough, 1);
+    EXPECT_EQ(v4[0].SpeedLimit_UP, 51200u);
+    EXPECT_EQ(v4[0].SpeedLimit_DOWN, 512000u);
+    EXPECT_STREQ(v4[0].DNS1, "203.0.113.53");
+    EXPECT_STREQ(v4[0].IPv6_Prefix, "2001:db8:100::/56");
+    EXPECT_EQ(v4[0].NPTv6Enable, 1);
+    EXPECT_EQ(v4[0].RxBytes, 5217714176u);
+    EXPECT_STREQ(v4[0].IPv6_PrefixOrigin, "PrefixDelegation");
+    EXPECT_EQ(v4[0].DSLite_AftrMode, 2);
+    EXPECT_EQ(v4[1].PPPoEPassthrough, 0);
+    g_free(v4);
+}
+
+TEST_F(Wan, EnumerationCountOnlyAndForeignObjects)
+{
+    ASSERT_TRUE(sim.add_object(std::string(kDb) + "/3", "{'com.quv.igd1.Other': {'X': <uint32 1>}}"));
+    uint32_t num = 0;
+    EXPECT_EQ(OvanGetWANConnectionObjs(nullptr, &num), 0);
+    EXPECT_EQ(num, 3u);
+    OvanWANConnection_t *objs = nullptr;
+    ASSERT_EQ(OvanGetWANConnectionObjs(&objs, &num), 0);
+    ASSERT_EQ(num, 3u);
+    EXPECT_EQ(objs[2].path, std::string(kDb) + "/3");
+    EXPECT_STREQ(objs[2].WANName, "");
+    EXPECT_EQ(objs[2].VLANID, 0u);
+    g_free(objs);
+
+    sim.clear_call_log();
+    EXPECT_EQ(OvanGetWANConnectionObjsv4(nullptr, nullptr), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(Wan, InstanceGettersRefuseBadPathsWithoutCalling)
+{
+    OvanObjPath_t unterminated;
+    std::memset(unterminated.str, 'x', sizeof unterminated.str);
+    std::memcpy(unterminated.str, kConn1.c_str(), kConn1.size());
+    const OvanObjPath_t bad[] = {
+        obj_path(""),
+        obj_path(kDb),  // the collection itself
+        obj_path("/com/quv/igd1/Config/PortMapping/1"),
+        obj_path(std::string(kDb) + "//1"),
+        obj_path(std::string(kDb) + "/1 2"),
+        obj_path("com/quv/igd1/Info/Network/WANConnectionDb/1"),
+        unterminated,
+    };
+    sim.clear_call_log();
+    for (const OvanObjPath_t &p : bad) {
+        OvanWANConnection_t rec{};
+        OvanWANConnectionv4_t rec4{};
+        EXPECT_EQ(OvanGetWANConnection(p, &rec), -1) << p.str;
+        EXPECT_EQ(OvanGetWANConnectionv4(p, &rec4), -1) << p.str;
+    }
+    EXPECT_EQ(OvanGetWANConnection(obj_path(kConn1), nullptr), -1);
+    EXPECT_EQ(OvanGetWANConnectionv4(obj_path(kConn1), nullptr), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+    EXPECT_EQ(log.count("OvanGetWANConnection: invalid parameter.\n"), std::size(bad) + 1);
+    EXPECT_EQ(log.count("OvanGetWANConnectionv4: invalid parameter.\n"), std::size(bad) + 1);
+}
+
+TEST_F(Wan, InstanceGetterKeepsPathsOfFullWidth)
+{
+    OvanWANConnectionv4_t rec{};
+    ASSERT_EQ(OvanGetWANConnectionv4(obj_path(kConn2), &rec), 0);
+    EXPECT_EQ(rec.path, kConn2);
+    EXPECT_STREQ(rec.IfName, "nas0_1");
+    EXPECT_EQ(rec.TxPkts, 15000u);
+    EXPECT_TRUE(logged("OvanGetWANConnectionv4", "enter, path (" + kConn2 + ")", 7));
+
+    // 255 characters: the instance getter keeps them all, the enumeration cuts one.
+    const std::string longest = std::string(kDb) + "/" + std::string(255 - std::strlen(kDb) - 1, 'w');
+    ASSERT_TRUE(sim.add_object(longest, "{'com.quv.igd1.WANConnectionInfo': {'Index': <'9'>}}"));
+    OvanWANConnection_t one{};
+    ASSERT_EQ(OvanGetWANConnection(obj_path(longest), &one), 0);
+    EXPECT_EQ(one.path, longest);
+    EXPECT_STREQ(one.Index, "9");
+    OvanWANConnection_t *objs = nullptr;
+    uint32_t num = 0;
+    ASSERT_EQ(OvanGetWANConnectionObjs(&objs, &num), 0);
+    ASSERT_EQ(num, 3u);
+    EXPECT_EQ(objs[2].path, longest.substr(0, 254));
+    g_free(objs);
+}
+
+TEST_F(Wan, InstanceGetterReadFailures)
+{
+    ASSERT_TRUE(sim.script_error(kConn1, "", "GetAll", "org.freedesktop.DBus.Error.Failed", "down", 0, true));
+    OvanWANConnection_t rec{};
+    EXPECT_EQ(OvanGetWANConnection(obj_path(kConn1), &rec), -1);
+    EXPECT_TRUE(logged("OvanGetWANConnection", "OvanDBusGetAllProperty() failed with -1 or dict = NULL.", 3));
+
+    const std::string empty = std::string(kDb) + "/7";
+    ASSERT_TRUE(sim.add_object(empty, "{'com.quv.igd1.WANConnectionInfo': @a{sv} {}}"));
+    OvanWANConnectionv4_t rec4{};
+    EXPECT_EQ(OvanGetWANConnectionv4(obj_path(empty), &rec4), -1);
+    EXPECT_TRUE(logged("OvanGetWANConnectionv4",
+                       "Failed with the reason: no items in the returned connection <" + empty + ">.", 3));
+}
+
+TEST_F(Wan, ByNameFindsTheConnection)
+{
+    ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName", answer(kConn2, 0, "")));
+    sim.clear_call_log();
+    Outputs out;
+    OvanWANConnection_t rec{};
+    ASSERT_EQ(OvanGetWANConnectionByName("2_TR069_VOICE_R_VID_46", &rec, &out.status, &out.errmsg), 0);
+    EXPECT_EQ(out.status, 0u);
+    EXPECT_EQ(out.msg(), "<untouched>");
+    EXPECT_EQ(rec.path, kConn2);
+    EXPECT_STREQ(rec.ServiceList, "TR069_VOICE");
+    auto calls = sim.call_log();
+    ASSERT_GE(calls.size(), 1u);
+    EXPECT_EQ(calls[0].method, "GetWANConnByName");
+    EXPECT_EQ(calls[0].args_text(), "('2_TR069_VOICE_R_VID_46',)");
+    EXPECT_TRUE(logged("OvanGetWANConnectionByName", "name(2_TR069_VOICE_R_VID_46)", 7));
+
+    OvanWANConnectionv4_t rec4{};
+    ASSERT_EQ(OvanGetWANConnectionByNamev4("x", &rec4, nullptr, nullptr), 0);
+    EXPECT_EQ(rec4.path, kConn2);
+    EXPECT_EQ(rec4.VLANID, 46u);
+}
+
+TEST_F(Wan, ByNameRefusesBadInputWithoutCalling)
+{
+    sim.clear_call_log();
+    OvanWANConnection_t rec{};
+    const char *names[] = {nullptr, ""};
+    for (const char *name : names) {
+        Outputs out;
+        EXPECT_EQ(OvanGetWANConnectionByName(name, &rec, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), "Invalid parameters.");
+    }
+    Outputs out;
+    EXPECT_EQ(OvanGetWANConnectionByNamev4("1_INTERNET_R_VID_41", nullptr, &out.status, &out.errmsg), -1);
+    EXPECT_EQ(out.msg(), "Invalid parameters.");
+    EXPECT_EQ(OvanGetWANConnectionByName(nullptr, nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(Wan, ByNameStatusAndMessages)
+{
+    OvanWANConnection_t rec{};
+    OvanWANConnectionv4_t rec4{};
+    {  // the call fails
+        ASSERT_TRUE(sim.script_error(kDb, kDbIface, "GetWANConnByName", "org.freedesktop.DBus.Error.Failed", "x",
+                                     0, true));
+        Outputs out;
+        EXPECT_EQ(OvanGetWANConnectionByName("a", &rec, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), "Internal Error");
+    }
+    sim.clear_call_log();
+    {  // a refusal with a message; the v4 line names the first-layout function
+        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName", "(objectpath '/', uint32 3, 'no such')"));
+        Outputs out;
+        EXPECT_EQ(OvanGetWANConnectionByNamev4("a", &rec4, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 3u);
+        EXPECT_EQ(out.msg(), "no such");
+        EXPECT_TRUE(logged("OvanGetWANConnectionByNamev4", "Call OvanGetWANConnectionByName() errmsg [no such].", 3));
+    }
+    {  // a refusal without one
+        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName", "(objectpath '/', uint32 4, '')"));
+        Outputs out;
+        EXPECT_EQ(OvanGetWANConnectionByName("a", &rec, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 4u);
+        EXPECT_EQ(out.msg(), "<untouched>");
+    }
+    EXPECT_EQ(sim.count_calls("", "", "GetAll"), 0u);
+    {  // found, but the connection cannot be read
+        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName",
+                                     answer(std::string(kDb) + "/9", 0, "")));
+        Outputs out;
+        EXPECT_EQ(OvanGetWANConnectionByName("a", &rec, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), "Get WanConnection failed.");
+    }
+}
+
+TEST_F(Wan, InternetConnection)
+{
+    OvanWANConnection_t rec{};
+    Outputs out;
+    ASSERT_EQ(OvanGetInternetWANConnection(&rec, &out.status, &out.errmsg), 0);
+    EXPECT_EQ(out.status, 0u);
+    EXPECT_EQ(out.msg(), "<untouched>");
+    EXPECT_EQ(rec.path, kConn1);
+    EXPECT_STREQ(rec.IPAddress, "100.64.12.34");
+    EXPECT_TRUE(logged("OvanGetInternetWANConnection", "Enter", 7));
+    EXPECT_TRUE(logged("OvanGetInternetWANConnection",
+                       "GetInternetConnIndex() return [(objectpath '" + kConn1 + "', uint32 0, '')]", 7));
+
+    OvanWANConnectionv4_t rec4{};
+    ASSERT_EQ(OvanGetInternetWANConnectionv4(&rec4, nullptr, nullptr), 0);
+    EXPECT_EQ(rec4.SpeedLimit_DOWN, 512000u);
+
+    sim.clear_call_log();
+    Outputs refused;
+    EXPECT_EQ(OvanGetInternetWANConnectionv4(nullptr, &refused.status, &refused.errmsg), -1);
+    EXPECT_EQ(refused.status, 1u);
+    EXPECT_EQ(refused.msg(), "Invalid parameters.");
+    EXPECT_TRUE(logged("OvanGetInternetWANConnectionv4", "Invalid parameter.", 3));
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(Wan, InternetStatusAndMessages)
+{
+    OvanWANConnection_t rec{};
+    OvanWANConnectionv4_t rec4{};
+    {
+        ASSERT_TRUE(sim.script_error(kDb, kDbIface, "GetInternetConnIndex", "org.freedesktop.DBus.Error.Failed",
+                                     "x", 0, true));
+        Outputs out;
+        EXPECT_EQ(OvanGetInternetWANConnection(&rec, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), "Call GetInternetConnIndex() failed.");
+    }
+    sim.clear_call_log();
+    {  // the service's message is logged at level 6, and no read follows
+        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetInternetConnIndex", "(objectpath '/', uint32 2, 'no wan')"));
+        Outputs out;
+        EXPECT_EQ(OvanGetInternetWANConnectionv4(&rec4, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 2u);
+        EXPECT_EQ(out.msg(), "no wan");
+        EXPECT_TRUE(logged("OvanGetInternetWANConnectionv4", "Call OvanGetInternetWANConnection() errmsg [no wan].", 6));
+        EXPECT_EQ(sim.count_calls("", "", "GetAll"), 0u);
+    }
+    {  // an unreadable connection fails without touching status or message
+        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetInternetConnIndex",
+                                     answer(std::string(kDb) + "/9", 0, "fine")));
+        Outputs out;
+        EXPECT_EQ(OvanGetInternetWANConnection(&rec, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 0u);
+        EXPECT_EQ(out.msg(), "<untouched>");
+    }
+}
+
+}  // namespace
