@@ -1,6 +1,7 @@
 #include "support/log_capture.hpp"
 
 #include <cstdio>
+#include <mutex>
 
 #include "core/log_sink.hpp"
 
@@ -10,6 +11,7 @@ namespace {
 LogCapture *g_active = nullptr;
 bool g_mirror = false;
 std::vector<LogLine> g_lines;
+std::mutex g_lines_lock;  // lines also come from the service's main-loop thread
 
 void on_open(const char *ident, int option, int facility)
 {
@@ -22,7 +24,10 @@ void on_open(const char *ident, int option, int facility)
 }
 void on_write(int priority, const char *message)
 {
-    g_lines.push_back({priority, message ? message : ""});
+    {
+        std::lock_guard<std::mutex> hold(g_lines_lock);
+        g_lines.push_back({priority, message ? message : ""});
+    }
     if (g_mirror)
         std::fprintf(stderr, "<%d>%s", priority, message ? message : "");
 }
@@ -45,7 +50,7 @@ const logsink::Sink kDropSink{drop_open, drop_write, drop_close};
 LogCapture::LogCapture(bool mirror_to_stderr)
 {
     g_mirror = mirror_to_stderr;
-    g_lines.clear();
+    clear();
     g_active = this;
     logsink::set(&kSink);
 }
@@ -55,16 +60,18 @@ LogCapture::~LogCapture()
     logsink::set(&kDropSink);
     g_mirror = false;
     g_active = nullptr;
-    g_lines.clear();
+    clear();
 }
 
-const std::vector<LogLine> &LogCapture::lines() const
+std::vector<LogLine> LogCapture::lines() const
 {
+    std::lock_guard<std::mutex> hold(g_lines_lock);
     return g_lines;
 }
 
 bool LogCapture::contains(const std::string &needle, int priority) const
 {
+    std::lock_guard<std::mutex> hold(g_lines_lock);
     for (const auto &l : g_lines)
         if ((priority < 0 || l.priority == priority) && l.text.find(needle) != std::string::npos)
             return true;
@@ -73,6 +80,7 @@ bool LogCapture::contains(const std::string &needle, int priority) const
 
 size_t LogCapture::count(const std::string &needle) const
 {
+    std::lock_guard<std::mutex> hold(g_lines_lock);
     size_t n = 0;
     for (const auto &l : g_lines)
         if (l.text.find(needle) != std::string::npos)
@@ -82,6 +90,7 @@ size_t LogCapture::count(const std::string &needle) const
 
 void LogCapture::clear()
 {
+    std::lock_guard<std::mutex> hold(g_lines_lock);
     g_lines.clear();
 }
 

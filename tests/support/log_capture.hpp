@@ -20,7 +20,8 @@ public:
     LogCapture(const LogCapture &) = delete;
     LogCapture &operator=(const LogCapture &) = delete;
 
-    const std::vector<LogLine> &lines() const;
+    // A copy: the library may log from its own threads meanwhile.
+    std::vector<LogLine> lines() const;
     // True when some captured line contains `needle` (at `priority`, unless -1).
     bool contains(const std::string &needle, int priority = -1) const;
     size_t count(const std::string &needle) const;

@@ -1,0 +1,419 @@
+// Method calls and child-node listing against the gateway simulator.
+#include <sys/stat.h>
+#include <syslog.h>
+
+#include <cstring>
+#include <ostream>
+#include <string>
+
+#include "bus_fixture.hpp"
+#include "lumo3_uci.h"
+#include "support/temp_root.hpp"
+
+namespace {
+
+using namespace lumo::test;
+using lumo::GPtr;
+using lumo::GStr;
+
+constexpr const char kCmd[] = "/com/quv/igd1/Test/Cmd";
+constexpr const char kCmdIface[] = "com.quv.igd1.TestCmd";
+constexpr const char kIntrospectable[] = "org.freedesktop.DBus.Introspectable";
+constexpr const char kTag[] = "OvanDBusCallMethod";
+
+std::string printed(GVariant *v)
+{
+    GStr s(g_variant_print(v, TRUE));
+    return s.get();
+}
+
+size_t errors_from(const LogCapture &log, const std::string &tag)
+{
+    size_t n = 0;
+    for (const auto &l : log.lines())
+        if (l.priority == LOG_ERR && l.text.find("] " + tag + ": ") != std::string::npos)
+            n++;
+    return n;
+}
+
+class Methods : public SimTest {
+protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        ASSERT_TRUE(sim.script_reply(kCmd, kCmdIface, "Run", "(uint32 0, 'OK')"));
+        log.clear();
+    }
+};
+
+TEST_F(Methods, ReplyHandedOutWithEntryAndExitLines)
+{
+    GVariant *in = g_variant_new("(si)", "a", 5);
+    const std::string in_text = printed(in);
+    OvanVariant *reply = nullptr;
+    ASSERT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", in, &reply, 3000), 0) << dump(log);
+    ASSERT_NE(reply, nullptr);
+    GPtr<GVariant> hold(reply);
+    EXPECT_EQ(printed(reply), "(uint32 0, 'OK')");
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag,
+                            "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Cmd), "
+                            "interface_name(com.quv.igd1.TestCmd), method_name(Run), timeout(3000), inargs(" +
+                                in_text + ")"))
+        << dump(log);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret 0, outargs[(us)][(uint32 0, 'OK')]")) << dump(log);
+    EXPECT_EQ(errors_from(log, kTag), 0u);
+
+    auto calls = sim.call_log();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].path, kCmd);
+    EXPECT_EQ(calls[0].iface, kCmdIface);
+    EXPECT_EQ(calls[0].method, "Run");
+    EXPECT_EQ(calls[0].args_text(), in_text);
+}
+
+TEST_F(Methods, NoArgumentsAndNoOutPointer)
+{
+    // The reply is released inside; the sanitizer build sees a leak otherwise.
+    EXPECT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", nullptr, nullptr, -1), 0);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag,
+                            "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Cmd), "
+                            "interface_name(com.quv.igd1.TestCmd), method_name(Run), timeout(-1), inargs(NULL)"))
+        << dump(log);
+    auto calls = sim.call_log();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].args_text(), "()");
+}
+
+TEST_F(Methods, BusErrorFailsWithErrorLineAndLastError)
+{
+    ScopedContext ctx;
+    ASSERT_TRUE(sim.script_error(kCmd, kCmdIface, "Broken", "com.quv.igd1.Error.Busy", "try later"));
+    OvanVariant *reply = g_variant_new_string("sentinel");
+    GVariant *sentinel = reply;
+    g_variant_ref_sink(sentinel);
+    EXPECT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Broken", g_variant_new("(s)", "x"), &reply, -1), -1);
+    EXPECT_EQ(reply, nullptr) << "a failed call hands out nothing";
+    g_variant_unref(sentinel);
+    const char *err = OvanGetErrMsg();
+    ASSERT_NE(err, nullptr);
+    EXPECT_NE(std::string(err).find("com.quv.igd1.Error.Busy"), std::string::npos) << err;
+    EXPECT_NE(std::string(err).find("try later"), std::string::npos) << err;
+    EXPECT_TRUE(has_message(log, LOG_ERR, kTag,
+                            std::string("S(com.quv.igd1), O(/com/quv/igd1/Test/Cmd), I(com.quv.igd1.TestCmd), "
+                                        "M(Broken): E<") +
+                                err + ">"))
+        << dump(log);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret (-1), retValue = NULL.")) << dump(log);
+
+    // The next successful call clears it.
+    EXPECT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", nullptr, nullptr, -1), 0);
+    EXPECT_EQ(OvanGetErrMsg(), nullptr);
+}
+
+TEST_F(Methods, ManagedObjectsListingIsCheckedAndNeverPrinted)
+{
+    const char *coll = "/com/quv/igd1/Test/Coll";
+    const char *om = "com.quv.igd1.ObjectManager";
+    ASSERT_TRUE(sim.add_collection(coll, "com.quv.igd1.Item", g_variant_new_parsed("@a{sv} {'Secret': <''>}")));
+    ASSERT_TRUE(sim.add_object(std::string(coll) + "/1", "{'com.quv.igd1.Item': {'Secret': <'hunter2'>}}"));
+    log.clear();
+
+    OvanVariant *reply = nullptr;
+    ASSERT_EQ(OvanDBusCallMethod(kGw, coll, om, "GetManagedObjects", nullptr, &reply, -1), 0) << dump(log);
+    GPtr<GVariant> hold(reply);
+    EXPECT_STREQ(g_variant_get_type_string(reply), "(a{oa{sa{sv}}})");
+    EXPECT_NE(printed(reply).find("hunter2"), std::string::npos);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "return with ret (0)")) << dump(log);
+    EXPECT_FALSE(log_mentions(log, "hunter2")) << dump(log);
+
+    // Another reply type is refused by the bus library.
+    ASSERT_TRUE(sim.script_reply(coll, om, "GetManagedObjects", "(uint32 0, 'OK')"));
+    OvanVariant *bad = nullptr;
+    EXPECT_EQ(OvanDBusCallMethod(kGw, coll, om, "GetManagedObjects", nullptr, &bad, -1), -1);
+    EXPECT_EQ(bad, nullptr);
+    EXPECT_EQ(errors_from(log, kTag), 1u) << dump(log);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret (-1), retValue = NULL.")) << dump(log);
+}
+
+TEST_F(Methods, PasswordRepliesNeverReachTheLog)
+{
+    const char *sys = "/com/quv/igd1/Test/System";
+    ASSERT_TRUE(sim.script_reply(sys, "com.quv.igd1.SysCmd", "GetUAPasswd", "('ua-S3cret!', uint32 0, '')"));
+    ASSERT_TRUE(sim.script_reply(sys, "com.quv.igd1.SysCmd", "GetTAPasswd", "('ta-T0pSecret', uint32 0, '')"));
+    ASSERT_TRUE(sim.script_reply(sys, "com.quv.igd1.SysCmd", "GetOther", "('plain-text', uint32 0, '')"));
+    for (const char *method : {"GetUAPasswd", "GetTAPasswd"}) {
+        log.clear();
+        OvanVariant *reply = nullptr;
+        ASSERT_EQ(OvanDBusCallMethod(kGw, sys, "com.quv.igd1.SysCmd", method, nullptr, &reply, -1), 0);
+        GPtr<GVariant> hold(reply);
+        const char *pw = nullptr;
+        g_variant_get_child(reply, 0, "&s", &pw);
+        EXPECT_TRUE(pw && *pw) << method;
+        EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret 0, outargs[(sus)]")) << dump(log);
+        EXPECT_FALSE(log_mentions(log, pw)) << method << "\n" << dump(log);
+    }
+    // Only those two methods are masked.
+    log.clear();
+    EXPECT_EQ(OvanDBusCallMethod(kGw, sys, "com.quv.igd1.SysCmd", "GetOther", nullptr, nullptr, -1), 0);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret 0, outargs[(sus)][('plain-text', uint32 0, '')]"))
+        << dump(log);
+}
+
+// ---- audit trail -------------------------------------------------------------------
+
+struct AuditCase {
+    const char *service;
+    const char *iface;
+    const char *method;
+    bool audited;
+};
+
+void PrintTo(const AuditCase &c, std::ostream *os)
+{
+    *os << c.iface << "." << c.method;
+}
+
+class MethodAudit : public Methods, public ::testing::WithParamInterface<AuditCase> {};
+
+TEST_P(MethodAudit, DangerousOperationsAreAudited)
+{
+    const AuditCase &c = GetParam();
+    // Answer anything on these interfaces; the framework service is not on the bus.
+    ASSERT_TRUE(sim.script_reply("", c.iface, "", "(uint32 0, 'OK')"));
+    log.clear();
+    TempRoot root;  // in case anything writes UCI options
+    OvanDBusCallMethod(c.service, "/com/quv/igd1/Test/System", c.iface, c.method, nullptr, nullptr, 2000);
+    const std::string line = std::string("S(") + c.service + "), I(" + c.iface + "), M(" + c.method + ")";
+    EXPECT_EQ(has_message(log, LOG_ERR, kTag, line), c.audited) << dump(log);
+    if (!c.audited && std::strcmp(c.service, kGw) == 0) {
+        EXPECT_EQ(errors_from(log, kTag), 0u) << dump(log);
+    }
+    EXPECT_FALSE(root.exists("/etc/config/cloudclient")) << "only the framework's Restore writes UCI";
+}
+
+constexpr const char kKest[] = "com.quv.kest1.framework";
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, MethodAudit,
+    ::testing::Values(AuditCase{kGw, "com.quv.igd1.SysCmd", "Reboot", true},
+                      AuditCase{kGw, "com.quv.igd1.SysCmd", "Restore", true},
+                      AuditCase{kGw, "com.quv.igd1.SysCmd", "LocalRecovery", true},
+                      AuditCase{kGw, "com.quv.igd1.SysCmd", "Upgrade", true},
+                      AuditCase{kGw, "com.quv.igd1.SysCmd", "SetUAPasswd", true},
+                      AuditCase{kGw, "com.quv.igd1.SysCmd", "CheckLOID", false},
+                      AuditCase{kGw, "com.quv.igd1.SysCmd", "RebootLater", false},
+                      AuditCase{kGw, "com.quv.igd1.WiFiInfo", "SetWiFiEnable", true},
+                      AuditCase{kGw, "com.quv.igd1.WiFiInfo", "Anything", true},
+                      AuditCase{kGw, "com.quv.igd1.LED", "Reboot", false},
+                      AuditCase{kKest, kKest, "Install", true},
+                      AuditCase{kKest, kKest, "DiagService", false},
+                      AuditCase{kKest, kKest, "ReloadDBUSConf", false}),
+    [](const ::testing::TestParamInfo<AuditCase> &i) {
+        std::string name = std::string(i.param.iface) + "_" + i.param.method;
+        for (char &ch : name)
+            if (ch == '.')
+                ch = '_';
+        return name;
+    });
+
+TEST_F(Methods, FrameworkRestoreMarksCloudClientEvenWhenTheCallFails)
+{
+    TempRoot root;
+    root.write("/etc/config/cloudclient", "config cloudclient 'global'\n\toption enable '1'\n");
+    const mode_t saved = umask(022);
+    // The framework service is not on the bus: the call fails.
+    EXPECT_EQ(OvanDBusCallMethod(kKest, "/com/quv/kest1/framework", kKest, "Restore", nullptr, nullptr, 2000), -1);
+    const mode_t during = umask(saved);
+    EXPECT_EQ(during, 0u) << "the file-creation mask is opened for the restore marker";
+    char value[256] = "";
+    EXPECT_EQ(uci_read_option("cloudclient", "global", "enable", value), 0);
+    EXPECT_STREQ(value, "kest.restore");
+    EXPECT_TRUE(has_message(log, LOG_ERR, kTag,
+                            "S(com.quv.kest1.framework), I(com.quv.kest1.framework), M(Restore)"))
+        << dump(log);
+}
+
+TEST_F(Methods, GatewayRestoreLeavesCloudClientAndMaskAlone)
+{
+    TempRoot root;
+    root.write("/etc/config/cloudclient", "config cloudclient 'global'\n\toption enable '1'\n");
+    ASSERT_TRUE(sim.script_reply("", "com.quv.igd1.SysCmd", "Restore", "(uint32 0, 'OK')"));
+    const mode_t saved = umask(022);
+    EXPECT_EQ(OvanDBusCallMethod(kGw, "/com/quv/igd1/Test/System", "com.quv.igd1.SysCmd", "Restore", nullptr,
+                                 nullptr, -1),
+              0);
+    EXPECT_EQ(umask(saved), 022u);
+    char value[256] = "";
+    uci_read_option("cloudclient", "global", "enable", value);
+    EXPECT_STREQ(value, "1");
+}
+
+// ---- refused input, unreachable and silent peers ---------------------------------------
+
+struct BadCall {
+    const char *what;
+    const char *service;
+    const char *path;
+    const char *iface;
+    const char *method;
+    const char *inargs;  // GVariant text, null for none
+};
+
+void PrintTo(const BadCall &c, std::ostream *os)
+{
+    *os << c.what;
+}
+
+class RefusedCall : public Methods, public ::testing::WithParamInterface<BadCall> {};
+
+TEST_P(RefusedCall, NothingIsSent)
+{
+    const BadCall &c = GetParam();
+    GVariant *in = c.inargs ? g_variant_new_parsed(c.inargs) : nullptr;  // floating: consumed
+    OvanVariant *reply = g_variant_ref_sink(g_variant_new_string("sentinel"));
+    OvanVariant *sentinel = reply;
+    EXPECT_EQ(OvanDBusCallMethod(c.service, c.path, c.iface, c.method, in, &reply, 1000), -1);
+    EXPECT_EQ(reply, nullptr);
+    g_variant_unref(sentinel);
+    EXPECT_GE(errors_from(log, kTag), 1u) << dump(log);
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, RefusedCall,
+    ::testing::Values(BadCall{"null_service", nullptr, kCmd, kCmdIface, "Run", nullptr},
+                      BadCall{"empty_service", "", kCmd, kCmdIface, "Run", nullptr},
+                      BadCall{"null_path", kGw, nullptr, kCmdIface, "Run", nullptr},
+                      BadCall{"empty_path", kGw, "", kCmdIface, "Run", nullptr},
+                      BadCall{"invalid_path", kGw, "/com//quv", kCmdIface, "Run", nullptr},
+                      BadCall{"relative_path", kGw, "com/quv", kCmdIface, "Run", nullptr},
+                      BadCall{"null_interface", kGw, kCmd, nullptr, "Run", nullptr},
+                      BadCall{"empty_interface", kGw, kCmd, "", "Run", nullptr},
+                      BadCall{"invalid_interface", kGw, kCmd, "com.quv..x", "Run", nullptr},
+                      BadCall{"null_method", kGw, kCmd, kCmdIface, nullptr, nullptr},
+                      BadCall{"empty_method", kGw, kCmd, kCmdIface, "", nullptr},
+                      BadCall{"dotted_method", kGw, kCmd, kCmdIface, "Run.Now", nullptr},
+                      BadCall{"string_inargs", kGw, kCmd, kCmdIface, "Run", "'not a tuple'"},
+                      BadCall{"array_inargs", kGw, kCmd, kCmdIface, "Run", "[1, 2]"}),
+    [](const ::testing::TestParamInfo<BadCall> &i) { return std::string(i.param.what); });
+
+TEST_F(Methods, PeerNotOnTheBus)
+{
+    ScopedContext ctx;
+    EXPECT_EQ(OvanDBusCallMethod("com.quv.absent1", kCmd, kCmdIface, "Run", nullptr, nullptr, 2000), -1);
+    ASSERT_NE(OvanGetErrMsg(), nullptr);
+    EXPECT_NE(std::string(OvanGetErrMsg()).find("ServiceUnknown"), std::string::npos) << OvanGetErrMsg();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(Methods, SilentPeerRunsIntoTheCallersTimeout)
+{
+    ScopedContext ctx;
+    ASSERT_TRUE(sim.script_delay(kCmd, kCmdIface, "Run", 3000));
+    const gint64 start = g_get_monotonic_time();
+    EXPECT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", nullptr, nullptr, 200), -1);
+    const gint64 took_ms = (g_get_monotonic_time() - start) / 1000;
+    EXPECT_GE(took_ms, 150);
+    EXPECT_LT(took_ms, 2000) << "the caller's timeout applies, not the default";
+    ASSERT_NE(OvanGetErrMsg(), nullptr);
+    EXPECT_NE(std::string(OvanGetErrMsg()).find("Timeout"), std::string::npos) << OvanGetErrMsg();
+    EXPECT_EQ(sim.count_calls(kCmd, kCmdIface, "Run"), 1u);
+}
+
+// ---- child nodes ---------------------------------------------------------------
+
+constexpr const char kTree[] = "/com/quv/igd1/Test/Tree";
+
+class Nodes : public SimTest {
+protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        for (const char *child : {"/b", "/a", "/a/deep", "/c"})
+            ASSERT_TRUE(sim.add_object(std::string(kTree) + child, "{'com.quv.igd1.Item': {'X': <1>}}"));
+        log.clear();
+    }
+
+    static std::string entry(const char *paths, int i) { return std::string(paths + 256 * i); }
+};
+
+TEST_F(Nodes, ListsDirectChildren)
+{
+    char *paths = nullptr;
+    int count = -1;
+    ASSERT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 3) << dump(log);
+    EXPECT_EQ(count, 3);
+    ASSERT_NE(paths, nullptr);
+    EXPECT_EQ(entry(paths, 0), "/com/quv/igd1/Test/Tree/a");
+    EXPECT_EQ(entry(paths, 1), "/com/quv/igd1/Test/Tree/b");
+    EXPECT_EQ(entry(paths, 2), "/com/quv/igd1/Test/Tree/c");
+    g_free(paths);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanGetNumOfNodes",
+                            "Enter (service com.quv.igd1, objpath /com/quv/igd1/Test/Tree)"))
+        << dump(log);
+    EXPECT_EQ(sim.count_calls(kTree, kIntrospectable, "Introspect"), 1u);
+
+    // Neither output is required.
+    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, nullptr, nullptr), 3);
+    count = -1;
+    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, nullptr, &count), 3);
+    EXPECT_EQ(count, 3);
+}
+
+TEST_F(Nodes, LeafHasNoChildrenAndPathsStayUntouched)
+{
+    char sentinel[] = "untouched";
+    char *paths = sentinel;
+    int count = -1;
+    EXPECT_EQ(OvanGetNumOfNodes(kGw, (std::string(kTree) + "/b").c_str(), &paths, &count), 0);
+    EXPECT_EQ(paths, sentinel);
+    EXPECT_EQ(count, 0);
+}
+
+TEST_F(Nodes, LongJoinedPathIsCut)
+{
+    const std::string longname(300, 'n');
+    const std::string xml = "<node><node name=\"" + longname + "\"/><node name=\"short\"/></node>";
+    ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", g_variant_new("(s)", xml.c_str())));
+    char *paths = nullptr;
+    int count = 0;
+    ASSERT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 2) << dump(log);
+    ASSERT_NE(paths, nullptr);
+    const std::string full = std::string(kTree) + "/" + longname;
+    EXPECT_EQ(entry(paths, 0), full.substr(0, 254));
+    EXPECT_EQ(entry(paths, 1), std::string(kTree) + "/short");
+    g_free(paths);
+}
+
+TEST_F(Nodes, InvalidIntrospectionData)
+{
+    ScopedContext ctx;
+    ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", "('<node><node name=\"x\"></nod>',)"));
+    char sentinel[] = "untouched";
+    char *paths = sentinel;
+    int count = -1;
+    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 0);
+    EXPECT_EQ(paths, sentinel);
+    EXPECT_EQ(count, 0);
+    const char *err = OvanGetErrMsg();
+    ASSERT_NE(err, nullptr) << "the parser's message is the last error";
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanGetNumOfNodes", std::string("failed to create node info ") + err))
+        << dump(log);
+}
+
+TEST_F(Nodes, FailuresCountZero)
+{
+    ScopedContext ctx;
+    int count = -1;
+    EXPECT_EQ(OvanGetNumOfNodes("com.quv.absent1", kTree, nullptr, &count), 0);
+    EXPECT_EQ(count, 0);
+    ASSERT_NE(OvanGetErrMsg(), nullptr);
+    // An introspection answer that is not a string.
+    ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", "(uint32 5,)"));
+    count = -1;
+    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, nullptr, &count), 0);
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(OvanGetNumOfNodes(kGw, nullptr, nullptr, nullptr), 0);
+}
+
+}  // namespace

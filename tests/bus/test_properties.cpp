@@ -1,0 +1,501 @@
+// Property access against the gateway simulator: values, log lines, audit lines,
+// refused input, bus errors and the last error.
+#include <syslog.h>
+
+#include <cstring>
+#include <ostream>
+#include <string>
+
+#include "bus_fixture.hpp"
+
+namespace {
+
+using namespace lumo::test;
+using lumo::GPtr;
+using lumo::GStr;
+
+constexpr const char kObj[] = "/com/quv/igd1/Test/Obj";
+constexpr const char kIface[] = "com.quv.igd1.Test";
+constexpr const char kProps[] = "com.quv.igd1.Properties";
+
+std::string printed(GVariant *v)
+{
+    GStr s(g_variant_print(v, TRUE));
+    return s.get();
+}
+
+size_t errors_from(const LogCapture &log, const std::string &tag)
+{
+    size_t n = 0;
+    for (const auto &l : log.lines())
+        if (l.priority == LOG_ERR && l.text.find("] " + tag + ": ") != std::string::npos)
+            n++;
+    return n;
+}
+
+class Properties : public SimTest {
+protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        ASSERT_TRUE(sim.add_object(kObj, "{'com.quv.igd1.Test': {'Name': <'alpha'>, 'Level': <uint32 3>}}"));
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+    }
+};
+
+TEST_F(Properties, GetHandsOutValueAndLogsEntryAndExit)
+{
+    OvanVariant *value = nullptr;
+    ASSERT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), 0) << dump(log);
+    ASSERT_NE(value, nullptr);
+    EXPECT_STREQ(g_variant_get_type_string(value), "s");
+    EXPECT_STREQ(g_variant_get_string(value, nullptr), "alpha");
+    OvanVariantUnRef(value);
+
+    const char *tag = "OvanDBusGetProperty";
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+                            "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
+                            "interface_name(com.quv.igd1.Test), prop_name(Name)"))
+        << dump(log);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return (0), get value ('alpha')")) << dump(log);
+    EXPECT_EQ(errors_from(log, tag), 0u);
+
+    auto calls = sim.call_log();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].iface, kProps);
+    EXPECT_EQ(calls[0].method, "Get");
+    EXPECT_EQ(calls[0].args_text(), "('com.quv.igd1.Test', 'Name')");
+}
+
+TEST_F(Properties, NullOutPointersStillSucceed)
+{
+    EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Level", nullptr), 0);
+    EXPECT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, nullptr), 0);
+    EXPECT_EQ(sim.count_calls(kObj, kProps), 2u);
+}
+
+TEST_F(Properties, GetAllHandsOutDictionary)
+{
+    OvanVariant *dict = nullptr;
+    ASSERT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), 0) << dump(log);
+    ASSERT_NE(dict, nullptr);
+    GPtr<GVariant> hold(dict);
+    EXPECT_STREQ(g_variant_get_type_string(dict), "a{sv}");
+    const char *name = nullptr;
+    guint32 level = 0;
+    EXPECT_TRUE(g_variant_lookup(dict, "Name", "&s", &name));
+    EXPECT_STREQ(name, "alpha");
+    EXPECT_TRUE(g_variant_lookup(dict, "Level", "u", &level));
+    EXPECT_EQ(level, 3u);
+
+    const char *tag = "OvanDBusGetAllProperty";
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+                            "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
+                            "interface_name(com.quv.igd1.Test)"))
+        << dump(log);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return (0), get value [" + printed(dict) + "]")) << dump(log);
+    EXPECT_EQ(sim.count_calls(kObj, kProps, "GetAll"), 1u);
+}
+
+TEST_F(Properties, SetThenGetSeesNewValue)
+{
+    ASSERT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Name", g_variant_new_string("beta")), 0) << dump(log);
+    const char *tag = "OvanDBusSetProperty";
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+                            "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
+                            "interface_name(com.quv.igd1.Test), prop_name(Name), value('beta')"))
+        << dump(log);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return with ret <0>.")) << dump(log);
+    EXPECT_EQ(errors_from(log, tag), 0u) << "not an audited interface";
+
+    GPtr<GVariant> seen = sim.property(kObj, kIface, "Name");
+    ASSERT_TRUE(seen);
+    EXPECT_STREQ(g_variant_get_string(seen.get(), nullptr), "beta");
+
+    OvanVariant *value = nullptr;
+    ASSERT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), 0);
+    EXPECT_STREQ(g_variant_get_string(value, nullptr), "beta");
+    OvanVariantUnRef(value);
+
+    // A value the caller keeps a reference to is not consumed.
+    GVariant *kept = g_variant_ref_sink(g_variant_new_uint32(11));
+    EXPECT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Level", kept), 0);
+    EXPECT_EQ(g_variant_get_uint32(kept), 11u);
+    g_variant_unref(kept);
+    seen = sim.property(kObj, kIface, "Level");
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(g_variant_get_uint32(seen.get()), 11u);
+}
+
+TEST_F(Properties, SetMultiWritesAllInOneCall)
+{
+    GPtr<GVariant> dict = parse_variant("{'Name': <'gamma'>, 'Level': <uint32 9>}", "a{sv}");
+    ASSERT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, dict.get()), 0) << dump(log);
+    const char *tag = "OvanDBusSetMultiProperty";
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+                            "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
+                            "interface_name(com.quv.igd1.Test), value(" +
+                                printed(dict.get()) + ")"))
+        << dump(log);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "SetMulti() success.")) << dump(log);
+
+    auto calls = sim.call_log();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].method, "SetMulti");
+    EXPECT_EQ(calls[0].args_text(), "('com.quv.igd1.Test', " + printed(dict.get()) + ")");
+    GPtr<GVariant> name = sim.property(kObj, kIface, "Name");
+    GPtr<GVariant> level = sim.property(kObj, kIface, "Level");
+    ASSERT_TRUE(name && level);
+    EXPECT_STREQ(g_variant_get_string(name.get(), nullptr), "gamma");
+    EXPECT_EQ(g_variant_get_uint32(level.get()), 9u);
+}
+
+TEST_F(Properties, ReplyOfWrongTypeFails)
+{
+    ASSERT_TRUE(sim.script_reply(kObj, kProps, "Get", "('not boxed',)"));
+    ASSERT_TRUE(sim.script_reply(kObj, kProps, "GetAll", "(uint32 7,)"));
+    OvanVariant *value = nullptr;
+    EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), -1);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusGetProperty", "return (-1), get value (NULL)")) << dump(log);
+    EXPECT_EQ(errors_from(log, "OvanDBusGetProperty"), 1u) << dump(log);
+
+    OvanVariant *dict = nullptr;
+    EXPECT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), -1);
+    EXPECT_EQ(dict, nullptr);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusGetAllProperty", "return (-1), get value [NULL]"))
+        << dump(log);
+    EXPECT_EQ(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump(log);
+}
+
+// One failing access and the error text the gateway answers with.
+struct BusErrorCase {
+    const char *what;
+    const char *path;
+    const char *iface;
+    const char *prop;     // null for GetAll
+    const char *set_to;   // GVariant text: Set (with prop) or SetMulti (without)
+    const char *d_error;  // D-Bus error name expected in the message
+};
+
+void PrintTo(const BusErrorCase &c, std::ostream *os)
+{
+    *os << c.what;
+}
+
+class PropertyErrors : public Properties, public ::testing::WithParamInterface<BusErrorCase> {};
+
+TEST_P(PropertyErrors, FailWithErrorLineAndLastError)
+{
+    const BusErrorCase &c = GetParam();
+    ScopedContext ctx;
+    OvanSetErrMsg("stale");
+    int32_t ret;
+    std::string tag;
+    if (c.set_to && c.prop) {
+        tag = "OvanDBusSetProperty";
+        GPtr<GVariant> v = parse_variant(c.set_to);
+        ret = OvanDBusSetProperty(kGw, c.path, c.iface, c.prop, v.get());
+    } else if (c.set_to) {
+        tag = "OvanDBusSetMultiProperty";
+        GPtr<GVariant> v = parse_variant(c.set_to, "a{sv}");
+        ret = OvanDBusSetMultiProperty(kGw, c.path, c.iface, v.get());
+    } else if (c.prop) {
+        tag = "OvanDBusGetProperty";
+        OvanVariant *out = nullptr;
+        ret = OvanDBusGetProperty(kGw, c.path, c.iface, c.prop, &out);
+        EXPECT_EQ(out, nullptr);
+    } else {
+        tag = "OvanDBusGetAllProperty";
+        OvanVariant *out = nullptr;
+        ret = OvanDBusGetAllProperty(kGw, c.path, c.iface, &out);
+        EXPECT_EQ(out, nullptr);
+    }
+    EXPECT_EQ(ret, -1);
+    const char *err = OvanGetErrMsg();
+    ASSERT_NE(err, nullptr) << "the bus error is kept as the last error";
+    EXPECT_NE(std::string(err).find(c.d_error), std::string::npos) << err;
+    std::string line = std::string("S(com.quv.igd1), O(") + c.path + "), I(" + c.iface + ")";
+    if (c.prop)
+        line += std::string(", P(") + c.prop + ")";
+    line += std::string(": E<") + err + ">";
+    EXPECT_TRUE(has_message(log, LOG_ERR, tag, line)) << line << "\n" << dump(log);
+    if (tag == "OvanDBusSetMultiProperty") {
+        EXPECT_FALSE(log_mentions(log, "SetMulti() success."));
+    }
+    if (tag == "OvanDBusSetProperty") {
+        EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return with ret <-1>.")) << dump(log);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Gateway, PropertyErrors,
+    ::testing::Values(
+        BusErrorCase{"get_unknown_property", kObj, kIface, "NoSuch", nullptr, "UnknownProperty"},
+        BusErrorCase{"get_unknown_object", "/com/quv/igd1/No/Such", kIface, "Name", nullptr, "UnknownObject"},
+        BusErrorCase{"get_unknown_interface", kObj, "com.quv.igd1.Nothing", "Name", nullptr, "UnknownInterface"},
+        BusErrorCase{"getall_unknown_object", "/com/quv/igd1/No/Such", kIface, nullptr, nullptr, "UnknownObject"},
+        BusErrorCase{"set_unknown_property", kObj, kIface, "NoSuch", "'x'", "UnknownProperty"},
+        BusErrorCase{"set_wrong_type", kObj, kIface, "Level", "'three'", "InvalidArgs"},
+        BusErrorCase{"setmulti_unknown_property", kObj, kIface, nullptr, "{'NoSuch': <1>}", "UnknownProperty"}),
+    [](const ::testing::TestParamInfo<BusErrorCase> &i) { return std::string(i.param.what); });
+
+TEST_F(Properties, SuccessfulCallClearsLastError)
+{
+    ScopedContext ctx;
+    EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "NoSuch", nullptr), -1);
+    ASSERT_NE(OvanGetErrMsg(), nullptr);
+    EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", nullptr), 0);
+    EXPECT_EQ(OvanGetErrMsg(), nullptr);
+}
+
+TEST_F(Properties, ServiceNotOnBusFails)
+{
+    ScopedContext ctx;
+    EXPECT_EQ(OvanDBusGetProperty("com.quv.nosuch1", kObj, kIface, "Name", nullptr), -1);
+    ASSERT_NE(OvanGetErrMsg(), nullptr);
+    EXPECT_NE(std::string(OvanGetErrMsg()).find("ServiceUnknown"), std::string::npos) << OvanGetErrMsg();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+// ---- audit lines -------------------------------------------------------------
+
+struct AuditCase {
+    const char *what;
+    const char *path;
+    const char *iface;
+    const char *prop;   // Set: the property; SetMulti: null
+    const char *value;  // GVariant text of the value (Set) or dictionary (SetMulti)
+    bool audited;
+};
+
+void PrintTo(const AuditCase &c, std::ostream *os)
+{
+    *os << c.what;
+}
+
+constexpr const char kHost[] = "/com/quv/igd1/Test/Host";
+constexpr const char kWlan[] = "/com/quv/igd1/Test/WLAN";
+constexpr const char kLed[] = "/com/quv/igd1/Test/LED";
+constexpr const char kWifi[] = "/com/quv/igd1/Test/WiFi";
+
+class AuditedWrites : public Properties {
+protected:
+    void SetUp() override
+    {
+        Properties::SetUp();
+        ASSERT_TRUE(sim.add_object(kHost, "{'com.quv.igd1.LANHost': {'InternetAccess': <byte 1>, 'HostName': <'pc'>}}"));
+        ASSERT_TRUE(sim.add_object(kWlan, "{'com.quv.igd1.WLANConfiguration': {'SSID': <'home'>}}"));
+        ASSERT_TRUE(sim.add_object(kLed, "{'com.quv.igd1.LED': {'Status': <'on'>}}"));
+        ASSERT_TRUE(sim.add_object(kWifi, "{'com.quv.igd1.WiFiInfo': {'Enable': <true>}}"));
+        log.clear();
+    }
+};
+
+class Audit : public AuditedWrites, public ::testing::WithParamInterface<AuditCase> {};
+
+TEST_P(Audit, SetProperty)
+{
+    const AuditCase &c = GetParam();
+    GPtr<GVariant> v = parse_variant(c.value);
+    ASSERT_EQ(OvanDBusSetProperty(kGw, c.path, c.iface, c.prop, v.get()), 0) << dump(log);
+    const std::string tag = "OvanDBusSetProperty";
+    const std::string value = printed(v.get());
+    if (!c.audited) {
+        EXPECT_EQ(errors_from(log, tag), 0u) << dump(log);
+        return;
+    }
+    EXPECT_EQ(errors_from(log, tag), 1u) << dump(log);
+    const std::string line = std::string(c.iface) == "com.quv.igd1.LANHost"
+                                 ? std::string("S(com.quv.igd1), O(") + c.path + "), " + value
+                                 : std::string("S(com.quv.igd1), I(") + c.iface + "), O(" + c.path + "), " + value;
+    EXPECT_TRUE(has_message(log, LOG_ERR, tag, line)) << line << "\n" << dump(log);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Writes, Audit,
+    ::testing::Values(AuditCase{"lanhost_internet_access", kHost, "com.quv.igd1.LANHost", "InternetAccess", "byte 0", true},
+                      AuditCase{"lanhost_other", kHost, "com.quv.igd1.LANHost", "HostName", "'laptop'", false},
+                      AuditCase{"wlan", kWlan, "com.quv.igd1.WLANConfiguration", "SSID", "'guest'", true},
+                      AuditCase{"led", kLed, "com.quv.igd1.LED", "Status", "'off'", true},
+                      AuditCase{"wifiinfo", kWifi, "com.quv.igd1.WiFiInfo", "Enable", "false", true},
+                      AuditCase{"other", kObj, kIface, "Name", "'delta'", false}),
+    [](const ::testing::TestParamInfo<AuditCase> &i) { return std::string(i.param.what); });
+
+class AuditMulti : public Audit {};
+
+TEST_P(AuditMulti, SetMultiProperty)
+{
+    const AuditCase &c = GetParam();
+    GPtr<GVariant> v = parse_variant(c.value, "a{sv}");
+    ASSERT_EQ(OvanDBusSetMultiProperty(kGw, c.path, c.iface, v.get()), 0) << dump(log);
+    const std::string tag = "OvanDBusSetMultiProperty";
+    const std::string value = printed(v.get());
+    if (!c.audited) {
+        EXPECT_EQ(errors_from(log, tag), 0u) << dump(log);
+        return;
+    }
+    EXPECT_EQ(errors_from(log, tag), 1u) << dump(log);
+    const std::string line = std::string(c.iface) == "com.quv.igd1.LANHost"
+                                 ? std::string("S(com.quv.igd1), O(") + c.path + "), " + value
+                                 : std::string("S(com.quv.igd1), O(") + c.path + "), I(" + c.iface + "), " + value;
+    EXPECT_TRUE(has_message(log, LOG_ERR, tag, line)) << line << "\n" << dump(log);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Writes, AuditMulti,
+    ::testing::Values(
+        AuditCase{"lanhost_internet_access", kHost, "com.quv.igd1.LANHost", nullptr,
+                  "{'HostName': <'laptop'>, 'InternetAccess': <byte 0>}", true},
+        AuditCase{"lanhost_other", kHost, "com.quv.igd1.LANHost", nullptr, "{'HostName': <'laptop'>}", false},
+        AuditCase{"wlan", kWlan, "com.quv.igd1.WLANConfiguration", nullptr, "{'SSID': <'guest'>}", true},
+        AuditCase{"led", kLed, "com.quv.igd1.LED", nullptr, "{'Status': <'off'>}", true},
+        // Unlike single writes, WiFiInfo dictionaries are not audited.
+        AuditCase{"wifiinfo_not_audited", kWifi, "com.quv.igd1.WiFiInfo", nullptr, "{'Enable': <false>}", false},
+        AuditCase{"other", kObj, kIface, nullptr, "{'Name': <'delta'>}", false}),
+    [](const ::testing::TestParamInfo<AuditCase> &i) { return std::string(i.param.what); });
+
+TEST_F(AuditedWrites, AuditedEvenWhenTheWriteFails)
+{
+    EXPECT_EQ(OvanDBusSetProperty(kGw, "/com/quv/igd1/No/LED", "com.quv.igd1.LED", "Status", g_variant_new_string("x")),
+              -1);
+    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusSetProperty",
+                            "S(com.quv.igd1), I(com.quv.igd1.LED), O(/com/quv/igd1/No/LED), 'x'"))
+        << dump(log);
+    EXPECT_EQ(errors_from(log, "OvanDBusSetProperty"), 2u) << "audit line and error line\n" << dump(log);
+}
+
+// ---- refused input -------------------------------------------------------------
+
+struct BadInput {
+    const char *what;
+    const char *service;
+    const char *path;
+    const char *iface;
+    const char *prop;
+};
+
+void PrintTo(const BadInput &c, std::ostream *os)
+{
+    *os << c.what;
+}
+
+class RefusedInput : public Properties, public ::testing::WithParamInterface<BadInput> {};
+
+TEST_P(RefusedInput, NothingIsSent)
+{
+    const BadInput &c = GetParam();
+    OvanVariant *out = nullptr;
+    EXPECT_EQ(OvanDBusGetProperty(c.service, c.path, c.iface, c.prop, &out), -1);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(OvanDBusSetProperty(c.service, c.path, c.iface, c.prop, g_variant_new_string("x")), -1);
+    if (c.prop) {  // the property name is not part of these
+        EXPECT_EQ(OvanDBusGetAllProperty(c.service, c.path, c.iface, &out), -1);
+        EXPECT_EQ(out, nullptr);
+        EXPECT_EQ(OvanDBusSetMultiProperty(c.service, c.path, c.iface,
+                                           g_variant_new_parsed("{'Name': <'x'>}")),
+                  -1);
+    }
+    EXPECT_GE(errors_from(log, "OvanDBusGetProperty"), 1u) << dump(log);
+    EXPECT_GE(errors_from(log, "OvanDBusSetProperty"), 1u) << dump(log);
+    if (c.prop) {
+        EXPECT_GE(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump(log);
+        EXPECT_GE(errors_from(log, "OvanDBusSetMultiProperty"), 1u) << dump(log);
+    }
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, RefusedInput,
+    ::testing::Values(BadInput{"null_service", nullptr, kObj, kIface, "Name"},
+                      BadInput{"empty_service", "", kObj, kIface, "Name"},
+                      BadInput{"malformed_service", "com..quv", kObj, kIface, "Name"},
+                      BadInput{"null_path", kGw, nullptr, kIface, "Name"},
+                      BadInput{"empty_path", kGw, "", kIface, "Name"},
+                      BadInput{"relative_path", kGw, "com/quv/igd1", kIface, "Name"},
+                      BadInput{"trailing_slash", kGw, "/com/quv/igd1/", kIface, "Name"},
+                      BadInput{"bad_path_chars", kGw, "/com/quv-igd1/x y", kIface, "Name"},
+                      BadInput{"null_interface", kGw, kObj, nullptr, "Name"},
+                      BadInput{"empty_interface", kGw, kObj, "", "Name"},
+                      BadInput{"one_element_interface", kGw, kObj, "Test", "Name"},
+                      BadInput{"null_property", kGw, kObj, kIface, nullptr}),
+    [](const ::testing::TestParamInfo<BadInput> &i) { return std::string(i.param.what); });
+
+TEST_F(Properties, SetMultiRefusesWhatIsNotADictionary)
+{
+    const char *tag = "OvanDBusSetMultiProperty";
+    EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, nullptr), -1);
+    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+                            "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
+                            "interface_name(com.quv.igd1.Test), value(NULL)"))
+        << dump(log);
+    EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, g_variant_new_string("Name=x")), -1);
+    EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, g_variant_new_parsed("{'Name': 'x'}")), -1);  // a{ss}
+    EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, g_variant_new_parsed("('Name', <'x'>)")), -1);
+    EXPECT_EQ(errors_from(log, tag), 4u) << dump(log);
+    EXPECT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Name", nullptr), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+    GPtr<GVariant> name = sim.property(kObj, kIface, "Name");
+    ASSERT_TRUE(name);
+    EXPECT_STREQ(g_variant_get_string(name.get(), nullptr), "alpha");
+}
+
+TEST(PropertiesDeathTest, LimitsExceededEndsTheProcess)
+{
+    ScopedTmpDir tmp;
+    EXPECT_EXIT(
+        {
+            PrivateBus bus;
+            Simulator sim(bus);
+            if (!sim.ok() || !sim.script_error("", "", "", "org.freedesktop.DBus.Error.LimitsExceeded",
+                                               "The maximum number of pending replies was reached"))
+                std::exit(3);
+            ScopedContext ctx("com.example.app1");
+            LogCapture capture(true);
+            OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", nullptr);
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(255), "<3>\\[com.example.app1\\] OvanSetErrMsg: com.example.app1 exit");
+}
+
+// ---- the gateway's interface version ----------------------------------------
+
+TEST_F(SimTest, DBusVersionFromTheModel)
+{
+    GPtr<GVariant> model = sim.property(kDevicePath, kDeviceIface, "DBusInterfaceVersion");
+    ASSERT_TRUE(model);
+    const char *text = g_variant_get_string(model.get(), nullptr);
+    ASSERT_GE(std::strlen(text), 3u) << text;
+    ASSERT_TRUE(sim.clear_call_log());
+    EXPECT_EQ(OvanGetDBusVersion(), text[2] - '0');
+    EXPECT_EQ(gwdbusver, -1) << "the callers store the version, not OvanGetDBusVersion";
+    EXPECT_EQ(sim.count_calls(kDevicePath, kProps, "Get"), 1u);
+}
+
+TEST_F(SimTest, DBusVersionUsesTheThirdCharacter)
+{
+    struct {
+        const char *value;
+        int32_t expected;
+    } cases[] = {
+        {"'1.2.0'", 2}, {"'3.7'", 7}, {"'10.4'", '.' - '0'}, {"'ab9'", 9}, {"''", -1},
+    };
+    for (const auto &c : cases) {
+        ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", c.value));
+        EXPECT_EQ(OvanGetDBusVersion(), c.expected) << c.value;
+    }
+    // A gateway answering with something else than a string has no usable version.
+    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", "uint32 2"));
+    EXPECT_EQ(OvanGetDBusVersion(), -1);
+    ASSERT_TRUE(sim.script_error(kDevicePath, kProps, "Get", "org.freedesktop.DBus.Error.AccessDenied", "no"));
+    EXPECT_EQ(OvanGetDBusVersion(), -1);
+}
+
+TEST_F(BusTest, DBusVersionWithoutGateway)
+{
+    EXPECT_EQ(OvanGetDBusVersion(), -1);
+    EXPECT_EQ(gwdbusver, -1);
+}
+
+}  // namespace
