@@ -13,6 +13,12 @@ namespace lumo::gw {
 inline constexpr const char kService[] = "com.quv.igd1";
 inline constexpr const char kObjectManager[] = "com.quv.igd1.ObjectManager";
 
+// NULL strings are logged and sent as empty strings.
+inline const char *or_empty(const char *s)
+{
+    return s ? s : "";
+}
+
 // ---- records ----
 
 // Fills `record` from an "a{sv}" dictionary: for each key the first field of that
