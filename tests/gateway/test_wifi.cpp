@@ -1,1 +1,506 @@
+// WiFi information and radio actions against the simulator; also the WiFi
+// capability guard that every WiFi-family function runs first.
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <syslog.h>
+#include <vector>
+
+#include "bus_support/private_bus.hpp"
+#include "core/glib_ptr.hpp"
+#include "lumo3_core.h"
+#include "lumo3_gateway.h"
+#include "lumo3_wifi.h"
+#include "support/log_capture.hpp"
+
+namespace {
+
+using lumo::GPtr;
+using lumo::GStr;
+using lumo::test::LogCapture;
+using lumo::test::PrivateBus;
+using lumo::test::Simulator;
+
+constexpr const char kWiFi[] = "/com/quv/igd1/Info/WiFi";
+constexpr const char kWiFiIface[] = "com.quv.igd1.WiFiInfo";
+constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
+constexpr const char kDeviceIface[] = "com.quv.igd1.DeviceInfo";
+constexpr const char kMac[] = "0C4B54A1B2C3";
+char kUntouchedText[] = "untouched";
+
+class WiFi : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+        ASSERT_TRUE(sim.clear_call_log());
+    }
+    void TearDown() override
+    {
+        // The private bus goes away first: keep GIO from ending the process then.
+        GPtr<GDBusConnection> conn(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+        if (conn)
+            g_dbus_connection_set_exit_on_close(conn.get(), FALSE);
+    }
+
+    // "] tag: message\n" at `priority`.
+    bool logged(int priority, const std::string &tag, const std::string &message) const
+    {
+        return log.contains("] " + tag + ": " + message + "\n", priority);
+    }
+    std::string dump() const
+    {
+        std::string all;
+        for (const auto &l : log.lines())
+            all += "<" + std::to_string(l.priority) + ">" + l.text;
+        return all;
+    }
+    size_t wifi_calls(const std::string &method = "") { return sim.count_calls(kWiFi, "", method); }
+    std::string last_args(const std::string &method)
+    {
+        std::string args;
+        for (const auto &c : sim.call_log())
+            if (c.method == method)
+                args = c.args_text();
+        return args;
+    }
+    void set_device(const char *name, const char *value)
+    {
+        ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, name, value));
+    }
+
+    PrivateBus bus;
+    Simulator sim{bus};
+    LogCapture log;
+};
+
+// ---- the capability guard ----
+
+// Every function of the family, called with outputs that must survive a refusal.
+struct Outputs {
+    uint32_t status = 77;
+    char *errmsg = kUntouchedText;
+    char *score = kUntouchedText;
+    OvanWiFiInfo_t info;
+    OvanWiFiInfov4_t info4;
+    Outputs()
+    {
+        std::memset(&info, 0xA5, sizeof info);
+        std::memset(&info4, 0xA5, sizeof info4);
+    }
+    bool untouched() const
+    {
+        OvanWiFiInfo_t a;
+        OvanWiFiInfov4_t b;
+        std::memset(&a, 0xA5, sizeof a);
+        std::memset(&b, 0xA5, sizeof b);
+        return status == 77 && errmsg == kUntouchedText && score == kUntouchedText &&
+               std::memcmp(&a, &info, sizeof a) == 0 && std::memcmp(&b, &info4, sizeof b) == 0;
+    }
+};
+
+struct Member {
+    const char *name;
+    std::function<int32_t(Outputs &)> call;
+};
+
+const std::vector<Member> &members()
+{
+    static const std::vector<Member> all = {
+        {"OvanGetWiFiInfo", [](Outputs &o) { return OvanGetWiFiInfo(&o.info); }},
+        {"OvanGetWiFiInfov4", [](Outputs &o) { return OvanGetWiFiInfov4(&o.info4); }},
+        {"OvanWiFiDiscClient", [](Outputs &o) { return OvanWiFiDiscClient(kMac, "1", &o.status, &o.errmsg); }},
+        {"OvanWiFiSetSameSSID", [](Outputs &o) { return OvanWiFiSetSameSSID("1", "5", &o.status, &o.errmsg); }},
+        {"OvanWiFiCancelSameSSID", [](Outputs &o) { return OvanWiFiCancelSameSSID(&o.status, &o.errmsg); }},
+        {"OvanWiFiSwitchChannel", [](Outputs &o) { return OvanWiFiSwitchChannel("2.4G", &o.status, &o.errmsg); }},
+        {"OvanWiFiChannelCollectionRequest",
+         [](Outputs &o) { return OvanWiFiChannelCollectionRequest("5G", &o.status, &o.errmsg); }},
+        {"OvanWiFiChannelCollection",
+         [](Outputs &o) { return OvanWiFiChannelCollection("5G", &o.score, &o.status, &o.errmsg); }},
+        {"OvanWiFiSetEnable", [](Outputs &) { return OvanWiFiSetEnable(0, 0); }},
+        {"OvanWiFiSetRatePriority", [](Outputs &) { return OvanWiFiSetRatePriority(1, 1); }},
+    };
+    return all;
+}
+
+TEST_F(WiFi, NoWiFiOnVersion2GatewayReturns1WithOutputsUntouched)
+{
+    set_device("DBusInterfaceVersion", "'1.2.0'");
+    set_device("Capability", "'1;1;1;0;0'");
+    ASSERT_TRUE(sim.clear_call_log());
+    for (const Member &m : members()) {
+        Outputs out;
+        EXPECT_EQ(m.call(out), 1) << m.name;
+        EXPECT_TRUE(out.untouched()) << m.name;
+    }
+    EXPECT_EQ(wifi_calls(), 0u) << "nothing reaches the WiFi object";
+    // The capability was read once for the whole process.
+    EXPECT_EQ(sim.count_calls(kDevice), 2u) << "the version and the capability, once each";
+    EXPECT_EQ(wifivalinit, 1);
+    EXPECT_EQ(supportwifi, 0u);
+    EXPECT_EQ(gwdbusver, 2);
+    // Only the two channel-scan members log their entry before asking.
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiChannelCollection", "enter")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiChannelCollectionRequest", "enter")) << dump();
+    EXPECT_FALSE(log.contains("OvanWiFiDiscClient: enter")) << dump();
+    EXPECT_FALSE(log.contains("OvanGetWiFiInfo: info(")) << dump();
+}
+
+TEST_F(WiFi, Version1GatewaySkipsTheCapabilityQuestion)
+{
+    set_device("DBusInterfaceVersion", "'1.1.0'");
+    set_device("Capability", "'1;1;1;0;0'");
+    ASSERT_TRUE(sim.clear_call_log());
+    uint32_t status = 77;
+    EXPECT_EQ(OvanWiFiCancelSameSSID(&status, nullptr), 0);
+    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(OvanWiFiSetEnable(1, 0), 0);
+    EXPECT_EQ(gwdbusver, 1);
+    EXPECT_EQ(wifivalinit, 0) << "never asked";
+    EXPECT_EQ(sim.count_calls(kDevice), 1u) << "only the version is read, once";
+    EXPECT_EQ(wifi_calls(), 2u);
+    EXPECT_EQ(wifi_calls("Set"), 1u);
+}
+
+TEST_F(WiFi, FailedCapabilityReadIsAFailureAndIsAskedAgain)
+{
+    ASSERT_TRUE(sim.remove_property(kDevice, kDeviceIface, "Capability"));
+    uint32_t status = 77;
+    char *msg = kUntouchedText;
+    EXPECT_EQ(OvanWiFiCancelSameSSID(&status, &msg), -1);
+    EXPECT_EQ(status, 77u);
+    EXPECT_EQ(msg, kUntouchedText);
+    EXPECT_EQ(OvanWiFiSetRatePriority(0, 1), -1);
+    EXPECT_EQ(wifivalinit, 0);
+    EXPECT_EQ(wifi_calls(), 0u);
+
+    set_device("Capability", "'1;1;1;1;1'");
+    EXPECT_EQ(OvanWiFiCancelSameSSID(&status, nullptr), 0);
+    EXPECT_EQ(wifivalinit, 1);
+    EXPECT_EQ(supportwifi, 1u);
+}
+
+// ---- getters ----
+
+TEST_F(WiFi, GetWiFiInfoReadsEveryKindOfField)
+{
+    OvanWiFiInfo_t info{};
+    ASSERT_EQ(OvanGetWiFiInfo(&info), 0) << dump();
+    EXPECT_STREQ(info.path, kWiFi);
+    EXPECT_EQ(info.Enable2G, 1);
+    EXPECT_EQ(info.DualBand, 1);
+    EXPECT_STREQ(info.WiFiMode, "802.11b/g/n/ax");
+    EXPECT_EQ(info.SameSSIDStatus, 0);
+    EXPECT_EQ(info.RxBytes, 1048576000u);
+    EXPECT_EQ(info.TxDropPkts, 9u);
+    EXPECT_EQ(info.RatePriority, 0);
+    EXPECT_EQ(info.RatePriority5G, 1);
+    EXPECT_EQ(info.ChannelScanStatus, 2);
+    EXPECT_STREQ(info.ChannelScanFinishTime, "2024-05-01 08:30:00");
+    ASSERT_EQ(info.ChannelScanScoreNum, 3u);
+    ASSERT_NE(info.ChannelScanScore, nullptr);
+    EXPECT_STREQ(info.ChannelScanScore[0], "1:82");
+    EXPECT_STREQ(info.ChannelScanScore[2], "11:90");
+    EXPECT_STREQ(info.ChannelScanFinishTime5G, "2024-05-01 08:31:00");
+    ASSERT_EQ(info.ChannelScanScore5GNum, 4u);
+    EXPECT_STREQ(info.ChannelScanScore5G[3], "157:60");
+    GStr entry(g_strdup_printf("info(%p)", static_cast<void *>(&info)));
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetWiFiInfo", entry.get())) << dump();
+    g_free(info.ChannelScanScore);
+    g_free(info.ChannelScanScore5G);
+}
+
+TEST_F(WiFi, V4LayoutAddsBeaconTypesAndMultiAPFlag)
+{
+    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "SupportedBeaconType", ("'" + std::string(70, 'b') + "'").c_str()));
+    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "MAPAgent", "byte 255"));
+    OvanWiFiInfov4_t info{};
+    ASSERT_EQ(OvanGetWiFiInfov4(&info), 0) << dump();
+    EXPECT_EQ(info.DualBand, 1);
+    EXPECT_EQ(std::string(info.SupportedBeaconType), std::string(64, 'b'));
+    EXPECT_EQ(info.MAPAgent, 255);
+    EXPECT_EQ(info.SameSSIDStatus, 0);
+    EXPECT_EQ(info.TxBytes, 2097152000u);
+    EXPECT_EQ(info.RatePriority5G, 1);
+    EXPECT_EQ(info.ChannelScanScoreNum, 3u);
+    ASSERT_EQ(info.ChannelScanScore5GNum, 4u);
+    EXPECT_STREQ(info.ChannelScanScore5G[0], "36:95");
+    g_free(info.ChannelScanScore);
+    g_free(info.ChannelScanScore5G);
+}
+
+TEST_F(WiFi, LongValuesAreCutWithoutTouchingTheirNeighbours)
+{
+    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "WiFiMode", ("'" + std::string(80, 'm') + "'").c_str()));
+    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "ChannelScanStatus", "byte 201"));
+    ASSERT_TRUE(
+        sim.set_property(kWiFi, kWiFiIface, "ChannelScanFinishTime", ("'" + std::string(40, 't') + "'").c_str()));
+    const std::string list = "['" + std::string(64, 'a') + "', '" + std::string(100, 'b') + "', '" +
+                             std::string(63, 'c') + "', '']";
+    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "ChannelScanScore", list.c_str()));
+    OvanWiFiInfo_t info{};
+    ASSERT_EQ(OvanGetWiFiInfo(&info), 0) << dump();
+    EXPECT_EQ(std::string(info.WiFiMode), std::string(63, 'm'));
+    EXPECT_EQ(info.DualBand, 1);
+    EXPECT_EQ(info.ChannelScanStatus, 201);
+    EXPECT_EQ(std::string(info.ChannelScanFinishTime), std::string(32, 't'));
+    ASSERT_EQ(info.ChannelScanScoreNum, 4u);
+    ASSERT_NE(info.ChannelScanScore, nullptr);
+    EXPECT_EQ(std::string(info.ChannelScanScore[0]), std::string(63, 'a'));
+    EXPECT_EQ(std::string(info.ChannelScanScore[1]), std::string(63, 'b'));
+    EXPECT_EQ(std::string(info.ChannelScanScore[2]), std::string(63, 'c'));
+    EXPECT_STREQ(info.ChannelScanScore[3], "");
+    EXPECT_EQ(info.ChannelScanStatus5G, 2);
+    g_free(info.ChannelScanScore);
+    g_free(info.ChannelScanScore5G);
+}
+
+TEST_F(WiFi, EmptyScoreListLeavesThePointerAsTheCallerHadIt)
+{
+    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "ChannelScanScore5G", "@as []"));
+    char sentinel[1][64] = {"mine"};
+    OvanWiFiInfo_t info{};
+    info.ChannelScanScore5GNum = 9;
+    info.ChannelScanScore5G = sentinel;
+    ASSERT_EQ(OvanGetWiFiInfo(&info), 0);
+    EXPECT_EQ(info.ChannelScanScore5GNum, 0u);
+    EXPECT_EQ(info.ChannelScanScore5G, sentinel);
+    g_free(info.ChannelScanScore);
+}
+
+// ---- actions ----
+
+struct Action {
+    const char *tag;
+    const char *method;
+    const char *reply_lead;  // what the reply carries before (word, message)
+    std::function<int32_t(uint32_t *, char **)> call;
+    const char *fail_line;
+    const char *fail_message;
+    const char *message_line;  // with "%s"
+};
+
+std::vector<Action> actions()
+{
+    return {
+        {"OvanWiFiDiscClient", "KickOutDevice", "",
+         [](uint32_t *s, char **m) { return OvanWiFiDiscClient(kMac, "3", s, m); }, "Call OvanDiscWiFiClient() fail.",
+         "Failed to call KickOutDevice() function.", "Call OvanDiscWiFiClient() errmsg [%s]."},
+        {"OvanWiFiSetSameSSID", "SetSameSSID", "",
+         [](uint32_t *s, char **m) { return OvanWiFiSetSameSSID("1", "5", s, m); },
+         "Call OvanWiFiSetSameSSID() fail.", "Failed to call SetSameSSID() function.",
+         "Call OvanWiFiSetSameSSID() errmsg [%s]."},
+        {"OvanWiFiCancelSameSSID", "CancelSameSSID", "",
+         [](uint32_t *s, char **m) { return OvanWiFiCancelSameSSID(s, m); }, "Call OvanWiFiCancelSameSSID() fail.",
+         "Failed to call CancelSameSSID() function.", "Call OvanWiFiCancelSameSSID() errmsg [%s]."},
+        {"OvanWiFiSwitchChannel", "ChannelSwitch", "",
+         [](uint32_t *s, char **m) { return OvanWiFiSwitchChannel("5G", s, m); }, "Call ChannelSwitch() fail.",
+         "Failed to call ChannelSwitch() function.", "Call OvanWiFiSwitchChannel() errmsg [%s]."},
+        {"OvanWiFiChannelCollectionRequest", "ChannelCollectionRequest", "",
+         [](uint32_t *s, char **m) { return OvanWiFiChannelCollectionRequest("2.4G", s, m); },
+         "Call ChannelCollectionRequest() fail.", "Failed to call ChannelCollectionRequest() function.",
+         "Call OvanWiFiChannelCollectionRequest() errmsg [%s]."},
+        {"OvanWiFiChannelCollection", "ChannelCollection", "'1:50', ",
+         [](uint32_t *s, char **m) {
+             char *score = kUntouchedText;
+             int32_t ret = OvanWiFiChannelCollection("2.4G", &score, s, m);
+             if (score != kUntouchedText)
+                 g_free(score);
+             return ret;
+         },
+         "Call ChannelCollection() fail.", "Failed to call ChannelCollection() function.",
+         "Call OvanWiFiChannelCollection() errmsg [%s]."},
+    };
+}
+
+std::string with(const char *format, const std::string &text)
+{
+    GStr s(g_strdup_printf(format, text.c_str()));
+    return s.get();
+}
+
+TEST_F(WiFi, ActionsReportTheGatewaysWordAndMessage)
+{
+    for (const Action &a : actions()) {
+        SCOPED_TRACE(a.tag);
+        uint32_t status = 77;
+        char *msg = nullptr;
+        EXPECT_EQ(a.call(&status, &msg), 0) << dump();
+        EXPECT_EQ(status, 0u);
+        EXPECT_EQ(msg, nullptr) << "a message with word 0 is not handed out";
+        EXPECT_EQ(wifi_calls(a.method), 1u);
+
+        const std::string busy = std::string("(") + a.reply_lead + "uint32 4, 'radio busy')";
+        ASSERT_TRUE(sim.script_reply(kWiFi, kWiFiIface, a.method, busy.c_str(), 0, true));
+        EXPECT_EQ(a.call(&status, &msg), -1);
+        EXPECT_EQ(status, 4u);
+        ASSERT_NE(msg, nullptr);
+        EXPECT_STREQ(msg, "radio busy");
+        g_free(msg);
+        msg = nullptr;
+        EXPECT_TRUE(logged(LOG_ERR, a.tag, with(a.message_line, "radio busy"))) << dump();
+
+        const std::string silent = std::string("(") + a.reply_lead + "uint32 5, '')";
+        ASSERT_TRUE(sim.script_reply(kWiFi, kWiFiIface, a.method, silent.c_str(), 0, true));
+        EXPECT_EQ(a.call(&status, &msg), -1);
+        EXPECT_EQ(status, 5u);
+        EXPECT_EQ(msg, nullptr);
+
+        ASSERT_TRUE(sim.script_error(kWiFi, kWiFiIface, a.method, "org.freedesktop.DBus.Error.Failed", "down", 0,
+                                     true));
+        EXPECT_EQ(a.call(&status, &msg), -1);
+        EXPECT_EQ(status, 1u);
+        ASSERT_NE(msg, nullptr);
+        EXPECT_STREQ(msg, a.fail_message);
+        g_free(msg);
+        msg = nullptr;
+        EXPECT_TRUE(logged(LOG_ERR, a.tag, a.fail_line)) << dump();
+
+        // Both outputs are optional.
+        EXPECT_EQ(a.call(nullptr, nullptr), 0);
+    }
+}
+
+TEST_F(WiFi, DiscClientChecksMacAndSsidIndex)
+{
+    struct Case {
+        const char *mac, *idx;
+        bool ok;
+    } cases[] = {
+        {kMac, "1", true},        {kMac, "8", true},      {kMac, "08", true},   {kMac, "0", false},
+        {kMac, "9", false},       {kMac, "10", false},    {kMac, "", false},    {kMac, nullptr, false},
+        {kMac, "1a", false},      {kMac, "-1", false},    {kMac, "99999999999999999999", false},
+        {"0C:4B:54:A1:B2:C3", "1", false},                {"", "1", false},     {nullptr, "1", false},
+        {"0C4B54A1B2CZ", "1", false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::string(c.mac ? c.mac : "(null)") + " / " + (c.idx ? c.idx : "(null)"));
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+        uint32_t status = 77;
+        char *msg = nullptr;
+        const int32_t ret = OvanWiFiDiscClient(c.mac, c.idx, &status, &msg);
+        EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiDiscClient",
+                           std::string("enter, devMac (") + (c.mac ? c.mac : "") + "), ssidIdx (" +
+                               (c.idx ? c.idx : "") + ")"))
+            << dump();
+        if (c.ok) {
+            EXPECT_EQ(ret, 0);
+            EXPECT_EQ(status, 0u);
+            EXPECT_EQ(last_args("KickOutDevice"), std::string("('") + c.mac + "', '" + c.idx + "')");
+        } else {
+            EXPECT_EQ(ret, -1);
+            EXPECT_EQ(status, 1u);
+            ASSERT_NE(msg, nullptr);
+            EXPECT_STREQ(msg, "Invalid Parameter.");
+            EXPECT_EQ(wifi_calls(), 0u);
+        }
+        g_free(msg);
+    }
+}
+
+TEST_F(WiFi, SetSameSSIDWantsTwoDigitStrings)
+{
+    const char *bad[][2] = {{"1", ""}, {"", "5"}, {nullptr, "5"}, {"1", nullptr}, {"a", "5"}, {"1", "5G"}};
+    for (const auto &b : bad) {
+        uint32_t status = 77;
+        char *msg = nullptr;
+        EXPECT_EQ(OvanWiFiSetSameSSID(b[0], b[1], &status, &msg), -1);
+        EXPECT_EQ(status, 1u);
+        ASSERT_NE(msg, nullptr);
+        EXPECT_STREQ(msg, "Invalid Parameters.");
+        g_free(msg);
+    }
+    EXPECT_TRUE(logged(LOG_ERR, "OvanWiFiSetSameSSID", "Invalid Parameters")) << dump();
+    EXPECT_EQ(wifi_calls(), 0u);
+
+    EXPECT_EQ(OvanWiFiSetSameSSID("01", "5", nullptr, nullptr), 0);
+    EXPECT_EQ(last_args("SetSameSSID"), "('01', '5')");
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiSetSameSSID", "enter, ssidIdx24(01), ssidIdx58(5)")) << dump();
+}
+
+TEST_F(WiFi, ChannelFunctionsRefuseAMissingBandThroughTheLogOnly)
+{
+    char score_buf[] = "mine";
+    for (const char *band : {static_cast<const char *>(nullptr), ""}) {
+        uint32_t status = 77;
+        char *msg = kUntouchedText;
+        char *score = score_buf;
+        EXPECT_EQ(OvanWiFiSwitchChannel(band, &status, &msg), -1);
+        EXPECT_EQ(OvanWiFiChannelCollectionRequest(band, &status, &msg), -1);
+        EXPECT_EQ(OvanWiFiChannelCollection(band, &score, &status, &msg), -1);
+        EXPECT_EQ(status, 77u);
+        EXPECT_EQ(msg, kUntouchedText);
+        EXPECT_EQ(score, score_buf);
+    }
+    uint32_t status = 77;
+    EXPECT_EQ(OvanWiFiChannelCollection("5G", nullptr, &status, nullptr), -1);
+    EXPECT_EQ(status, 77u);
+    EXPECT_EQ(wifi_calls(), 0u);
+    for (const char *tag : {"OvanWiFiSwitchChannel", "OvanWiFiChannelCollectionRequest"})
+        EXPECT_TRUE(logged(LOG_DEBUG, tag, "Invalid band, should not be empty.")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiChannelCollection", "Invalid band or channelscore, should not be NULL."))
+        << dump();
+}
+
+TEST_F(WiFi, ChannelCollectionHandsOutTheScoreOnlyOnSuccess)
+{
+    char *score = nullptr;
+    uint32_t status = 77;
+    ASSERT_EQ(OvanWiFiChannelCollection("2.4G", &score, &status, nullptr), 0);
+    EXPECT_EQ(status, 0u);
+    ASSERT_NE(score, nullptr);
+    EXPECT_STREQ(score, "1:82,6:64,11:90");
+    g_free(score);
+    EXPECT_EQ(last_args("ChannelCollection"), "('2.4G',)");
+
+    ASSERT_TRUE(sim.script_reply(kWiFi, kWiFiIface, "ChannelCollection", "('1:10', uint32 2, 'scanning')"));
+    score = kUntouchedText;
+    char *msg = nullptr;
+    EXPECT_EQ(OvanWiFiChannelCollection("5G", &score, &status, &msg), -1);
+    EXPECT_EQ(score, kUntouchedText);
+    EXPECT_EQ(status, 2u);
+    EXPECT_STREQ(msg, "scanning");
+    g_free(msg);
+}
+
+TEST_F(WiFi, RadioSwitchesPickThePropertyByBand)
+{
+    struct Case {
+        int32_t (*fn)(uint32_t, uint32_t);
+        uint32_t band;
+        const char *property;
+    } cases[] = {
+        {OvanWiFiSetEnable, 0, "Enable2G"},          {OvanWiFiSetEnable, 1, "Enable5G"},
+        {OvanWiFiSetEnable, 2, "Enable5G"},          {OvanWiFiSetRatePriority, 0, "RatePriority"},
+        {OvanWiFiSetRatePriority, 7, "RatePriority5G"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::string(c.property) + " band " + std::to_string(c.band));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "Enable2G", "true"));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "Enable5G", "true"));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "RatePriority", "true"));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "RatePriority5G", "true"));
+        ASSERT_TRUE(sim.clear_call_log());
+        EXPECT_EQ(c.fn(c.band, 0), 0);
+        EXPECT_EQ(wifi_calls(), 1u);
+        for (const char *p : {"Enable2G", "Enable5G", "RatePriority", "RatePriority5G"}) {
+            GPtr<GVariant> v = sim.property(kWiFi, kWiFiIface, p);
+            ASSERT_TRUE(v);
+            EXPECT_EQ(g_variant_get_boolean(v.get()), std::strcmp(p, c.property) != 0) << p;
+        }
+    }
+    // Any non-zero value switches on.
+    EXPECT_EQ(OvanWiFiSetEnable(0, 42), 0);
+    GPtr<GVariant> v = sim.property(kWiFi, kWiFiIface, "Enable2G");
+    EXPECT_TRUE(g_variant_get_boolean(v.get()));
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiSetEnable", "Enter")) << dump();
+
+    ASSERT_TRUE(sim.script_error(kWiFi, "", "Set", "org.freedesktop.DBus.Error.Failed", "no", 0, true));
+    EXPECT_EQ(OvanWiFiSetRatePriority(0, 1), -1);
+}
+
+}  // namespace

@@ -1,1 +1,544 @@
+// WLAN devices (SSIDs) and WPS against the simulator.
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <syslog.h>
+#include <vector>
+
+#include "bus_support/private_bus.hpp"
+#include "core/glib_ptr.hpp"
+#include "lumo3_bus.h"
+#include "lumo3_core.h"
+#include "lumo3_gateway.h"
+#include "lumo3_wlan.h"
+#include "support/log_capture.hpp"
+#include "support/temp_root.hpp"
+
+namespace {
+
+using lumo::GPtr;
+using lumo::GStr;
+using lumo::test::LogCapture;
+using lumo::test::PrivateBus;
+using lumo::test::Simulator;
+using lumo::test::TempRoot;
+
+constexpr const char kColl[] = "/com/quv/igd1/Config/WLAN/Devices";
+constexpr const char kIface[] = "com.quv.igd1.WLANConfiguration";
+constexpr const char kWPSIface[] = "com.quv.igd1.WPS";
+constexpr const char kDev1[] = "/com/quv/igd1/Config/WLAN/Devices/1";
+constexpr const char kDev5[] = "/com/quv/igd1/Config/WLAN/Devices/5";
+constexpr const char kWPS1[] = "/com/quv/igd1/Config/WLAN/Devices/1/WPS";
+constexpr const char kWPS5[] = "/com/quv/igd1/Config/WLAN/Devices/5/WPS";
+constexpr const char kOwnerFile[] = "/tmp/.uci/wlandevice-owner";
+char kUntouchedText[] = "untouched";
+
+OvanObjPath_t at(const std::string &path)
+{
+    OvanObjPath_t p{};
+    std::strncpy(p.str, path.c_str(), sizeof p.str - 1);
+    return p;
+}
+
+// A record every check of the setter accepts.
+OvanWLANDevice_t valid_device()
+{
+    OvanWLANDevice_t d{};
+    std::strcpy(d.SSID, "Lab-Net");
+    d.Enable = 1;
+    d.Channel = 11;
+    d.ChannelInUse = 99;  // read-only: never sent
+    std::strcpy(d.BeaconType, "WPA2");
+    std::strcpy(d.Standard, "b,g,n");
+    std::strcpy(d.BasicAuthenticationMode, "OpenSystem");
+    std::strcpy(d.WPAEncryptionModes, "AESEncryption");
+    d.Powerlevel = 80;
+    std::strcpy(d.PWD, "lab-secret");
+    std::strcpy(d.SSIDAlias, "never-sent");
+    std::strcpy(d.Service, "INTERNET");
+    d.MACAccessMode = 2;
+    d.AccessRule = 2;
+    std::strcpy(d.AllowedIPPort, "192.168.1.1:80");
+    d.USBandwidth = 1024;
+    d.DSBandwidth = 4096;
+    return d;
+}
+
+class WLAN : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+        ASSERT_TRUE(sim.clear_call_log());
+    }
+    void TearDown() override
+    {
+        if (qzr_dbus_service_context)
+            OvanDBusStopService();
+        // The private bus goes away first: keep GIO from ending the process then.
+        GPtr<GDBusConnection> conn(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+        if (conn)
+            g_dbus_connection_set_exit_on_close(conn.get(), FALSE);
+    }
+
+    bool logged(int priority, const std::string &tag, const std::string &message) const
+    {
+        return log.contains("] " + tag + ": " + message + "\n", priority);
+    }
+    std::string dump() const
+    {
+        std::string all;
+        for (const auto &l : log.lines())
+            all += "<" + std::to_string(l.priority) + ">" + l.text;
+        return all;
+    }
+    size_t wlan_calls(const std::string &method = "")
+    {
+        size_t n = 0;
+        for (const auto &c : sim.call_log())
+            if (c.path.rfind(kColl, 0) == 0 && (method.empty() || c.method == method))
+                n++;
+        return n;
+    }
+    // The arguments of the last call of `method`.
+    GPtr<GVariant> last_args(const std::string &method)
+    {
+        GPtr<GVariant> args;
+        for (auto &c : sim.call_log())
+            if (c.method == method)
+                args = std::move(c.args);
+        return args;
+    }
+    // Keys of the dictionary the last SetMulti sent, in order.
+    std::vector<std::string> sent_keys()
+    {
+        std::vector<std::string> keys;
+        GPtr<GVariant> args = last_args("SetMulti");
+        if (!args)
+            return keys;
+        GPtr<GVariant> dict(g_variant_get_child_value(args.get(), 1));
+        for (size_t i = 0; i < g_variant_n_children(dict.get()); i++) {
+            GPtr<GVariant> entry(g_variant_get_child_value(dict.get(), i));
+            GPtr<GVariant> key(g_variant_get_child_value(entry.get(), 0));
+            keys.emplace_back(g_variant_get_string(key.get(), nullptr));
+        }
+        return keys;
+    }
+    bool exists(const std::string &path)
+    {
+        return sim.call(path, "com.quv.igd1.Properties", "GetAll", g_variant_new("(s)", kIface)) != nullptr;
+    }
+
+    PrivateBus bus;
+    Simulator sim{bus};
+    LogCapture log;
+};
+
+// ---- the capability guard, on every member ----
+
+TEST_F(WLAN, EveryMemberReturns1WithoutWiFi)
+{
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Info/Device", "com.quv.igd1.DeviceInfo", "Capability", "'1;1;1;0;0'"));
+    ASSERT_TRUE(sim.clear_call_log());
+    OvanWLANDevice_t dev;
+    std::memset(&dev, 0x5A, sizeof dev);
+    const OvanWLANDevice_t before = dev;
+    OvanWPSConfig_t wps;
+    std::memset(&wps, 0x5A, sizeof wps);
+    const OvanWPSConfig_t wps_before = wps;
+    OvanWLANDevice_t *list = &dev;
+    uint32_t count = 77, index = 77, status = 77;
+    char *msg = kUntouchedText;
+
+    const std::vector<std::function<int32_t()>> calls = {
+        [&] { return OvanGetWLANDeviceObjs(&list, &count); },
+        [&] { return OvanGetWLANDevice(at(kDev1), &dev); },
+        [&] { return OvanSetWLANDevice(at(kDev1), &dev); },
+        [&] { return OvanAddWLANDevice(&dev); },
+        [&] { return OvanDelWLANDevice(at(kDev1)); },
+        [&] { return OvanGetWLANDeviceBySSID("Quv-Guest", &dev); },
+        [&] { return OvanGetWLANDeviceBySSIDIndex(1, &dev); },
+        [&] { return OvanGetSSIDIndexBySSID("Quv-Guest", &index); },
+        [&] { return OvanGetWPSConfig(at(kWPS1), &wps); },
+        [&] { return OvanSetWPSEnable(at(kWPS1), 0); },
+        [&] { return OvanSetWPS(at(kWPS1), 1, 0, &status, &msg); },
+    };
+    for (size_t i = 0; i < calls.size(); i++)
+        EXPECT_EQ(calls[i](), 1) << "member " << i;
+    EXPECT_EQ(std::memcmp(&dev, &before, sizeof dev), 0);
+    EXPECT_EQ(std::memcmp(&wps, &wps_before, sizeof wps), 0);
+    EXPECT_EQ(list, &dev);
+    EXPECT_EQ(count, 77u);
+    EXPECT_EQ(index, 77u);
+    EXPECT_EQ(status, 77u);
+    EXPECT_EQ(msg, kUntouchedText);
+    EXPECT_EQ(wlan_calls(), 0u);
+}
+
+// ---- reads ----
+
+TEST_F(WLAN, EnumerationListsEveryObjectOfTheCollection)
+{
+    uint32_t count = 0;
+    OvanWLANDevice_t *list = nullptr;
+    ASSERT_EQ(OvanGetWLANDeviceObjs(&list, &count), 0) << dump();
+    // Five SSIDs and the WPS objects of two of them (which carry only their path).
+    ASSERT_EQ(count, 7u);
+    ASSERT_NE(list, nullptr);
+    EXPECT_STREQ(list[0].path, kDev1);
+    EXPECT_STREQ(list[0].SSID, "Quv-A1B2C3");
+    EXPECT_STREQ(list[1].path, kWPS1);
+    EXPECT_STREQ(list[1].SSID, "");
+    EXPECT_STREQ(list[6].path, kWPS5);
+    EXPECT_STREQ(list[5].SSID, "Quv-A1B2C3-5G");
+    g_free(list);
+
+    EXPECT_EQ(OvanGetWLANDeviceObjs(nullptr, nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceObjs", "Invalid Parameter: NULL count")) << dump();
+}
+
+TEST_F(WLAN, GetReadsEveryKindOfField)
+{
+    OvanWLANDevice_t d{};
+    ASSERT_EQ(OvanGetWLANDevice(at("/com/quv/igd1/Config/WLAN/Devices/2"), &d), 0) << dump();
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/2");
+    EXPECT_STREQ(d.SSID, "Quv-Guest");
+    EXPECT_EQ(d.Enable, 1);
+    EXPECT_EQ(d.ChannelInUse, 6u);
+    EXPECT_STREQ(d.BeaconType, "WPA2");
+    EXPECT_EQ(d.Powerlevel, 60u);
+    EXPECT_STREQ(d.PWD, "guest2024");
+    EXPECT_EQ(d.TxBytes, 52428800u);
+    EXPECT_STREQ(d.SSIDAlias, "guest");
+    EXPECT_EQ(d.MACAccessMode, 1u);
+    EXPECT_STREQ(d.AllowedIPPort, "192.168.1.1:80,192.168.1.1:443");
+    EXPECT_EQ(d.DSBandwidth, 10240u);
+}
+
+TEST_F(WLAN, BadPathsAreRefusedBeforeTheBus)
+{
+    const char *bad[] = {"", "/com/quv/igd1/Config/PortMapping/1", kColl, "/com/quv/igd1/Config/WLAN/Devices//1",
+                         "com/quv/igd1/Config/WLAN/Devices/1"};
+    OvanWLANDevice_t d = valid_device();
+    for (const char *p : bad) {
+        SCOPED_TRACE(p);
+        EXPECT_EQ(OvanGetWLANDevice(at(p), &d), -1);
+        EXPECT_EQ(OvanSetWLANDevice(at(p), &d), -1);
+        EXPECT_EQ(OvanDelWLANDevice(at(p)), -1);
+    }
+    // A path that fills all 256 bytes without a terminator.
+    OvanObjPath_t full;
+    std::memset(full.str, 'a', sizeof full.str);
+    std::memcpy(full.str, kDev1, std::strlen(kDev1));
+    EXPECT_EQ(OvanGetWLANDevice(full, &d), -1);
+    EXPECT_EQ(OvanGetWLANDevice(at(kDev1), nullptr), -1);
+    EXPECT_EQ(OvanSetWLANDevice(at(kDev1), nullptr), -1);
+    EXPECT_EQ(wlan_calls(), 0u);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDevice", "invalid parameter.")) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetWLANDevice", "Invalid Path.")) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDelWLANDevice", "Invalid Parameter.")) << dump();
+}
+
+// ---- the setter ----
+
+TEST_F(WLAN, SetSendsTheWritableFieldsInOrder)
+{
+    OvanWLANDevice_t d = valid_device();
+    ASSERT_EQ(OvanSetWLANDevice(at(kDev1), &d), 0) << dump();
+    const std::vector<std::string> expected = {
+        "SSID",        "Enable",        "Channel",      "BeaconType",   "Standard",     "WEPEncryptionLevel",
+        "BasicAuthenticationMode",      "WPAEncryptionModes",           "SSIDHide",     "ChannelWidth",
+        "GuardInterval", "RetryTimeout", "Powerlevel",  "PWD",          "Owner",        "Service",
+        "MACAccessMode", "AccessRule",  "AllowedIPPort", "USBandwidth", "DSBandwidth"};
+    EXPECT_EQ(sent_keys(), expected);
+    EXPECT_EQ(wlan_calls("SetMulti"), 1u);
+    GPtr<GVariant> v = sim.property(kDev1, kIface, "SSID");
+    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "Lab-Net");
+    v = sim.property(kDev1, kIface, "ChannelInUse");
+    EXPECT_EQ(g_variant_get_uint32(v.get()), 6u) << "read-only, not written";
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWLANDevice", std::string("enter, path(") + kDev1 + ")")) << dump();
+    ASSERT_TRUE(sim.script_error(kDev1, "", "SetMulti", "org.freedesktop.DBus.Error.Failed", "no", 0, true));
+    EXPECT_EQ(OvanSetWLANDevice(at(kDev1), &d), -1);
+}
+
+TEST_F(WLAN, SetChecksEveryConstrainedField)
+{
+    struct Case {
+        const char *what;
+        std::function<void(OvanWLANDevice_t &)> change;
+        bool ok;
+    } cases[] = {
+        {"WEP empty", [](OvanWLANDevice_t &d) { d.WEPEncryptionLevel[0] = 0; }, true},
+        {"WEP 40-bit", [](OvanWLANDevice_t &d) { std::strcpy(d.WEPEncryptionLevel, "40-bit"); }, true},
+        {"WEP 104-bit", [](OvanWLANDevice_t &d) { std::strcpy(d.WEPEncryptionLevel, "104-bit"); }, true},
+        {"WEP 128-bit", [](OvanWLANDevice_t &d) { std::strcpy(d.WEPEncryptionLevel, "128-bit"); }, false},
+        {"auth Both", [](OvanWLANDevice_t &d) { std::strcpy(d.BasicAuthenticationMode, "Both"); }, true},
+        {"auth empty with beacon None",
+         [](OvanWLANDevice_t &d) {
+             d.BasicAuthenticationMode[0] = 0;
+             std::strcpy(d.BeaconType, "None");
+         },
+         false},
+        {"auth open", [](OvanWLANDevice_t &d) { std::strcpy(d.BasicAuthenticationMode, "open"); }, false},
+        {"wpa TKIP+AES", [](OvanWLANDevice_t &d) { std::strcpy(d.WPAEncryptionModes, "TKIPandAESEncryption"); }, true},
+        {"wpa empty", [](OvanWLANDevice_t &d) { d.WPAEncryptionModes[0] = 0; }, false},
+        {"beacon WPA2/WPA3", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "WPA2/WPA3"); }, true},
+        {"beacon 11i", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "11i"); }, true},
+        {"beacon wpa2", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "wpa2"); }, false},
+        {"beacon empty", [](OvanWLANDevice_t &d) { d.BeaconType[0] = 0; }, false},
+        {"SSID 32", [](OvanWLANDevice_t &d) { std::memset(d.SSID, 'x', 32); }, true},
+        {"SSID 33 (unterminated)", [](OvanWLANDevice_t &d) { std::memset(d.SSID, 'x', 33); }, false},
+        {"SSID empty", [](OvanWLANDevice_t &d) { d.SSID[0] = 0; }, true},
+        {"PWD 63", [](OvanWLANDevice_t &d) { std::memset(d.PWD, 'k', 63); }, true},
+        {"PWD 64 (unterminated)", [](OvanWLANDevice_t &d) { std::memset(d.PWD, 'k', 64); }, false},
+        {"MACAccessMode 3", [](OvanWLANDevice_t &d) { d.MACAccessMode = 3; }, false},
+        {"AccessRule 3", [](OvanWLANDevice_t &d) { d.AccessRule = 3; }, false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+        OvanWLANDevice_t d = valid_device();
+        c.change(d);
+        EXPECT_EQ(OvanSetWLANDevice(at(kDev1), &d), c.ok ? 0 : -1);
+        EXPECT_EQ(wlan_calls("SetMulti"), c.ok ? 1u : 0u);
+        if (!c.ok) {
+            const std::string line = "Invalid parameters (" + std::string(d.WEPEncryptionLevel) + "/" +
+                                     d.BasicAuthenticationMode + "/" + d.WPAEncryptionModes + "/" + d.BeaconType +
+                                     ").";
+            EXPECT_TRUE(logged(LOG_ERR, "OvanSetWLANDevice", line)) << dump();
+        }
+    }
+}
+
+// ---- add and delete ----
+
+TEST_F(WLAN, AddWritesTheNewObjectAndHandsBackItsPath)
+{
+    TempRoot root;
+    OvanWLANDevice_t d = valid_device();
+    ASSERT_EQ(OvanAddWLANDevice(&d), 0) << dump();
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/6");
+    GPtr<GVariant> v = sim.property(d.path, kIface, "PWD");
+    ASSERT_TRUE(v);
+    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "lab-secret");
+    EXPECT_FALSE(root.exists(kOwnerFile)) << "no hosted service, no owner record";
+    EXPECT_EQ(OvanAddWLANDevice(nullptr), -1);
+    EXPECT_EQ(wlan_calls("AddObject"), 1u);
+}
+
+TEST_F(WLAN, RefusedWriteAfterAddLeavesNoObject)
+{
+    // Once by the gateway, once by the setter's own checks.
+    ASSERT_TRUE(sim.script_error("", "", "SetMulti", "org.freedesktop.DBus.Error.Failed", "refused", 0, true));
+    OvanWLANDevice_t d = valid_device();
+    EXPECT_EQ(OvanAddWLANDevice(&d), -1);
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/6");
+    EXPECT_FALSE(exists("/com/quv/igd1/Config/WLAN/Devices/6"));
+
+    d = valid_device();
+    std::strcpy(d.BeaconType, "WEP");
+    EXPECT_EQ(OvanAddWLANDevice(&d), -1);
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/7");
+    EXPECT_FALSE(exists("/com/quv/igd1/Config/WLAN/Devices/7"));
+    EXPECT_EQ(wlan_calls("DeleteObject"), 2u);
+    uint32_t count = 0;
+    ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &count), 0);
+    EXPECT_EQ(count, 7u);
+}
+
+TEST_F(WLAN, HostedApplicationOwnsTheSSIDsItAdds)
+{
+    TempRoot root;
+    root.write(kOwnerFile, "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n");
+    ASSERT_EQ(OvanDBusStartService("com.example.app1"), 0) << dump();
+    OvanWLANDevice_t d = valid_device();
+    ASSERT_EQ(OvanAddWLANDevice(&d), 0) << dump();
+    EXPECT_EQ(root.read(kOwnerFile), "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n"
+                                     "/com/quv/igd1/Config/WLAN/Devices/6 com.example.app1\n");
+
+    ASSERT_EQ(OvanDelWLANDevice(at(d.path)), 0);
+    EXPECT_EQ(root.read(kOwnerFile), "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n");
+    EXPECT_FALSE(exists(d.path));
+    EXPECT_EQ(OvanDBusStopService(), 0);
+}
+
+TEST_F(WLAN, RefusedAddByHostedApplicationRecordsNothing)
+{
+    TempRoot root;
+    root.write(kOwnerFile, "");
+    ASSERT_EQ(OvanDBusStartService("com.example.app1"), 0) << dump();
+    ASSERT_TRUE(sim.script_error("", "", "SetMulti", "org.freedesktop.DBus.Error.Failed", "refused", 0, true));
+    OvanWLANDevice_t d = valid_device();
+    EXPECT_EQ(OvanAddWLANDevice(&d), -1);
+    EXPECT_EQ(root.read(kOwnerFile), "");
+    EXPECT_EQ(OvanDBusStopService(), 0);
+}
+
+TEST_F(WLAN, FrameworkDeletesWithoutTouchingTheOwnerFile)
+{
+    TempRoot root;
+    const std::string owners = "/com/quv/igd1/Config/WLAN/Devices/3 com.quv.appframework1\n"
+                               "/com/quv/igd1/Config/WLAN/Devices/4 com.example.other\n";
+    root.write(kOwnerFile, owners);
+    ASSERT_EQ(OvanDBusStartService("com.quv.appframework1"), 0) << dump();
+    ASSERT_EQ(OvanDelWLANDevice(at("/com/quv/igd1/Config/WLAN/Devices/3")), 0);
+    EXPECT_EQ(root.read(kOwnerFile), owners);
+    EXPECT_EQ(OvanDBusStopService(), 0);
+}
+
+// ---- searches ----
+
+TEST_F(WLAN, BySSIDFindsTheFirstInTheGatewaysOrder)
+{
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/Devices/4", kIface, "SSID", "'Quv-Guest'"));
+    OvanWLANDevice_t d{};
+    ASSERT_EQ(OvanGetWLANDeviceBySSID("Quv-Guest", &d), 0) << dump();
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/2");
+    EXPECT_EQ(d.Powerlevel, 60u);
+    uint32_t index = 0;
+    ASSERT_EQ(OvanGetSSIDIndexBySSID("Quv-Guest", &index), 0);
+    EXPECT_EQ(index, 2u);
+    ASSERT_EQ(OvanGetSSIDIndexBySSID("Quv-A1B2C3-5G", &index), 0);
+    EXPECT_EQ(index, 5u);
+
+    EXPECT_EQ(OvanGetWLANDeviceBySSID("Quv-guest", &d), -1) << "exact comparison";
+    EXPECT_EQ(OvanGetSSIDIndexBySSID("nowhere", &index), -1);
+    EXPECT_EQ(index, 5u);
+}
+
+TEST_F(WLAN, SSIDTextsAreCheckedBeforeTheSearch)
+{
+    const std::string ssid32(32, 'q');
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/Devices/3", kIface, "SSID", ("'" + ssid32 + "'").c_str()));
+    ASSERT_TRUE(sim.clear_call_log());
+    OvanWLANDevice_t d{};
+    uint32_t index = 0;
+    EXPECT_EQ(OvanGetWLANDeviceBySSID((ssid32 + "q").c_str(), &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSID("", &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSID(nullptr, &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSID("Quv-Guest", nullptr), -1);
+    EXPECT_EQ(OvanGetSSIDIndexBySSID((ssid32 + "q").c_str(), &index), -1);
+    EXPECT_EQ(OvanGetSSIDIndexBySSID("Quv-Guest", nullptr), -1);
+    EXPECT_EQ(wlan_calls(), 0u);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceBySSID", "Invalid parameter")) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetSSIDIndexBySSID", "Invalid parameter.")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetWLANDeviceBySSID", "enter, ssid()")) << dump();
+
+    ASSERT_EQ(OvanGetWLANDeviceBySSID(ssid32.c_str(), &d), 0);
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/3");
+    ASSERT_EQ(OvanGetSSIDIndexBySSID(ssid32.c_str(), &index), 0);
+    EXPECT_EQ(index, 3u);
+}
+
+TEST_F(WLAN, ByIndexReadsTheNumberedInstance)
+{
+    OvanWLANDevice_t d{};
+    ASSERT_EQ(OvanGetWLANDeviceBySSIDIndex(5, &d), 0);
+    EXPECT_STREQ(d.path, kDev5);
+    EXPECT_STREQ(d.SSID, "Quv-A1B2C3-5G");
+    EXPECT_EQ(d.RFBand, 1u);
+    EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(9, &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(-1, &d), -1) << "not an object path";
+    EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(1, nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceBySSIDIndex", "Invalid wlanDevice, should not be NULL")) << dump();
+}
+
+// ---- WPS ----
+
+TEST_F(WLAN, WPSConfigReadsTheDeviceList)
+{
+    const std::string longest(130, 'd');
+    ASSERT_TRUE(sim.set_property(kWPS1, kWPSIface, "DevInfo", ("['first', '" + longest + "']").c_str()));
+    OvanWPSConfig_t w{};
+    ASSERT_EQ(OvanGetWPSConfig(at(kWPS1), &w), 0) << dump();
+    EXPECT_STREQ(w.path, kWPS1);
+    EXPECT_EQ(w.Enable, 1);
+    EXPECT_EQ(w.WPSStatus, 2);
+    ASSERT_EQ(w.DevInfoNum, 2u);
+    ASSERT_NE(w.DevInfo, nullptr);
+    EXPECT_STREQ(w.DevInfo[0], "first");
+    EXPECT_EQ(std::string(w.DevInfo[1]), std::string(127, 'd'));
+    g_free(w.DevInfo);
+
+    char mine[1][128] = {"mine"};
+    OvanWPSConfig_t empty{};
+    empty.DevInfo = mine;
+    ASSERT_EQ(OvanGetWPSConfig(at(kWPS5), &empty), 0);
+    EXPECT_EQ(empty.Enable, 0);
+    EXPECT_EQ(empty.DevInfoNum, 0u);
+    EXPECT_EQ(empty.DevInfo, nullptr) << "an empty list is a NULL pointer";
+
+    EXPECT_EQ(OvanGetWPSConfig(at("/com/quv/igd1/Config/WLAN/Devices/2/WPS"), &w), -1);
+    EXPECT_TRUE(log.contains("OvanGetWPSConfig: GetAll failed, return [", LOG_ERR)) << dump();
+}
+
+TEST_F(WLAN, WPSPathsMustLieUnderTheCollectionAndNameWPS)
+{
+    uint32_t status = 77;
+    char *msg = nullptr;
+    OvanWPSConfig_t w{};
+    for (const char *p : {kDev1, "/com/quv/igd1/Info/WPS", "", "/com/quv/igd1/Config/WLAN/Devices/1/wps"}) {
+        SCOPED_TRACE(p);
+        EXPECT_EQ(OvanGetWPSConfig(at(p), &w), -1);
+        EXPECT_EQ(OvanSetWPSEnable(at(p), 1), -1);
+        status = 77;
+        EXPECT_EQ(OvanSetWPS(at(p), 1, 0, &status, &msg), -1);
+        EXPECT_EQ(status, 1u);
+        ASSERT_NE(msg, nullptr);
+        EXPECT_STREQ(msg, "Invalid Parameters.");
+        g_free(msg);
+        msg = nullptr;
+    }
+    EXPECT_EQ(OvanGetWPSConfig(at(kWPS1), nullptr), -1);
+    EXPECT_EQ(wlan_calls(), 0u);
+    for (const char *tag : {"OvanGetWPSConfig", "OvanSetWPSEnable", "OvanSetWPS"})
+        EXPECT_TRUE(logged(LOG_ERR, tag, "Invalid parameters.")) << dump();
+}
+
+TEST_F(WLAN, SetWPSEnableWritesOnlyEnable)
+{
+    ASSERT_EQ(OvanSetWPSEnable(at(kWPS1), 0), 0);
+    EXPECT_EQ(sent_keys(), std::vector<std::string>{"Enable"});
+    GPtr<GVariant> v = sim.property(kWPS1, kWPSIface, "Enable");
+    EXPECT_FALSE(g_variant_get_boolean(v.get()));
+    ASSERT_EQ(OvanSetWPSEnable(at(kWPS5), 7), 0);
+    v = sim.property(kWPS5, kWPSIface, "Enable");
+    EXPECT_TRUE(g_variant_get_boolean(v.get()));
+}
+
+TEST_F(WLAN, SetWPSReportsTheGatewaysAnswer)
+{
+    uint32_t status = 77;
+    char *msg = nullptr;
+    ASSERT_EQ(OvanSetWPS(at(kWPS1), 2, 120, &status, &msg), 0) << dump();
+    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(msg, nullptr);
+    GPtr<GVariant> args = last_args("SetWPS");
+    ASSERT_TRUE(args);
+    GStr printed(g_variant_print(args.get(), TRUE));
+    EXPECT_STREQ(printed.get(), "(2, uint32 120)");
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWPS", "OvanSetWPS(OVAN_OK)")) << dump();
+
+    ASSERT_TRUE(sim.script_reply(kWPS1, kWPSIface, "SetWPS", "(uint32 3, 'session overlap')", 0, true));
+    EXPECT_EQ(OvanSetWPS(at(kWPS1), 1, 0, &status, &msg), -1);
+    EXPECT_EQ(status, 3u);
+    ASSERT_NE(msg, nullptr);
+    EXPECT_STREQ(msg, "session overlap");
+    g_free(msg);
+    msg = nullptr;
+
+    log.clear();
+    ASSERT_TRUE(sim.script_error(kWPS1, kWPSIface, "SetWPS", "org.freedesktop.DBus.Error.Failed", "down", 0, true));
+    EXPECT_EQ(OvanSetWPS(at(kWPS1), 1, 0, &status, &msg), -1);
+    EXPECT_EQ(status, 1u);
+    ASSERT_NE(msg, nullptr);
+    EXPECT_STREQ(msg, "Failed to call SetWPS() function.");
+    g_free(msg);
+    EXPECT_FALSE(log.contains("OvanSetWPS(OVAN_OK)")) << "no answer, no success line";
+}
+
+}  // namespace
