@@ -17,15 +17,6 @@ using lumo::GPtr;
 constexpr const char kDevicePath[] = "/com/quv/igd1/Info/Device";
 constexpr const char kDeviceIface[] = "com.quv.igd1.DeviceInfo";
 
-int32_t get_singleton(const char *tag, const char *entry_line, const RecordTable &table, const char *path,
-                      size_t path_limit, void *info)
-{
-    lumo_log(tag, LOG_DEBUG, entry_line, info);
-    if (!info)
-        return -1;
-    return get_all_into(GetterSpec{tag, &table, path_limit}, path, info);
-}
-
 // Field `index` (1-based) of the ';'-separated capability string, as the gateway
 // writes it: at most five fields, each cut to 15 characters.
 bool capability_field_set(const char *capability, int index)
@@ -77,28 +68,28 @@ LUMO3_API uint32_t supportusb = 0;
 
 LUMO3_API int32_t OvanGetDeviceInfo(OvanDeviceInfo_t *info)
 {
-    return get_singleton("OvanGetDeviceInfo", "Enter.", device::kDeviceInfoTable, kDevicePath, 256, info);
+    return get_singleton({"OvanGetDeviceInfo", &device::kDeviceInfoTable, 256}, "Enter.", kDevicePath, info);
 }
 
 LUMO3_API int32_t OvanGetDeviceInfov4(OvanDeviceInfov4_t *info)
 {
-    return get_singleton("OvanGetDeviceInfov4", "Enter.", device::kDeviceInfov4Table, kDevicePath, 256, info);
+    return get_singleton({"OvanGetDeviceInfov4", &device::kDeviceInfov4Table, 256}, "Enter.", kDevicePath, info);
 }
 
 LUMO3_API int32_t OvanGetNetworkInfo(OvanNetworkInfo_t *info)
 {
-    return get_singleton("OvanGetNetworkInfo", "info(%p)", device::kNetworkInfoTable, "/com/quv/igd1/Info/Network",
-                         255, info);
+    return get_singleton({"OvanGetNetworkInfo", &device::kNetworkInfoTable, 255}, "info(%p)",
+                         "/com/quv/igd1/Info/Network", info);
 }
 
 LUMO3_API int32_t OvanGetPONInfo(OvanPONInfo_t *info)
 {
-    return get_singleton("OvanGetPONInfo", "enter.", device::kPONInfoTable, "/com/quv/igd1/Info/PON", 255, info);
+    return get_singleton({"OvanGetPONInfo", &device::kPONInfoTable, 255}, "enter.", "/com/quv/igd1/Info/PON", info);
 }
 
 LUMO3_API int32_t OvanGetVoIPInfo(OvanVoIPInfo_t *info)
 {
-    return get_singleton("OvanGetVoIPInfo", "info(%p)", device::kVoIPInfoTable, "/com/quv/igd1/Info/VoIP", 255,
+    return get_singleton({"OvanGetVoIPInfo", &device::kVoIPInfoTable, 255}, "info(%p)", "/com/quv/igd1/Info/VoIP",
                          info);
 }
 

@@ -49,11 +49,6 @@ struct Command {
     const char *exit_line = nullptr;  // priority 7 with the status ("%d") at the end
 };
 
-const char *nz(const char *s)
-{
-    return s ? s : "";
-}
-
 bool filled(const char *s)
 {
     return s && *s;
@@ -68,28 +63,28 @@ size_t length(const char *s)
 
 void enter_set_loid(const char *tag, const Args &a)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, loid(%s), province(%s)", nz(a.text[0]), nz(a.text[2]));
+    lumo_log(tag, LOG_DEBUG, "enter, loid(%s), province(%s)", or_empty(a.text[0]), or_empty(a.text[2]));
 }
 
 void enter_set_datetime(const char *tag, const Args &a)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, datatime (%s)", nz(a.text[0]));
+    lumo_log(tag, LOG_DEBUG, "enter, datatime (%s)", or_empty(a.text[0]));
 }
 
 void enter_upgrade(const char *tag, const Args &a)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, url(%s), mode(%d), method(%d), needreboot(%d)", nz(a.text[0]),
+    lumo_log(tag, LOG_DEBUG, "enter, url(%s), mode(%d), method(%d), needreboot(%d)", or_empty(a.text[0]),
              static_cast<int>(a.num[0]), static_cast<int>(a.num[1]), static_cast<int>(a.num[2]));
 }
 
 void enter_upload(const char *tag, const Args &a)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, uploadurl(%s), faultcategory(%s)", nz(a.text[0]), nz(a.text[1]));
+    lumo_log(tag, LOG_DEBUG, "enter, uploadurl(%s), faultcategory(%s)", or_empty(a.text[0]), or_empty(a.text[1]));
 }
 
 void enter_collect(const char *tag, const Args &a)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, uploadurl (%s), category (%s), timeout (%d)", nz(a.text[0]), nz(a.text[1]),
+    lumo_log(tag, LOG_DEBUG, "enter, uploadurl (%s), category (%s), timeout (%d)", or_empty(a.text[0]), or_empty(a.text[1]),
              static_cast<int>(a.num[0]));
 }
 
@@ -230,7 +225,7 @@ GVariant *build_args(const char *signature, const Args &a)
     size_t t = 0, n = 0;
     for (const char *c = signature + 1; *c != ')'; ++c) {
         switch (*c) {
-        case 's': g_variant_builder_add(&b, "s", nz(a.text[t++])); break;
+        case 's': g_variant_builder_add(&b, "s", or_empty(a.text[t++])); break;
         case 'u': g_variant_builder_add(&b, "u", a.num[n++]); break;
         case 'b': g_variant_builder_add(&b, "b", static_cast<gboolean>(a.num[n++] != 0)); break;
         case 'q': g_variant_builder_add(&b, "q", static_cast<guint16>(a.num[n++])); break;

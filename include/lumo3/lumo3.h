@@ -15,5 +15,6 @@
 #include "lumo3_lanhost.h"
 #include "lumo3_wlan.h"
 #include "lumo3_syscmd.h"
+#include "lumo3_netsvc.h"
 
 #endif /* LUMO3_H */

@@ -1,0 +1,195 @@
+// PPPoE account, DHCP server, port mapping, platform service and incoming filter.
+#include <cstring>
+#include <syslog.h>
+
+#include "gateway/netsvc_tables.hpp"
+#include "gateway/walkers.hpp"
+#include "lumo3_core.h"
+#include "lumo3_netsvc.h"
+#include "lumo3_validate.h"
+
+namespace {
+
+using namespace lumo::gw;
+using lumo::GStr;
+
+constexpr const char kDHCPPath[] = "/com/quv/igd1/Config/DHCPServer";
+constexpr const char kPortMappings[] = "/com/quv/igd1/Config/PortMapping";
+constexpr const char kPortMappingPrefix[] = "/com/quv/igd1/Config/PortMapping/";
+constexpr const char kPlatformPath[] = "/com/quv/igd1/Tevra/PlatformService";
+constexpr const char kFilterPath[] = "/com/quv/igd1/Config/IncomingFilter";
+constexpr const char kFilterIface[] = "com.quv.igd1.IncomingFilter";
+
+
+bool port_ok(uint32_t port)
+{
+    return port >= 1 && port <= 65535;
+}
+
+bool port_mapping_ok(const OvanPortMapping_t &rec)
+{
+    const char *proto = rec.PortMappingProtocol;
+    return (rec.RemoteHost[0] == '\0' || is_valid_ipaddr(rec.RemoteHost)) && is_valid_ipaddr(rec.InternalClient) &&
+           port_ok(rec.InternalPort) && port_ok(rec.ExternalPort) &&
+           (std::strcmp(proto, "TCP") == 0 || std::strcmp(proto, "UDP") == 0 || std::strcmp(proto, "BOTH") == 0);
+}
+
+// Fixed-width fields filled by a caller need not be terminated: check them as text
+// only when they are.
+template <size_t N>
+bool terminated(const char (&field)[N])
+{
+    return std::memchr(field, '\0', N) != nullptr;
+}
+
+int32_t filter_entry(const char *tag, const char *method, const char *fail_message, const char *remote_ip,
+                     int32_t protocol, int32_t port, int32_t interface, uint32_t *status, char **errmsg)
+{
+    lumo_log(tag, LOG_DEBUG, "enter, remoteIp (%s), protocol(%d), port (%d), interface (%d).", or_empty(remote_ip),
+             protocol, port, interface);
+    const bool ip_ok = !remote_ip || !*remote_ip || is_valid_ipaddr(remote_ip);
+    if (!ip_ok || protocol < 0 || protocol > 2 || port < 0 || port > 65535 || interface < 0 || interface > 1) {
+        lumo_log(tag, LOG_ERR, "Invalid Parameters.");
+        return -1;  // status and message stay as they were
+    }
+    GStr fail_line(g_strdup_printf("Call %s() fail.", method));
+    GStr message_line(g_strdup_printf("Call %s() errmsg [%%s].", tag));
+    const CommandSpec spec{tag, kFilterPath, kFilterIface, method, fail_line.get(), fail_message, message_line.get()};
+    return run_command(spec,
+                       g_variant_new("(syuy)", or_empty(remote_ip), static_cast<guint8>(protocol),
+                                     static_cast<guint32>(port), static_cast<guint8>(interface)),
+                       status, errmsg);
+}
+
+}  // namespace
+
+extern "C" {
+
+LUMO3_API int32_t OvanGetPPPoEConfig(OvanPPPoEConfig_t *info)
+{
+    return get_singleton({"OvanGetPPPoEConfig", &netsvc::kPPPoETable, 255}, "enter", "/com/quv/igd1/Tevra/PPPoE",
+                         info);
+}
+
+LUMO3_API int32_t OvanGetDHCPServer(OvanDHCPServer_t *info)
+{
+    return get_singleton({"OvanGetDHCPServer", &netsvc::kDHCPServerTable, 255}, "enter", kDHCPPath, info);
+}
+
+LUMO3_API int32_t OvanSetDHCPServer(OvanDHCPServer_t *rec)
+{
+    static const char tag[] = "OvanSetDHCPServer";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    if (!rec || !terminated(rec->MinAddress) || !terminated(rec->MaxAddress) || !terminated(rec->IPAddr) ||
+        !terminated(rec->SubnetMask) || !is_valid_ipaddr(rec->MinAddress) || !is_valid_ipaddr(rec->MaxAddress) ||
+        !is_valid_ipaddr(rec->IPAddr) || !is_valid_ipaddr(rec->SubnetMask)) {
+        lumo_log(tag, LOG_ERR, "Invalid parameter.");
+        return -1;
+    }
+    return set_fields(kDHCPPath, netsvc::kDHCPServerTable.interface, netsvc::kDHCPServer, rec);
+}
+
+LUMO3_API int32_t OvanGetPortMappingObjs(OvanPortMapping_t **objs, uint32_t *num)
+{
+    static const char tag[] = "OvanGetPortMappingObjs";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    if (!num)
+        return -1;
+    return enumerate({tag, &netsvc::kPortMappingTable, "entry num (%d)", 255}, kPortMappings,
+                     reinterpret_cast<void **>(objs), num);
+}
+
+LUMO3_API int32_t OvanGetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
+{
+    static const char tag[] = "OvanGetPortMapping";
+    path.str[sizeof path.str - 1] = '\0';
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path.str);
+    if (!rec || !instance_path_ok(path.str, kPortMappingPrefix)) {
+        lumo_log(tag, LOG_ERR, "invalid parameter.");
+        return -1;
+    }
+    return get_all_into({tag, &netsvc::kPortMappingTable, 255}, path.str, rec);
+}
+
+LUMO3_API int32_t OvanSetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
+{
+    static const char tag[] = "OvanSetPortMapping";
+    path.str[sizeof path.str - 1] = '\0';
+    const bool text_ok = rec && terminated(rec->RemoteHost) && terminated(rec->InternalClient) &&
+                         terminated(rec->PortMappingProtocol);
+    lumo_log(tag, LOG_DEBUG, "enter, path = %s, host = %s, client = %s, protocol = %s", path.str,
+             text_ok ? rec->RemoteHost : "", text_ok ? rec->InternalClient : "",
+             text_ok ? rec->PortMappingProtocol : "");
+    if (!text_ok || !instance_path_ok(path.str, kPortMappingPrefix) || !port_mapping_ok(*rec)) {
+        lumo_log(tag, LOG_ERR, "Invalid parameters.");
+        return -1;
+    }
+    return set_fields(path.str, netsvc::kPortMappingTable.interface, netsvc::kPortMapping, rec);
+}
+
+LUMO3_API int32_t OvanAddPortMapping(OvanPortMapping_t *rec)
+{
+    static const char tag[] = "OvanAddPortMapping";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    if (!rec) {
+        lumo_log(tag, LOG_ERR, "Invalid parameters.");
+        return -1;
+    }
+    return add_with_rollback(
+        kPortMappings, rec,
+        [](OvanObjPath_t p, void *r) { return OvanSetPortMapping(p, static_cast<OvanPortMapping_t *>(r)); },
+        OvanDelPortMapping);
+}
+
+LUMO3_API int32_t OvanDelPortMapping(OvanObjPath_t path)
+{
+    static const char tag[] = "OvanDelPortMapping";
+    path.str[sizeof path.str - 1] = '\0';
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path.str);
+    if (!instance_path_ok(path.str, kPortMappingPrefix)) {
+        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
+        return -1;
+    }
+    return delete_object(kPortMappings, path.str);
+}
+
+LUMO3_API int32_t OvanGetPlatformService(OvanPlatformService_t *info)
+{
+    return get_singleton({"OvanGetPlatformService", &netsvc::kPlatformServiceTable, 255}, "enter", kPlatformPath,
+                         info);
+}
+
+LUMO3_API int32_t OvanSetPlatformService(uint32_t mask, OvanPlatformService_t *rec)
+{
+    static const char tag[] = "OvanSetPlatformService";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    if (!rec || rec->Ability > 1) {
+        lumo_log(tag, LOG_ERR, "Invalid parameters.");
+        return -1;
+    }
+    // The selected groups, in their fixed order, as one dictionary (empty when no
+    // group is selected).
+    Field selected[std::size(netsvc::kPlatformService)];
+    size_t n = 0;
+    for (const auto &group : netsvc::kPlatformGroups)
+        if (mask & group.bit)
+            for (const Field &f : group.fields)
+                selected[n++] = f;
+    return set_fields(kPlatformPath, netsvc::kPlatformServiceTable.interface, Fields(selected, n), rec);
+}
+
+LUMO3_API int32_t OvanIncomingFilterAddEntry(const char *remoteIp, int32_t protocol, int32_t port, int32_t interface,
+                                             uint32_t *status, char **errmsg)
+{
+    return filter_entry("OvanIncomingFilterAddEntry", "AddIncomingEntry", "Failed to call AddIncomingEntry() function.",
+                        remoteIp, protocol, port, interface, status, errmsg);
+}
+
+LUMO3_API int32_t OvanIncomingFilterDelEntry(const char *remoteIp, int32_t protocol, int32_t port, int32_t interface,
+                                             uint32_t *status, char **errmsg)
+{
+    return filter_entry("OvanIncomingFilterDelEntry", "DelIncomingEntry", "Failed to call DelIncomingEntry() function.",
+                        remoteIp, protocol, port, interface, status, errmsg);
+}
+
+}  // extern "C"

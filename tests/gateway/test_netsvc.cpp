@@ -1,0 +1,316 @@
+// PPPoE, DHCP server, port mapping, platform service and incoming filter: the checks,
+// texts and quirks of their own (the shapes are tested in test_shapes.cpp).
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <ostream>
+#include <string>
+
+#include "bus_support/private_bus.hpp"
+#include "lumo3_netsvc.h"
+#include "support/log_capture.hpp"
+
+namespace {
+
+using lumo::GPtr;
+using lumo::test::LogCapture;
+using lumo::test::PrivateBus;
+using lumo::test::Simulator;
+
+constexpr const char kPortMappings[] = "/com/quv/igd1/Config/PortMapping";
+constexpr const char kPlatform[] = "/com/quv/igd1/Tevra/PlatformService";
+constexpr const char kFilter[] = "/com/quv/igd1/Config/IncomingFilter";
+
+class NetSvc : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+        sim.clear_call_log();
+    }
+    uint32_t port_mapping_count()
+    {
+        uint32_t n = 0;
+        EXPECT_EQ(OvanGetPortMappingObjs(nullptr, &n), 0);
+        return n;
+    }
+    PrivateBus bus;
+    Simulator sim{bus};
+    LogCapture log;
+};
+
+OvanObjPath_t path_of(const char *p)
+{
+    OvanObjPath_t path{};
+    g_strlcpy(path.str, p, sizeof path.str);
+    return path;
+}
+
+OvanPortMapping_t valid_rule()
+{
+    OvanPortMapping_t r{};
+    r.Enable = 1;
+    r.ExternalPort = 2222;
+    r.InternalPort = 22;
+    g_strlcpy(r.PortMappingProtocol, "TCP", sizeof r.PortMappingProtocol);
+    g_strlcpy(r.InternalClient, "192.168.1.30", sizeof r.InternalClient);
+    g_strlcpy(r.Description, "ssh", sizeof r.Description);
+    return r;
+}
+
+TEST_F(NetSvc, SingletonReads)
+{
+    OvanPPPoEConfig_t pppoe{};
+    ASSERT_EQ(OvanGetPPPoEConfig(&pppoe), 0);
+    EXPECT_STREQ(pppoe.PPPoEUserName, "fibre-user01");
+    OvanDHCPServer_t dhcp{};
+    ASSERT_EQ(OvanGetDHCPServer(&dhcp), 0);
+    EXPECT_STREQ(dhcp.SubnetMask, "255.255.255.0");
+    EXPECT_EQ(dhcp.LeaseTime, 86400u);
+    OvanPlatformService_t ps{};
+    ASSERT_EQ(OvanGetPlatformService(&ps), 0);
+    EXPECT_EQ(ps.Appmodel, 1);
+    EXPECT_EQ(ps.LocalPort, 17998u);
+    EXPECT_STREQ(ps.BSSAddr, "bss.platform.example");
+}
+
+TEST_F(NetSvc, DHCPServerAddressesChecked)
+{
+    OvanDHCPServer_t dhcp{};
+    ASSERT_EQ(OvanGetDHCPServer(&dhcp), 0);
+    dhcp.LeaseTime = 3600;
+    EXPECT_EQ(OvanSetDHCPServer(&dhcp), 0);
+    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/DHCPServer", "com.quv.igd1.Properties", "SetMulti"), 1u);
+    auto calls = sim.call_log();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_NE(calls.back().args_text().find("'LeaseTime': <uint32 3600>"), std::string::npos);
+
+    sim.clear_call_log();
+    OvanDHCPServer_t bad = dhcp;
+    bad.SubnetMask[0] = '\0';  // empty is refused
+    EXPECT_EQ(OvanSetDHCPServer(&bad), -1);
+    bad = dhcp;
+    g_strlcpy(bad.MaxAddress, "192.168.1.256", sizeof bad.MaxAddress);
+    EXPECT_EQ(OvanSetDHCPServer(&bad), -1);
+    EXPECT_EQ(OvanSetDHCPServer(nullptr), -1);
+    EXPECT_TRUE(log.contains("OvanSetDHCPServer: Invalid parameter.", 3));
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+struct RuleCase {
+    const char *name;
+    void (*change)(OvanPortMapping_t &);
+    bool ok;
+};
+
+void PrintTo(const RuleCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class PortMappingRules : public NetSvc, public testing::WithParamInterface<RuleCase> {};
+
+TEST_P(PortMappingRules, SetterChecks)
+{
+    OvanPortMapping_t rule = valid_rule();
+    GetParam().change(rule);
+    int32_t ret = OvanSetPortMapping(path_of("/com/quv/igd1/Config/PortMapping/1"), &rule);
+    if (GetParam().ok) {
+        EXPECT_EQ(ret, 0);
+        EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/PortMapping/1", "com.quv.igd1.Properties", "SetMulti"), 1u);
+    } else {
+        EXPECT_EQ(ret, -1);
+        EXPECT_TRUE(log.contains("OvanSetPortMapping: Invalid parameters.", 3));
+        EXPECT_EQ(sim.count_calls(), 0u);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, PortMappingRules,
+    testing::Values(
+        RuleCase{"valid", [](OvanPortMapping_t &) {}, true},
+        RuleCase{"remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "10.0.0.1", 64); }, true},
+        RuleCase{"bad_remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "example.com", 64); }, false},
+        RuleCase{"no_client", [](OvanPortMapping_t &r) { r.InternalClient[0] = '\0'; }, false},
+        RuleCase{"ports_1_65535",
+                 [](OvanPortMapping_t &r) {
+                     r.InternalPort = 1;
+                     r.ExternalPort = 65535;
+                 },
+                 true},
+        RuleCase{"internal_port_0", [](OvanPortMapping_t &r) { r.InternalPort = 0; }, false},
+        RuleCase{"external_port_65536", [](OvanPortMapping_t &r) { r.ExternalPort = 65536; }, false},
+        RuleCase{"both", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "BOTH", 8); }, true},
+        RuleCase{"udp", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "UDP", 8); }, true},
+        RuleCase{"lower_case", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "tcp", 8); }, false},
+        RuleCase{"unterminated_protocol",
+                 [](OvanPortMapping_t &r) { std::memset(r.PortMappingProtocol, 'T', sizeof r.PortMappingProtocol); },
+                 false}),
+    [](const testing::TestParamInfo<RuleCase> &i) { return std::string(i.param.name); });
+
+TEST_F(NetSvc, PortMappingPathsChecked)
+{
+    OvanPortMapping_t rule = valid_rule();
+    for (const char *p : {"/com/quv/igd1/Config/PortMapping", "/com/quv/igd1/Config/PortMappingX/1",
+                          "/com/quv/igd1/Info/Network/WANConnectionDb/1", "", "no/path"}) {
+        EXPECT_EQ(OvanSetPortMapping(path_of(p), &rule), -1) << p;
+        EXPECT_EQ(OvanGetPortMapping(path_of(p), &rule), -1) << p;
+        EXPECT_EQ(OvanDelPortMapping(path_of(p)), -1) << p;
+    }
+    EXPECT_EQ(OvanGetPortMapping(path_of("/com/quv/igd1/Config/PortMapping/1"), nullptr), -1);
+    EXPECT_TRUE(log.contains("OvanGetPortMapping: invalid parameter.", 3));
+    EXPECT_TRUE(log.contains("OvanDelPortMapping: Invalid Parameter.", 3));
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(NetSvc, AddReadDeleteRule)
+{
+    const uint32_t before = port_mapping_count();
+    OvanPortMapping_t rule = valid_rule();
+    ASSERT_EQ(OvanAddPortMapping(&rule), 0);
+    EXPECT_EQ(std::strncmp(rule.path, "/com/quv/igd1/Config/PortMapping/", 33), 0);
+    EXPECT_EQ(port_mapping_count(), before + 1);
+
+    OvanPortMapping_t back{};
+    ASSERT_EQ(OvanGetPortMapping(path_of(rule.path), &back), 0);
+    EXPECT_STREQ(back.path, rule.path);
+    EXPECT_EQ(back.ExternalPort, 2222u);
+    EXPECT_STREQ(back.Description, "ssh");
+
+    ASSERT_EQ(OvanDelPortMapping(path_of(rule.path)), 0);
+    EXPECT_EQ(port_mapping_count(), before);
+}
+
+TEST_F(NetSvc, AddWithInvalidRuleLeavesNoObject)
+{
+    const uint32_t before = port_mapping_count();
+    OvanPortMapping_t rule = valid_rule();
+    rule.InternalPort = 0;
+    EXPECT_EQ(OvanAddPortMapping(&rule), -1);
+    EXPECT_EQ(sim.count_calls(kPortMappings, "com.quv.igd1.ObjectManager", "AddObject"), 1u);
+    EXPECT_EQ(sim.count_calls(kPortMappings, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
+    EXPECT_EQ(port_mapping_count(), before);
+    EXPECT_EQ(OvanAddPortMapping(nullptr), -1);
+}
+
+struct MaskCase {
+    uint32_t mask;
+    const char *keys;  // the dictionary's keys in order, joined by ','
+};
+
+void PrintTo(const MaskCase &c, std::ostream *os)
+{
+    *os << c.mask;
+}
+
+class PlatformMask : public NetSvc, public testing::WithParamInterface<MaskCase> {};
+
+TEST_P(PlatformMask, GroupsInTheirOrder)
+{
+    OvanPlatformService_t ps{};
+    ASSERT_EQ(OvanGetPlatformService(&ps), 0);
+    sim.clear_call_log();
+    ASSERT_EQ(OvanSetPlatformService(GetParam().mask, &ps), 0);
+    auto calls = sim.call_log();
+    ASSERT_EQ(calls.size(), 1u);
+    GPtr<GVariant> dict(g_variant_get_child_value(calls[0].args.get(), 1));
+    std::string keys;
+    GVariantIter it;
+    g_variant_iter_init(&it, dict.get());
+    const char *key = nullptr;
+    GVariant *value = nullptr;
+    while (g_variant_iter_next(&it, "{&sv}", &key, &value)) {
+        keys += (keys.empty() ? "" : ",") + std::string(key);
+        g_variant_unref(value);
+    }
+    EXPECT_EQ(keys, GetParam().keys);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Masks, PlatformMask,
+    testing::Values(MaskCase{0x00, ""}, MaskCase{0x01, ""},
+                    MaskCase{0x08, "DistAddr,Port,Heartbeat,Ability,LocalPort,Version,SSN"},
+                    MaskCase{0x02 | 0x10, "DistStatus,DistErrorMsg,OperAddr"},
+                    MaskCase{0xFF, "DistAddr,Port,Heartbeat,Ability,LocalPort,Version,SSN,DistStatus,DistErrorMsg,"
+                                   "OperAddr,OperStatus,OperErrorMsg,PluginAddr,PluginStatus,PluginErrorMsg,BSSAddr"}));
+
+TEST_F(NetSvc, PlatformAbilityChecked)
+{
+    OvanPlatformService_t ps{};
+    ps.Ability = 2;
+    EXPECT_EQ(OvanSetPlatformService(0x08, &ps), -1);
+    EXPECT_EQ(OvanSetPlatformService(0, &ps), -1) << "whatever the mask";
+    EXPECT_EQ(OvanSetPlatformService(0x08, nullptr), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+    ps.Ability = 1;
+    EXPECT_EQ(OvanSetPlatformService(0, &ps), 0);
+    EXPECT_EQ(sim.count_calls(kPlatform, "com.quv.igd1.Properties", "SetMulti"), 1u);
+}
+
+struct FilterCase {
+    const char *ip;
+    int32_t protocol, port, interface;
+    bool ok;
+};
+
+void PrintTo(const FilterCase &c, std::ostream *os)
+{
+    *os << (c.ip ? c.ip : "(null)") << '/' << c.protocol << '/' << c.port << '/' << c.interface;
+}
+
+class IncomingFilter : public NetSvc, public testing::WithParamInterface<FilterCase> {};
+
+TEST_P(IncomingFilter, ArgumentsChecked)
+{
+    const FilterCase &c = GetParam();
+    uint32_t status = 42;
+    char *errmsg = nullptr;
+    int32_t ret = OvanIncomingFilterAddEntry(c.ip, c.protocol, c.port, c.interface, &status, &errmsg);
+    if (c.ok) {
+        EXPECT_EQ(ret, 0);
+        EXPECT_EQ(status, 0u);
+        auto calls = sim.call_log();
+        ASSERT_EQ(calls.size(), 1u);
+        GPtr<char> expected(g_strdup_printf("('%s', byte 0x%02x, uint32 %d, byte 0x%02x)", c.ip ? c.ip : "",
+                                            c.protocol, c.port, c.interface));
+        EXPECT_EQ(calls[0].args_text(), expected.get());
+    } else {
+        EXPECT_EQ(ret, -1);
+        EXPECT_EQ(status, 42u) << "a refusal leaves the outputs alone";
+        EXPECT_EQ(errmsg, nullptr);
+        EXPECT_TRUE(log.contains("OvanIncomingFilterAddEntry: Invalid Parameters.", 3));
+        EXPECT_EQ(sim.count_calls(), 0u);
+    }
+    g_free(errmsg);
+}
+
+INSTANTIATE_TEST_SUITE_P(Entries, IncomingFilter,
+                         testing::Values(FilterCase{"10.0.0.1", 0, 0, 0, true}, FilterCase{nullptr, 2, 65535, 1, true},
+                                         FilterCase{"", 1, 80, 0, true}, FilterCase{"10.0.0.1", 0, 65536, 0, false},
+                                         FilterCase{"10.0.0.1", 3, 80, 0, false},
+                                         FilterCase{"10.0.0.1", 0, 80, 2, false},
+                                         FilterCase{"10.0.0.1", -1, 80, 0, false},
+                                         FilterCase{"10.0.0.300", 0, 80, 0, false}));
+
+TEST_F(NetSvc, IncomingFilterStatusAndMessage)
+{
+    ASSERT_TRUE(sim.script_reply(kFilter, "com.quv.igd1.IncomingFilter", "DelIncomingEntry", "(uint32 4, 'no such')"));
+    uint32_t status = 0;
+    char *errmsg = nullptr;
+    EXPECT_EQ(OvanIncomingFilterDelEntry("10.0.0.1", 0, 80, 0, &status, &errmsg), -1);
+    EXPECT_EQ(status, 4u);
+    EXPECT_STREQ(errmsg, "no such");
+    g_free(errmsg);
+    errmsg = nullptr;
+    EXPECT_TRUE(log.contains("Call OvanIncomingFilterDelEntry() errmsg [no such].", 3));
+
+    ASSERT_TRUE(sim.script_error(kFilter, "com.quv.igd1.IncomingFilter", "AddIncomingEntry",
+                                 "org.freedesktop.DBus.Error.Failed", "x"));
+    EXPECT_EQ(OvanIncomingFilterAddEntry("10.0.0.1", 0, 80, 0, &status, &errmsg), -1);
+    EXPECT_EQ(status, 1u);
+    EXPECT_STREQ(errmsg, "Failed to call AddIncomingEntry() function.");
+    g_free(errmsg);
+}
+
+}  // namespace
