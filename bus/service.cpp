@@ -65,7 +65,13 @@ struct LoopThreadArgs {
 gpointer main_loop_thread(gpointer data)
 {
     auto *args = static_cast<LoopThreadArgs *>(data);
+    // The loop thread of a service stopped just before may still own the context
+    // until its loop has seen the quit; wait for it rather than push a context that
+    // another thread holds.
+    for (gulong pause = 1000; !g_main_context_acquire(args->context); pause = MIN(pause * 2, 50000))
+        g_usleep(pause);
     g_main_context_push_thread_default(args->context);
+    g_main_context_release(args->context);
     g_main_loop_run(args->loop);
     g_main_context_pop_thread_default(args->context);
     g_main_loop_unref(args->loop);
