@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bus_fixture.hpp"
+#include "bus_support/bus_fixture.hpp"
 #include "core/log_sink.hpp"
 
 namespace {
@@ -99,10 +99,7 @@ TEST(Threads, CallsFromSeveralThreadsShareOneConnection)
 // shared connection, or turning it off once the library made its first call.
 enum class AppHolds { Reference, Nothing };
 
-void PrintTo(AppHolds h, std::ostream *os)
-{
-    *os << (h == AppHolds::Reference ? "reference" : "nothing");
-}
+void PrintTo(AppHolds h, std::ostream *os) { *os << (h == AppHolds::Reference ? "reference" : "nothing"); }
 
 class BusRestart : public SimTest, public ::testing::WithParamInterface<AppHolds> {};
 
@@ -132,7 +129,7 @@ TEST_P(BusRestart, NextCallConnectsAfresh)
         OvanVariant *value = nullptr;
         ASSERT_EQ(OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", &value), 0)
             << "call " << i << " after the restart\n"
-            << dump(log);
+            << dump();
         OvanVariantUnRef(value);
         EXPECT_EQ(OvanDBusCallMethod(kGw, kDevicePath, "org.freedesktop.DBus.Introspectable", "Introspect",
                                      nullptr, nullptr, -1),

@@ -6,7 +6,7 @@
 #include <ostream>
 #include <string>
 
-#include "bus_fixture.hpp"
+#include "bus_support/bus_fixture.hpp"
 #include "lumo3_uci.h"
 #include "support/temp_root.hpp"
 
@@ -20,21 +20,6 @@ constexpr const char kCmd[] = "/com/quv/igd1/Test/Cmd";
 constexpr const char kCmdIface[] = "com.quv.igd1.TestCmd";
 constexpr const char kIntrospectable[] = "org.freedesktop.DBus.Introspectable";
 constexpr const char kTag[] = "OvanDBusCallMethod";
-
-std::string printed(GVariant *v)
-{
-    GStr s(g_variant_print(v, TRUE));
-    return s.get();
-}
-
-size_t errors_from(const LogCapture &log, const std::string &tag)
-{
-    size_t n = 0;
-    for (const auto &l : log.lines())
-        if (l.priority == LOG_ERR && l.text.find("] " + tag + ": ") != std::string::npos)
-            n++;
-    return n;
-}
 
 class Methods : public SimTest {
 protected:
@@ -51,16 +36,16 @@ TEST_F(Methods, ReplyHandedOutWithEntryAndExitLines)
     GVariant *in = g_variant_new("(si)", "a", 5);
     const std::string in_text = printed(in);
     OvanVariant *reply = nullptr;
-    ASSERT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", in, &reply, 3000), 0) << dump(log);
+    ASSERT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", in, &reply, 3000), 0) << dump();
     ASSERT_NE(reply, nullptr);
     GPtr<GVariant> hold(reply);
     EXPECT_EQ(printed(reply), "(uint32 0, 'OK')");
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag,
+    EXPECT_TRUE(logged(LOG_DEBUG, kTag,
                             "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Cmd), "
                             "interface_name(com.quv.igd1.TestCmd), method_name(Run), timeout(3000), inargs(" +
                                 in_text + ")"))
-        << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret 0, outargs[(us)][(uint32 0, 'OK')]")) << dump(log);
+        << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, kTag, "ret 0, outargs[(us)][(uint32 0, 'OK')]")) << dump();
     EXPECT_EQ(errors_from(log, kTag), 0u);
 
     auto calls = sim.call_log();
@@ -75,10 +60,10 @@ TEST_F(Methods, NoArgumentsAndNoOutPointer)
 {
     // The reply is released inside; the sanitizer build sees a leak otherwise.
     EXPECT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", nullptr, nullptr, -1), 0);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag,
+    EXPECT_TRUE(logged(LOG_DEBUG, kTag,
                             "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Cmd), "
                             "interface_name(com.quv.igd1.TestCmd), method_name(Run), timeout(-1), inargs(NULL)"))
-        << dump(log);
+        << dump();
     auto calls = sim.call_log();
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].args_text(), "()");
@@ -98,12 +83,12 @@ TEST_F(Methods, BusErrorFailsWithErrorLineAndLastError)
     ASSERT_NE(err, nullptr);
     EXPECT_NE(std::string(err).find("com.quv.igd1.Error.Busy"), std::string::npos) << err;
     EXPECT_NE(std::string(err).find("try later"), std::string::npos) << err;
-    EXPECT_TRUE(has_message(log, LOG_ERR, kTag,
+    EXPECT_TRUE(logged(LOG_ERR, kTag,
                             std::string("S(com.quv.igd1), O(/com/quv/igd1/Test/Cmd), I(com.quv.igd1.TestCmd), "
                                         "M(Broken): E<") +
                                 err + ">"))
-        << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret (-1), retValue = NULL.")) << dump(log);
+        << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, kTag, "ret (-1), retValue = NULL.")) << dump();
 
     // The next successful call clears it.
     EXPECT_EQ(OvanDBusCallMethod(kGw, kCmd, kCmdIface, "Run", nullptr, nullptr, -1), 0);
@@ -119,20 +104,20 @@ TEST_F(Methods, ManagedObjectsListingIsCheckedAndNeverPrinted)
     log.clear();
 
     OvanVariant *reply = nullptr;
-    ASSERT_EQ(OvanDBusCallMethod(kGw, coll, om, "GetManagedObjects", nullptr, &reply, -1), 0) << dump(log);
+    ASSERT_EQ(OvanDBusCallMethod(kGw, coll, om, "GetManagedObjects", nullptr, &reply, -1), 0) << dump();
     GPtr<GVariant> hold(reply);
     EXPECT_STREQ(g_variant_get_type_string(reply), "(a{oa{sa{sv}}})");
     EXPECT_NE(printed(reply).find("hunter2"), std::string::npos);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "return with ret (0)")) << dump(log);
-    EXPECT_FALSE(log_mentions(log, "hunter2")) << dump(log);
+    EXPECT_TRUE(logged(LOG_DEBUG, kTag, "return with ret (0)")) << dump();
+    EXPECT_FALSE(log_mentions(log, "hunter2")) << dump();
 
     // Another reply type is refused by the bus library.
     ASSERT_TRUE(sim.script_reply(coll, om, "GetManagedObjects", "(uint32 0, 'OK')"));
     OvanVariant *bad = nullptr;
     EXPECT_EQ(OvanDBusCallMethod(kGw, coll, om, "GetManagedObjects", nullptr, &bad, -1), -1);
     EXPECT_EQ(bad, nullptr);
-    EXPECT_EQ(errors_from(log, kTag), 1u) << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret (-1), retValue = NULL.")) << dump(log);
+    EXPECT_EQ(errors_from(log, kTag), 1u) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, kTag, "ret (-1), retValue = NULL.")) << dump();
 }
 
 TEST_F(Methods, PasswordRepliesNeverReachTheLog)
@@ -149,14 +134,14 @@ TEST_F(Methods, PasswordRepliesNeverReachTheLog)
         const char *pw = nullptr;
         g_variant_get_child(reply, 0, "&s", &pw);
         EXPECT_TRUE(pw && *pw) << method;
-        EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret 0, outargs[(sus)]")) << dump(log);
-        EXPECT_FALSE(log_mentions(log, pw)) << method << "\n" << dump(log);
+        EXPECT_TRUE(logged(LOG_DEBUG, kTag, "ret 0, outargs[(sus)]")) << dump();
+        EXPECT_FALSE(log_mentions(log, pw)) << method << "\n" << dump();
     }
     // Only those two methods are masked.
     log.clear();
     EXPECT_EQ(OvanDBusCallMethod(kGw, sys, "com.quv.igd1.SysCmd", "GetOther", nullptr, nullptr, -1), 0);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, kTag, "ret 0, outargs[(sus)][('plain-text', uint32 0, '')]"))
-        << dump(log);
+    EXPECT_TRUE(logged(LOG_DEBUG, kTag, "ret 0, outargs[(sus)][('plain-text', uint32 0, '')]"))
+        << dump();
 }
 
 // ---- audit trail -------------------------------------------------------------------
@@ -168,10 +153,7 @@ struct AuditCase {
     bool audited;
 };
 
-void PrintTo(const AuditCase &c, std::ostream *os)
-{
-    *os << c.iface << "." << c.method;
-}
+void PrintTo(const AuditCase &c, std::ostream *os) { *os << c.iface << "." << c.method; }
 
 class MethodAudit : public Methods, public ::testing::WithParamInterface<AuditCase> {};
 
@@ -184,9 +166,9 @@ TEST_P(MethodAudit, DangerousOperationsAreAudited)
     TempRoot root;  // in case anything writes UCI options
     OvanDBusCallMethod(c.service, "/com/quv/igd1/Test/System", c.iface, c.method, nullptr, nullptr, 2000);
     const std::string line = std::string("S(") + c.service + "), I(" + c.iface + "), M(" + c.method + ")";
-    EXPECT_EQ(has_message(log, LOG_ERR, kTag, line), c.audited) << dump(log);
+    EXPECT_EQ(logged(LOG_ERR, kTag, line), c.audited) << dump();
     if (!c.audited && std::strcmp(c.service, kGw) == 0) {
-        EXPECT_EQ(errors_from(log, kTag), 0u) << dump(log);
+        EXPECT_EQ(errors_from(log, kTag), 0u) << dump();
     }
     EXPECT_FALSE(root.exists("/etc/config/cloudclient")) << "only the framework's Restore writes UCI";
 }
@@ -228,9 +210,9 @@ TEST_F(Methods, FrameworkRestoreMarksCloudClientEvenWhenTheCallFails)
     char value[256] = "";
     EXPECT_EQ(uci_read_option("cloudclient", "global", "enable", value), 0);
     EXPECT_STREQ(value, "kest.restore");
-    EXPECT_TRUE(has_message(log, LOG_ERR, kTag,
+    EXPECT_TRUE(logged(LOG_ERR, kTag,
                             "S(com.quv.kest1.framework), I(com.quv.kest1.framework), M(Restore)"))
-        << dump(log);
+        << dump();
 }
 
 TEST_F(Methods, GatewayRestoreLeavesCloudClientAndMaskAlone)
@@ -259,10 +241,7 @@ struct BadCall {
     const char *inargs;  // GVariant text, null for none
 };
 
-void PrintTo(const BadCall &c, std::ostream *os)
-{
-    *os << c.what;
-}
+void PrintTo(const BadCall &c, std::ostream *os) { *os << c.what; }
 
 class RefusedCall : public Methods, public ::testing::WithParamInterface<BadCall> {};
 
@@ -275,7 +254,7 @@ TEST_P(RefusedCall, NothingIsSent)
     EXPECT_EQ(OvanDBusCallMethod(c.service, c.path, c.iface, c.method, in, &reply, 1000), -1);
     EXPECT_EQ(reply, nullptr);
     g_variant_unref(sentinel);
-    EXPECT_GE(errors_from(log, kTag), 1u) << dump(log);
+    EXPECT_GE(errors_from(log, kTag), 1u) << dump();
     EXPECT_EQ(sim.count_calls(), 0u);
 }
 
@@ -341,16 +320,16 @@ TEST_F(Nodes, ListsDirectChildren)
 {
     char *paths = nullptr;
     int count = -1;
-    ASSERT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 3) << dump(log);
+    ASSERT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 3) << dump();
     EXPECT_EQ(count, 3);
     ASSERT_NE(paths, nullptr);
     EXPECT_EQ(entry(paths, 0), "/com/quv/igd1/Test/Tree/a");
     EXPECT_EQ(entry(paths, 1), "/com/quv/igd1/Test/Tree/b");
     EXPECT_EQ(entry(paths, 2), "/com/quv/igd1/Test/Tree/c");
     g_free(paths);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanGetNumOfNodes",
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetNumOfNodes",
                             "Enter (service com.quv.igd1, objpath /com/quv/igd1/Test/Tree)"))
-        << dump(log);
+        << dump();
     EXPECT_EQ(sim.count_calls(kTree, kIntrospectable, "Introspect"), 1u);
 
     // Neither output is required.
@@ -377,7 +356,7 @@ TEST_F(Nodes, LongJoinedPathIsCut)
     ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", g_variant_new("(s)", xml.c_str())));
     char *paths = nullptr;
     int count = 0;
-    ASSERT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 2) << dump(log);
+    ASSERT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 2) << dump();
     ASSERT_NE(paths, nullptr);
     const std::string full = std::string(kTree) + "/" + longname;
     EXPECT_EQ(entry(paths, 0), full.substr(0, 254));
@@ -397,8 +376,8 @@ TEST_F(Nodes, InvalidIntrospectionData)
     EXPECT_EQ(count, 0);
     const char *err = OvanGetErrMsg();
     ASSERT_NE(err, nullptr) << "the parser's message is the last error";
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanGetNumOfNodes", std::string("failed to create node info ") + err))
-        << dump(log);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetNumOfNodes", std::string("failed to create node info ") + err))
+        << dump();
 }
 
 TEST_F(Nodes, FailuresCountZero)

@@ -6,7 +6,7 @@
 #include <ostream>
 #include <string>
 
-#include "bus_fixture.hpp"
+#include "bus_support/bus_fixture.hpp"
 
 namespace {
 
@@ -17,21 +17,6 @@ using lumo::GStr;
 constexpr const char kObj[] = "/com/quv/igd1/Test/Obj";
 constexpr const char kIface[] = "com.quv.igd1.Test";
 constexpr const char kProps[] = "com.quv.igd1.Properties";
-
-std::string printed(GVariant *v)
-{
-    GStr s(g_variant_print(v, TRUE));
-    return s.get();
-}
-
-size_t errors_from(const LogCapture &log, const std::string &tag)
-{
-    size_t n = 0;
-    for (const auto &l : log.lines())
-        if (l.priority == LOG_ERR && l.text.find("] " + tag + ": ") != std::string::npos)
-            n++;
-    return n;
-}
 
 class Properties : public SimTest {
 protected:
@@ -47,18 +32,18 @@ protected:
 TEST_F(Properties, GetHandsOutValueAndLogsEntryAndExit)
 {
     OvanVariant *value = nullptr;
-    ASSERT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), 0) << dump(log);
+    ASSERT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), 0) << dump();
     ASSERT_NE(value, nullptr);
     EXPECT_STREQ(g_variant_get_type_string(value), "s");
     EXPECT_STREQ(g_variant_get_string(value, nullptr), "alpha");
     OvanVariantUnRef(value);
 
     const char *tag = "OvanDBusGetProperty";
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+    EXPECT_TRUE(logged(LOG_DEBUG, tag,
                             "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
                             "interface_name(com.quv.igd1.Test), prop_name(Name)"))
-        << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return (0), get value ('alpha')")) << dump(log);
+        << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, tag, "return (0), get value ('alpha')")) << dump();
     EXPECT_EQ(errors_from(log, tag), 0u);
 
     auto calls = sim.call_log();
@@ -78,7 +63,7 @@ TEST_F(Properties, NullOutPointersStillSucceed)
 TEST_F(Properties, GetAllHandsOutDictionary)
 {
     OvanVariant *dict = nullptr;
-    ASSERT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), 0) << dump(log);
+    ASSERT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), 0) << dump();
     ASSERT_NE(dict, nullptr);
     GPtr<GVariant> hold(dict);
     EXPECT_STREQ(g_variant_get_type_string(dict), "a{sv}");
@@ -90,23 +75,23 @@ TEST_F(Properties, GetAllHandsOutDictionary)
     EXPECT_EQ(level, 3u);
 
     const char *tag = "OvanDBusGetAllProperty";
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+    EXPECT_TRUE(logged(LOG_DEBUG, tag,
                             "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
                             "interface_name(com.quv.igd1.Test)"))
-        << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return (0), get value [" + printed(dict) + "]")) << dump(log);
+        << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, tag, "return (0), get value [" + printed(dict) + "]")) << dump();
     EXPECT_EQ(sim.count_calls(kObj, kProps, "GetAll"), 1u);
 }
 
 TEST_F(Properties, SetThenGetSeesNewValue)
 {
-    ASSERT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Name", g_variant_new_string("beta")), 0) << dump(log);
+    ASSERT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Name", g_variant_new_string("beta")), 0) << dump();
     const char *tag = "OvanDBusSetProperty";
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+    EXPECT_TRUE(logged(LOG_DEBUG, tag,
                             "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
                             "interface_name(com.quv.igd1.Test), prop_name(Name), value('beta')"))
-        << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return with ret <0>.")) << dump(log);
+        << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, tag, "return with ret <0>.")) << dump();
     EXPECT_EQ(errors_from(log, tag), 0u) << "not an audited interface";
 
     GPtr<GVariant> seen = sim.property(kObj, kIface, "Name");
@@ -131,14 +116,14 @@ TEST_F(Properties, SetThenGetSeesNewValue)
 TEST_F(Properties, SetMultiWritesAllInOneCall)
 {
     GPtr<GVariant> dict = parse_variant("{'Name': <'gamma'>, 'Level': <uint32 9>}", "a{sv}");
-    ASSERT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, dict.get()), 0) << dump(log);
+    ASSERT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, dict.get()), 0) << dump();
     const char *tag = "OvanDBusSetMultiProperty";
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+    EXPECT_TRUE(logged(LOG_DEBUG, tag,
                             "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
                             "interface_name(com.quv.igd1.Test), value(" +
                                 printed(dict.get()) + ")"))
-        << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "SetMulti() success.")) << dump(log);
+        << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, tag, "SetMulti() success.")) << dump();
 
     auto calls = sim.call_log();
     ASSERT_EQ(calls.size(), 1u);
@@ -158,15 +143,15 @@ TEST_F(Properties, ReplyOfWrongTypeFails)
     OvanVariant *value = nullptr;
     EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), -1);
     EXPECT_EQ(value, nullptr);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusGetProperty", "return (-1), get value (NULL)")) << dump(log);
-    EXPECT_EQ(errors_from(log, "OvanDBusGetProperty"), 1u) << dump(log);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetProperty", "return (-1), get value (NULL)")) << dump();
+    EXPECT_EQ(errors_from(log, "OvanDBusGetProperty"), 1u) << dump();
 
     OvanVariant *dict = nullptr;
     EXPECT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), -1);
     EXPECT_EQ(dict, nullptr);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusGetAllProperty", "return (-1), get value [NULL]"))
-        << dump(log);
-    EXPECT_EQ(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump(log);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetAllProperty", "return (-1), get value [NULL]"))
+        << dump();
+    EXPECT_EQ(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump();
 }
 
 // One failing access and the error text the gateway answers with.
@@ -179,10 +164,7 @@ struct BusErrorCase {
     const char *d_error;  // D-Bus error name expected in the message
 };
 
-void PrintTo(const BusErrorCase &c, std::ostream *os)
-{
-    *os << c.what;
-}
+void PrintTo(const BusErrorCase &c, std::ostream *os) { *os << c.what; }
 
 class PropertyErrors : public Properties, public ::testing::WithParamInterface<BusErrorCase> {};
 
@@ -220,12 +202,12 @@ TEST_P(PropertyErrors, FailWithErrorLineAndLastError)
     if (c.prop)
         line += std::string(", P(") + c.prop + ")";
     line += std::string(": E<") + err + ">";
-    EXPECT_TRUE(has_message(log, LOG_ERR, tag, line)) << line << "\n" << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, tag, line)) << line << "\n" << dump();
     if (tag == "OvanDBusSetMultiProperty") {
         EXPECT_FALSE(log_mentions(log, "SetMulti() success."));
     }
     if (tag == "OvanDBusSetProperty") {
-        EXPECT_TRUE(has_message(log, LOG_DEBUG, tag, "return with ret <-1>.")) << dump(log);
+        EXPECT_TRUE(logged(LOG_DEBUG, tag, "return with ret <-1>.")) << dump();
     }
 }
 
@@ -265,15 +247,12 @@ struct AuditCase {
     const char *what;
     const char *path;
     const char *iface;
-    const char *prop;   // Set: the property; SetMulti: null
-    const char *value;  // GVariant text of the value (Set) or dictionary (SetMulti)
+    const char *prop;   // Set: the property; null: SetMulti
+    const char *value;  // GVariant text of the value or the dictionary
     bool audited;
 };
 
-void PrintTo(const AuditCase &c, std::ostream *os)
-{
-    *os << c.what;
-}
+void PrintTo(const AuditCase &c, std::ostream *os) { *os << c.what; }
 
 constexpr const char kHost[] = "/com/quv/igd1/Test/Host";
 constexpr const char kWlan[] = "/com/quv/igd1/Test/WLAN";
@@ -295,75 +274,56 @@ protected:
 
 class Audit : public AuditedWrites, public ::testing::WithParamInterface<AuditCase> {};
 
-TEST_P(Audit, SetProperty)
+// Single writes name the interface before the object, dictionaries after it.
+TEST_P(Audit, Writes)
 {
     const AuditCase &c = GetParam();
-    GPtr<GVariant> v = parse_variant(c.value);
-    ASSERT_EQ(OvanDBusSetProperty(kGw, c.path, c.iface, c.prop, v.get()), 0) << dump(log);
-    const std::string tag = "OvanDBusSetProperty";
-    const std::string value = printed(v.get());
-    if (!c.audited) {
-        EXPECT_EQ(errors_from(log, tag), 0u) << dump(log);
+    const bool multi = c.prop == nullptr;
+    GPtr<GVariant> v = parse_variant(c.value, multi ? "a{sv}" : nullptr);
+    const std::string tag = multi ? "OvanDBusSetMultiProperty" : "OvanDBusSetProperty";
+    ASSERT_EQ(multi ? OvanDBusSetMultiProperty(kGw, c.path, c.iface, v.get())
+                    : OvanDBusSetProperty(kGw, c.path, c.iface, c.prop, v.get()),
+              0)
+        << dump();
+    EXPECT_EQ(errors_from(log, tag), c.audited ? 1u : 0u) << dump();
+    if (!c.audited)
         return;
-    }
-    EXPECT_EQ(errors_from(log, tag), 1u) << dump(log);
-    const std::string line = std::string(c.iface) == "com.quv.igd1.LANHost"
-                                 ? std::string("S(com.quv.igd1), O(") + c.path + "), " + value
-                                 : std::string("S(com.quv.igd1), I(") + c.iface + "), O(" + c.path + "), " + value;
-    EXPECT_TRUE(has_message(log, LOG_ERR, tag, line)) << line << "\n" << dump(log);
+    const std::string S = "S(com.quv.igd1), ", O = std::string("O(") + c.path + "), ",
+                      I = std::string("I(") + c.iface + "), ";
+    const std::string line = (std::string(c.iface) == "com.quv.igd1.LANHost" ? S + O
+                              : multi                                      ? S + O + I
+                                                                           : S + I + O) +
+                             printed(v.get());
+    EXPECT_TRUE(logged(LOG_ERR, tag, line)) << line << "\n" << dump();
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Writes, Audit,
-    ::testing::Values(AuditCase{"lanhost_internet_access", kHost, "com.quv.igd1.LANHost", "InternetAccess", "byte 0", true},
-                      AuditCase{"lanhost_other", kHost, "com.quv.igd1.LANHost", "HostName", "'laptop'", false},
-                      AuditCase{"wlan", kWlan, "com.quv.igd1.WLANConfiguration", "SSID", "'guest'", true},
-                      AuditCase{"led", kLed, "com.quv.igd1.LED", "Status", "'off'", true},
-                      AuditCase{"wifiinfo", kWifi, "com.quv.igd1.WiFiInfo", "Enable", "false", true},
-                      AuditCase{"other", kObj, kIface, "Name", "'delta'", false}),
-    [](const ::testing::TestParamInfo<AuditCase> &i) { return std::string(i.param.what); });
-
-class AuditMulti : public Audit {};
-
-TEST_P(AuditMulti, SetMultiProperty)
-{
-    const AuditCase &c = GetParam();
-    GPtr<GVariant> v = parse_variant(c.value, "a{sv}");
-    ASSERT_EQ(OvanDBusSetMultiProperty(kGw, c.path, c.iface, v.get()), 0) << dump(log);
-    const std::string tag = "OvanDBusSetMultiProperty";
-    const std::string value = printed(v.get());
-    if (!c.audited) {
-        EXPECT_EQ(errors_from(log, tag), 0u) << dump(log);
-        return;
-    }
-    EXPECT_EQ(errors_from(log, tag), 1u) << dump(log);
-    const std::string line = std::string(c.iface) == "com.quv.igd1.LANHost"
-                                 ? std::string("S(com.quv.igd1), O(") + c.path + "), " + value
-                                 : std::string("S(com.quv.igd1), O(") + c.path + "), I(" + c.iface + "), " + value;
-    EXPECT_TRUE(has_message(log, LOG_ERR, tag, line)) << line << "\n" << dump(log);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Writes, AuditMulti,
     ::testing::Values(
-        AuditCase{"lanhost_internet_access", kHost, "com.quv.igd1.LANHost", nullptr,
+        AuditCase{"lanhost_internet_access", kHost, "com.quv.igd1.LANHost", "InternetAccess", "byte 0", true},
+        AuditCase{"lanhost_other", kHost, "com.quv.igd1.LANHost", "HostName", "'laptop'", false},
+        AuditCase{"wlan", kWlan, "com.quv.igd1.WLANConfiguration", "SSID", "'guest'", true},
+        AuditCase{"led", kLed, "com.quv.igd1.LED", "Status", "'off'", true},
+        AuditCase{"wifiinfo", kWifi, "com.quv.igd1.WiFiInfo", "Enable", "false", true},
+        AuditCase{"other", kObj, kIface, "Name", "'delta'", false},
+        AuditCase{"multi_lanhost_internet_access", kHost, "com.quv.igd1.LANHost", nullptr,
                   "{'HostName': <'laptop'>, 'InternetAccess': <byte 0>}", true},
-        AuditCase{"lanhost_other", kHost, "com.quv.igd1.LANHost", nullptr, "{'HostName': <'laptop'>}", false},
-        AuditCase{"wlan", kWlan, "com.quv.igd1.WLANConfiguration", nullptr, "{'SSID': <'guest'>}", true},
-        AuditCase{"led", kLed, "com.quv.igd1.LED", nullptr, "{'Status': <'off'>}", true},
+        AuditCase{"multi_lanhost_other", kHost, "com.quv.igd1.LANHost", nullptr, "{'HostName': <'laptop'>}", false},
+        AuditCase{"multi_wlan", kWlan, "com.quv.igd1.WLANConfiguration", nullptr, "{'SSID': <'guest'>}", true},
+        AuditCase{"multi_led", kLed, "com.quv.igd1.LED", nullptr, "{'Status': <'off'>}", true},
         // Unlike single writes, WiFiInfo dictionaries are not audited.
-        AuditCase{"wifiinfo_not_audited", kWifi, "com.quv.igd1.WiFiInfo", nullptr, "{'Enable': <false>}", false},
-        AuditCase{"other", kObj, kIface, nullptr, "{'Name': <'delta'>}", false}),
+        AuditCase{"multi_wifiinfo_not_audited", kWifi, "com.quv.igd1.WiFiInfo", nullptr, "{'Enable': <false>}", false},
+        AuditCase{"multi_other", kObj, kIface, nullptr, "{'Name': <'delta'>}", false}),
     [](const ::testing::TestParamInfo<AuditCase> &i) { return std::string(i.param.what); });
 
 TEST_F(AuditedWrites, AuditedEvenWhenTheWriteFails)
 {
     EXPECT_EQ(OvanDBusSetProperty(kGw, "/com/quv/igd1/No/LED", "com.quv.igd1.LED", "Status", g_variant_new_string("x")),
               -1);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusSetProperty",
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusSetProperty",
                             "S(com.quv.igd1), I(com.quv.igd1.LED), O(/com/quv/igd1/No/LED), 'x'"))
-        << dump(log);
-    EXPECT_EQ(errors_from(log, "OvanDBusSetProperty"), 2u) << "audit line and error line\n" << dump(log);
+        << dump();
+    EXPECT_EQ(errors_from(log, "OvanDBusSetProperty"), 2u) << "audit line and error line\n" << dump();
 }
 
 // ---- refused input -------------------------------------------------------------
@@ -376,10 +336,7 @@ struct BadInput {
     const char *prop;
 };
 
-void PrintTo(const BadInput &c, std::ostream *os)
-{
-    *os << c.what;
-}
+void PrintTo(const BadInput &c, std::ostream *os) { *os << c.what; }
 
 class RefusedInput : public Properties, public ::testing::WithParamInterface<BadInput> {};
 
@@ -397,11 +354,11 @@ TEST_P(RefusedInput, NothingIsSent)
                                            g_variant_new_parsed("{'Name': <'x'>}")),
                   -1);
     }
-    EXPECT_GE(errors_from(log, "OvanDBusGetProperty"), 1u) << dump(log);
-    EXPECT_GE(errors_from(log, "OvanDBusSetProperty"), 1u) << dump(log);
+    EXPECT_GE(errors_from(log, "OvanDBusGetProperty"), 1u) << dump();
+    EXPECT_GE(errors_from(log, "OvanDBusSetProperty"), 1u) << dump();
     if (c.prop) {
-        EXPECT_GE(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump(log);
-        EXPECT_GE(errors_from(log, "OvanDBusSetMultiProperty"), 1u) << dump(log);
+        EXPECT_GE(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump();
+        EXPECT_GE(errors_from(log, "OvanDBusSetMultiProperty"), 1u) << dump();
     }
     EXPECT_EQ(sim.count_calls(), 0u);
 }
@@ -426,14 +383,14 @@ TEST_F(Properties, SetMultiRefusesWhatIsNotADictionary)
 {
     const char *tag = "OvanDBusSetMultiProperty";
     EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, nullptr), -1);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, tag,
+    EXPECT_TRUE(logged(LOG_DEBUG, tag,
                             "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), "
                             "interface_name(com.quv.igd1.Test), value(NULL)"))
-        << dump(log);
+        << dump();
     EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, g_variant_new_string("Name=x")), -1);
     EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, g_variant_new_parsed("{'Name': 'x'}")), -1);  // a{ss}
     EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, g_variant_new_parsed("('Name', <'x'>)")), -1);
-    EXPECT_EQ(errors_from(log, tag), 4u) << dump(log);
+    EXPECT_EQ(errors_from(log, tag), 4u) << dump();
     EXPECT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Name", nullptr), -1);
     EXPECT_EQ(sim.count_calls(), 0u);
     GPtr<GVariant> name = sim.property(kObj, kIface, "Name");

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-#include "bus_fixture.hpp"
+#include "bus_support/bus_fixture.hpp"
 #include "support/temp_root.hpp"
 
 namespace {
@@ -155,7 +155,7 @@ protected:
 
     void start()
     {
-        ASSERT_EQ(OvanDBusStartService(kName), 0) << dump(log);
+        ASSERT_EQ(OvanDBusStartService(kName), 0) << dump();
         ASSERT_NE(qzr_dbus_service_context, nullptr);
     }
 
@@ -196,8 +196,8 @@ TEST_F(Service, StartOwnsTheName)
     EXPECT_NE(ctx->main_context, nullptr);
     EXPECT_TRUE(name_has_owner(bus, kName));
     EXPECT_EQ(name_owner(bus, kName), g_dbus_connection_get_unique_name(ctx->connection));
-    EXPECT_TRUE(has_message(log, LOG_NOTICE, "OvanDBusStartService", "DBUS Service 'com.example.bustest1' is Started."))
-        << dump(log);
+    EXPECT_TRUE(logged(LOG_NOTICE, "OvanDBusStartService", "DBUS Service 'com.example.bustest1' is Started."))
+        << dump();
 }
 
 TEST_F(Service, StartingTwiceIsRefused)
@@ -205,8 +205,8 @@ TEST_F(Service, StartingTwiceIsRefused)
     start();
     const OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
     EXPECT_EQ(OvanDBusStartService("com.example.other1"), -1);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusStartService", "Service com.example.bustest1 is already started."))
-        << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Service com.example.bustest1 is already started."))
+        << dump();
     EXPECT_EQ(qzr_dbus_service_context, ctx);
     EXPECT_EQ(ctx->is_service_started, 1);
     EXPECT_FALSE(name_has_owner(bus, "com.example.other1"));
@@ -219,7 +219,7 @@ TEST_F(Service, MalformedNameRefused)
         EXPECT_EQ(OvanDBusStartService(name), -1) << name;
         EXPECT_EQ(qzr_dbus_service_context, nullptr) << name;
     }
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump();
 }
 
 TEST_F(Service, NameOwnedByAnotherPeer)
@@ -227,12 +227,12 @@ TEST_F(Service, NameOwnedByAnotherPeer)
     const std::string owner = name_owner(bus, kGw);
     EXPECT_EQ(OvanDBusStartService(kGw), -1);
     EXPECT_EQ(qzr_dbus_service_context, nullptr) << "the context is freed";
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusStartService",
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService",
                             "ERR: errState is 1, release dbus_service_context and return."))
-        << dump(log);
+        << dump();
     EXPECT_EQ(name_owner(bus, kGw), owner);
     // The library's calls still work.
-    EXPECT_EQ(OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", nullptr), 0) << dump(log);
+    EXPECT_EQ(OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", nullptr), 0) << dump();
     // And a service can still be started.
     start();
     EXPECT_TRUE(name_has_owner(bus, kName));
@@ -243,9 +243,9 @@ TEST_F(Service, StartWithoutBus)
     ASSERT_TRUE(bus.stop());
     EXPECT_EQ(OvanDBusStartService(kName), -1);
     EXPECT_EQ(qzr_dbus_service_context, nullptr);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusStartService",
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService",
                             "ERR: errState is 1, release dbus_service_context and return."))
-        << dump(log);
+        << dump();
 }
 
 TEST_F(Service, StopReleasesTheName)
@@ -256,7 +256,7 @@ TEST_F(Service, StopReleasesTheName)
     EXPECT_EQ(qzr_dbus_service_context, nullptr);
     EXPECT_TRUE(wait_until([&] { return !name_has_owner(bus, kName); }));
     EXPECT_EQ(OvanDBusStopService(), -1);
-    EXPECT_TRUE(log_mentions(log, "] OvanDBusStopService: ")) << dump(log);
+    EXPECT_TRUE(log_mentions(log, "] OvanDBusStopService: ")) << dump();
 
     // Started again in the same process, it serves again.
     start();
@@ -401,13 +401,13 @@ TEST_F(Service, RegistrationRules)
     ASSERT_NE(iface, nullptr);
 
     EXPECT_EQ(OvanDBusRegisterObject(kObj, iface, &kTestTable, nullptr), -1) << "no service yet";
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusRegisterObject", "connection is NULL, just return.")) << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusRegisterObject", "connection is NULL, just return.")) << dump();
     EXPECT_EQ(registrations(), 0u);
 
     start();
     const int32_t id = OvanDBusRegisterObject(kObj, iface, &kTestTable, &g_state);
     ASSERT_GT(id, 0);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusRegisterObject", "object_path(/com/example/Obj)"));
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusRegisterObject", "object_path(/com/example/Obj)"));
     ASSERT_EQ(registrations(), 1u);
     EXPECT_EQ(qzr_dbus_obj_reg_list_head->reg_id, static_cast<uint32_t>(id));
     EXPECT_STREQ(qzr_dbus_obj_reg_list_head->object_path, kObj);
@@ -432,8 +432,8 @@ TEST_F(Service, RegistrationRules)
     // Unregistering: id 0 is refused, unknown ids change nothing, a real id goes.
     log.clear();
     OvanDBusUnRegisterObject(0);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusUnRegisterObject", "invalid registration id.")) << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusUnRegisterObject", "id(0)")) << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusUnRegisterObject", "invalid registration id.")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusUnRegisterObject", "id(0)")) << dump();
     OvanDBusUnRegisterObject(static_cast<unsigned>(id2) + 1000);
     EXPECT_EQ(registrations(), 2u);
     OvanDBusUnRegisterObject(static_cast<unsigned>(id2));
@@ -448,7 +448,7 @@ TEST_F(Service, RegistrationRules)
 TEST_F(Service, UnregisterWithoutService)
 {
     OvanDBusUnRegisterObject(3);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusUnRegisterObject", "connection is NULL, just return.")) << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusUnRegisterObject", "connection is NULL, just return.")) << dump();
 }
 
 TEST(NodeHelpers, ParseFindAndRelease)
@@ -505,7 +505,7 @@ TEST_F(DerivedName, FromControlFileInLowerCase)
                 "Package: MyApp  \nVersion: 1.0.3-r1\nDepends: libc\nVendor: ACME\t\nArchitecture: arm\n"
                 "DbusVersion: 2\nDescription: test\n");
     for (const char *given : {static_cast<const char *>(nullptr), ""}) {
-        ASSERT_EQ(OvanDBusStartService(given), 0) << dump(log);
+        ASSERT_EQ(OvanDBusStartService(given), 0) << dump();
         EXPECT_STREQ(qzr_dbus_service_context->service_name, "com.acme.myapp2");
         EXPECT_TRUE(name_has_owner(bus, "com.acme.myapp2"));
         EXPECT_EQ(OvanDBusStopService(), 0);
@@ -535,9 +535,9 @@ TEST_F(DerivedName, IncompleteOrMissingControlFile)
         log.clear();
         EXPECT_EQ(OvanDBusStartService(nullptr), -1) << c.what;
         EXPECT_EQ(qzr_dbus_service_context, nullptr) << c.what;
-        EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << c.what << dump(log);
+        EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << c.what << dump();
         if (!c.control) {
-            EXPECT_TRUE(log_mentions(log, "myapp.control open failed")) << dump(log);
+            EXPECT_TRUE(log_mentions(log, "myapp.control open failed")) << dump();
         }
     }
 }

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "bus_fixture.hpp"
+#include "bus_support/bus_fixture.hpp"
 
 namespace {
 
@@ -64,21 +64,21 @@ TEST_F(SimTest, NothingWithoutAService)
 {
     Seen seen;
     EXPECT_EQ(OvanDBusSubscribeSignal(nullptr, kSigPath, kSigIface, "Changed", record, &seen), 0u);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusSubscribeSignal",
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusSubscribeSignal",
                             "sender_name(), object_path(/com/quv/igd1/Test/Sig), interface_name(com.quv.igd1.Test), "
                             "signal_name(Changed)"))
-        << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusSubscribeSignal", "connection is NULL, just return.")) << dump(log);
+        << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusSubscribeSignal", "connection is NULL, just return.")) << dump();
     EXPECT_EQ(qzr_dbus_sigsubst_list_head, nullptr);
 
     // A floating parameter tuple is consumed even though nothing is sent.
     EXPECT_EQ(OvanDBusEmitSignal(nullptr, kSigPath, kSigIface, "Changed", g_variant_new("(s)", "x")), 0);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusEmitSignal", "connection is NULL.")) << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusEmitSignal", "connection is NULL.")) << dump();
 
     OvanDBusUnSubscribeSignal(4);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusUnSubscribeSignal", "subid (4)")) << dump(log);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusUnSubscribeSignal", "connection is NULL, just return."))
-        << dump(log);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusUnSubscribeSignal", "subid (4)")) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusUnSubscribeSignal", "connection is NULL, just return."))
+        << dump();
 
     // A context without a connection is no better.
     ScopedContext ctx;
@@ -92,7 +92,7 @@ protected:
     void SetUp() override
     {
         SimTest::SetUp();
-        ASSERT_EQ(OvanDBusStartService(kName), 0) << dump(log);
+        ASSERT_EQ(OvanDBusStartService(kName), 0) << dump();
         log.clear();
     }
     void TearDown() override
@@ -120,7 +120,7 @@ TEST_F(Signals, IdenticalSubscriptionsBothGetTheSignal)
     ASSERT_GT(id_a, 0u);
     ASSERT_GT(id_b, 0u);
     EXPECT_NE(id_a, id_b);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusSubscribeSignal", "subid (" + std::to_string(id_a) + ")"));
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusSubscribeSignal", "subid (" + std::to_string(id_a) + ")"));
     // Newest first, filters copied.
     ASSERT_EQ(subscriptions(), 2u);
     const OvanDBusSigSubst_t *head = qzr_dbus_sigsubst_list_head;
@@ -148,7 +148,7 @@ TEST_F(Signals, IdenticalSubscriptionsBothGetTheSignal)
     ASSERT_TRUE(sim.emit_signal(kSigPath, kSigIface, "Other", g_variant_new("(i)", 1)));
     ASSERT_TRUE(sim.emit_signal(kSigPath, kSigIface, "Changed", g_variant_new("(si)", "level", 4)));
     ASSERT_TRUE(wait_until([&] { return a.count == 2 && b.count == 2; })) << a.count << " " << b.count;
-    EXPECT_TRUE(log_mentions(log, "Received a signal: sender(")) << dump(log);
+    EXPECT_TRUE(log_mentions(log, "Received a signal: sender(")) << dump();
 }
 
 TEST_F(Signals, UnsubscribeRemovesOnlyTheGivenId)
@@ -189,8 +189,8 @@ TEST_F(Signals, SubscriptionsOutliveTheService)
     EXPECT_EQ(subscriptions(), 1u) << "stopping does not clear the list";
     log.clear();
     OvanDBusUnSubscribeSignal(id);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusUnSubscribeSignal", "connection is NULL, just return."))
-        << dump(log);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusUnSubscribeSignal", "connection is NULL, just return."))
+        << dump();
     EXPECT_EQ(subscriptions(), 1u) << "and the record stays";
     EXPECT_EQ(qzr_dbus_sigsubst_list_head->subid, id);
 }
@@ -205,11 +205,11 @@ TEST_F(Signals, HandlerOfARemovedSubscriptionIsNotCalled)
     GPtr<GVariant> params = lumo::ref_sink(g_variant_new("(i)", 1));
     _OvanBusGenericSignalFunction(nullptr, ":1.9", "/p/q", "a.b", "Sig", params.get(), &stale);
     EXPECT_EQ(seen.count, 0);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "_OvanBusGenericSignalFunction",
+    EXPECT_TRUE(logged(LOG_ERR, "_OvanBusGenericSignalFunction",
                             "Signal [sender(:1.9) path(/p/q), interface(a.b), signal(Sig)] not Subscribed by any APP."))
-        << dump(log);
+        << dump();
     _OvanBusGenericSignalFunction(nullptr, ":1.9", "/p/q", "a.b", "Sig", params.get(), nullptr);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "_OvanBusGenericSignalFunction", "Empty user_data, illegal."));
+    EXPECT_TRUE(logged(LOG_DEBUG, "_OvanBusGenericSignalFunction", "Empty user_data, illegal."));
 }
 
 // `gdbus monitor` watching the service's signals, as another process on the bus.
@@ -296,7 +296,7 @@ TEST_F(Signals, EmitErrorNamesNullDestination)
     // Refused before sending: not an object path.
     EXPECT_EQ(OvanDBusEmitSignal(nullptr, "not/a/path", "com.example.Test", "Hello", g_variant_new("(i)", 1)), 0);
     EXPECT_TRUE(log.contains("OvanDBusEmitSignal: S(NULL), O(not/a/path), I(com.example.Test), S(Hello): E<", LOG_ERR))
-        << dump(log);
+        << dump();
     ASSERT_NE(OvanGetErrMsg(), nullptr);
 
     // Refused by the bus library: the connection is gone.
@@ -307,9 +307,9 @@ TEST_F(Signals, EmitErrorNamesNullDestination)
     EXPECT_EQ(OvanDBusEmitSignal(nullptr, "/com/example/Obj", "com.example.Test", "Hello", nullptr), 0);
     const char *err = OvanGetErrMsg();
     ASSERT_NE(err, nullptr);
-    EXPECT_TRUE(has_message(log, LOG_ERR, "OvanDBusEmitSignal",
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusEmitSignal",
                             std::string("S(NULL), O(/com/example/Obj), I(com.example.Test), S(Hello): E<") + err + ">"))
-        << dump(log);
+        << dump();
 }
 
 }  // namespace

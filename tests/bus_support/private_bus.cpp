@@ -137,6 +137,37 @@ GPtr<GVariant> parse_variant(const char *text, const char *type)
     return v;
 }
 
+std::string printed(GVariant *v)
+{
+    if (!v)
+        return "(null)";
+    GStr s(g_variant_print(v, TRUE));
+    return s.get();
+}
+
+RunResult run_program(const std::vector<std::string> &argv)
+{
+    std::vector<char *> args;
+    for (const auto &a : argv)
+        args.push_back(const_cast<char *>(a.c_str()));
+    args.push_back(nullptr);
+    RunResult r;
+    GStr out_text, err_text;
+    int wait_status = 0;
+    GPtr<GError> err;
+    r.spawned = g_spawn_sync(nullptr, args.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr, out(out_text),
+                             out(err_text), &wait_status, out(err));
+    if (!r.spawned) {
+        r.err = err ? err->message : "spawn failed";
+        return r;
+    }
+    r.out = out_text ? out_text.get() : "";
+    r.err = err_text ? err_text.get() : "";
+    if (WIFEXITED(wait_status))
+        r.exit_status = WEXITSTATUS(wait_status);
+    return r;
+}
+
 // ---------------------------------------------------------------------------
 // PrivateBus
 

@@ -131,6 +131,17 @@ private:
 // Parses GVariant text; a gtest failure and null when it does not parse.
 GPtr<GVariant> parse_variant(const char *text, const char *type = nullptr);
 
+// g_variant_print with types; "(null)" for null.
+std::string printed(GVariant *v);
+
+// A program run to completion.
+struct RunResult {
+    bool spawned = false;
+    int exit_status = -1;  // -1 when it did not exit normally
+    std::string out, err;
+};
+RunResult run_program(const std::vector<std::string> &argv);
+
 // Paths of the programs and files the harness uses.
 std::string gwsim_path();
 std::string bus_config_path();

@@ -9,30 +9,12 @@
 
 #include "lumo3_core.h"
 #include "support/log_capture.hpp"
+#include "support/service_context.hpp"
 #include "support/temp_root.hpp"
 
 namespace {
 
-// A hosted-service context as the service layer would leave it, for the duration
-// of one test.
-class ScopedContext {
-public:
-    explicit ScopedContext(const char *name)
-    {
-        ctx_ = g_new0(OvanDBusServiceContext_t, 1);
-        g_strlcpy(ctx_->service_name, name, sizeof ctx_->service_name);
-        qzr_dbus_service_context = ctx_;
-    }
-    ~ScopedContext()
-    {
-        qzr_dbus_service_context = nullptr;
-        g_free(ctx_->errmsg);
-        g_free(ctx_);
-    }
-
-private:
-    OvanDBusServiceContext_t *ctx_;
-};
+using lumo::test::ScopedContext;
 
 TEST(Lifecycle, InitDestroyAndApiVersion)
 {
@@ -95,10 +77,7 @@ struct BusAddressCase {
     const char *expected;
 };
 
-void PrintTo(const BusAddressCase &c, std::ostream *os)
-{
-    *os << '"' << c.expected << '"';
-}
+void PrintTo(const BusAddressCase &c, std::ostream *os) { *os << '"' << c.expected << '"'; }
 
 
 class BusAddress : public testing::TestWithParam<BusAddressCase> {};

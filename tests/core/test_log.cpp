@@ -10,6 +10,7 @@
 
 #include "lumo3_core.h"
 #include "support/log_capture.hpp"
+#include "support/service_context.hpp"
 #include "support/temp_root.hpp"
 
 namespace {
@@ -32,24 +33,6 @@ public:
 
 private:
     TempRoot root_;
-};
-
-class ScopedService {
-public:
-    explicit ScopedService(const char *name)
-    {
-        ctx_ = g_new0(OvanDBusServiceContext_t, 1);
-        g_strlcpy(ctx_->service_name, name, sizeof ctx_->service_name);
-        qzr_dbus_service_context = ctx_;
-    }
-    ~ScopedService()
-    {
-        qzr_dbus_service_context = nullptr;
-        g_free(ctx_);
-    }
-
-private:
-    OvanDBusServiceContext_t *ctx_;
 };
 
 std::string captured_stdout_of(void (*fn)())
@@ -167,10 +150,7 @@ struct IdentCase {
     const char *ident;
 };
 
-void PrintTo(const IdentCase &c, std::ostream *os)
-{
-    *os << '"' << c.ident << '"';
-}
+void PrintTo(const IdentCase &c, std::ostream *os) { *os << '"' << c.ident << '"'; }
 
 
 class ProcessIdent : public testing::TestWithParam<IdentCase> {};
@@ -205,10 +185,7 @@ struct ServiceIdentCase {
     const char *ident;
 };
 
-void PrintTo(const ServiceIdentCase &c, std::ostream *os)
-{
-    *os << '"' << c.service << '"';
-}
+void PrintTo(const ServiceIdentCase &c, std::ostream *os) { *os << '"' << c.service << '"'; }
 
 
 class ServiceIdent : public testing::TestWithParam<ServiceIdentCase> {};
@@ -217,7 +194,7 @@ TEST_P(ServiceIdent, HostedServiceNamesIdentAndPrefix)
 {
     TempRoot root;
     LogCapture log;
-    ScopedService svc(GetParam().service);
+    lumo::test::ScopedContext svc(GetParam().service);
     lumo_dbg("Fn", "x");
     EXPECT_EQ(log.last_ident, GetParam().ident);
     ASSERT_EQ(log.lines().size(), 1u);

@@ -17,10 +17,7 @@ struct PathCase {
     const char *expected;
 };
 
-void PrintTo(const PathCase &c, std::ostream *os)
-{
-    *os << '"' << c.fixed << '"';
-}
+void PrintTo(const PathCase &c, std::ostream *os) { *os << '"' << c.fixed << '"'; }
 
 
 class Paths : public testing::TestWithParam<PathCase> {};

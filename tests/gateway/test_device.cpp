@@ -1,35 +1,17 @@
 // Device, network, PON and VoIP information; the capability questions; the name.
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <ostream>
 #include <string>
 
-#include "bus_support/private_bus.hpp"
-#include "lumo3_bus.h"
+#include "bus_support/bus_fixture.hpp"
 #include "lumo3_device.h"
-#include "support/log_capture.hpp"
 
 namespace {
 
-using lumo::test::LogCapture;
-using lumo::test::PrivateBus;
-using lumo::test::Simulator;
+using namespace lumo::test;
 
 constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
-constexpr const char kDeviceIface[] = "com.quv.igd1.DeviceInfo";
 
-class Device : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(bus.ok());
-        ASSERT_TRUE(sim.ok());
-    }
-    PrivateBus bus;
-    Simulator sim{bus};
-    LogCapture log;
-};
+using Device = SimTest;
 
 TEST_F(Device, InformationRecords)
 {
@@ -83,7 +65,6 @@ TEST_F(Device, MacFieldCutToTwelve)
 
 TEST_F(Device, NullRecordSendsNothing)
 {
-    sim.clear_call_log();
     EXPECT_EQ(OvanGetDeviceInfo(nullptr), -1);
     EXPECT_EQ(OvanGetNetworkInfo(nullptr), -1);
     EXPECT_EQ(OvanGetPONInfo(nullptr), -1);
@@ -98,10 +79,7 @@ struct CapabilityCase {
     uint32_t usb;
 };
 
-void PrintTo(const CapabilityCase &c, std::ostream *os)
-{
-    *os << '"' << c.capability << '"';
-}
+void PrintTo(const CapabilityCase &c, std::ostream *os) { *os << '"' << c.capability << '"'; }
 
 class Capability : public Device, public testing::WithParamInterface<CapabilityCase> {};
 

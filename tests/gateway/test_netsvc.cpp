@@ -1,51 +1,32 @@
 // PPPoE, DHCP server, port mapping, platform service and incoming filter: the checks,
 // texts and quirks of their own (the shapes are tested in test_shapes.cpp).
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <ostream>
 #include <string>
 
-#include "bus_support/private_bus.hpp"
+#include "bus_support/bus_fixture.hpp"
 #include "lumo3_netsvc.h"
-#include "support/log_capture.hpp"
 
 namespace {
 
+using namespace lumo::test;
 using lumo::GPtr;
-using lumo::test::LogCapture;
-using lumo::test::PrivateBus;
-using lumo::test::Simulator;
 
 constexpr const char kPortMappings[] = "/com/quv/igd1/Config/PortMapping";
 constexpr const char kPlatform[] = "/com/quv/igd1/Tevra/PlatformService";
 constexpr const char kFilter[] = "/com/quv/igd1/Config/IncomingFilter";
 
-class NetSvc : public testing::Test {
+class NetSvc : public SimTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(bus.ok());
-        ASSERT_TRUE(sim.ok());
-        sim.clear_call_log();
-    }
     uint32_t port_mapping_count()
     {
         uint32_t n = 0;
         EXPECT_EQ(OvanGetPortMappingObjs(nullptr, &n), 0);
         return n;
     }
-    PrivateBus bus;
-    Simulator sim{bus};
-    LogCapture log;
 };
 
-OvanObjPath_t path_of(const char *p)
-{
-    OvanObjPath_t path{};
-    g_strlcpy(path.str, p, sizeof path.str);
-    return path;
-}
+OvanObjPath_t path_of(const char *p) { return obj_path(p); }
 
 OvanPortMapping_t valid_rule()
 {
@@ -104,10 +85,7 @@ struct RuleCase {
     bool ok;
 };
 
-void PrintTo(const RuleCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
+void PrintTo(const RuleCase &c, std::ostream *os) { *os << c.name; }
 
 class PortMappingRules : public NetSvc, public testing::WithParamInterface<RuleCase> {};
 
@@ -199,10 +177,7 @@ struct MaskCase {
     const char *keys;  // the dictionary's keys in order, joined by ','
 };
 
-void PrintTo(const MaskCase &c, std::ostream *os)
-{
-    *os << c.mask;
-}
+void PrintTo(const MaskCase &c, std::ostream *os) { *os << c.mask; }
 
 class PlatformMask : public NetSvc, public testing::WithParamInterface<MaskCase> {};
 
@@ -212,18 +187,10 @@ TEST_P(PlatformMask, GroupsInTheirOrder)
     ASSERT_EQ(OvanGetPlatformService(&ps), 0);
     sim.clear_call_log();
     ASSERT_EQ(OvanSetPlatformService(GetParam().mask, &ps), 0);
-    auto calls = sim.call_log();
-    ASSERT_EQ(calls.size(), 1u);
-    GPtr<GVariant> dict(g_variant_get_child_value(calls[0].args.get(), 1));
+    ASSERT_EQ(sim.count_calls(), 1u);
     std::string keys;
-    GVariantIter it;
-    g_variant_iter_init(&it, dict.get());
-    const char *key = nullptr;
-    GVariant *value = nullptr;
-    while (g_variant_iter_next(&it, "{&sv}", &key, &value)) {
-        keys += (keys.empty() ? "" : ",") + std::string(key);
-        g_variant_unref(value);
-    }
+    for (const auto &k : sent_keys(sim))
+        keys += (keys.empty() ? "" : ",") + k;
     EXPECT_EQ(keys, GetParam().keys);
 }
 

@@ -385,10 +385,7 @@ struct CommandCase {
     const char *lead;    // expected printed leading value, nullptr: none
 };
 
-void PrintTo(const CommandCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
+void PrintTo(const CommandCase &c, std::ostream *os) { *os << c.name; }
 
 class Commands : public SimShapes, public testing::WithParamInterface<CommandCase> {};
 

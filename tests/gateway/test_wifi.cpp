@@ -1,80 +1,34 @@
 // WiFi information and radio actions against the simulator; also the WiFi
 // capability guard that every WiFi-family function runs first.
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <functional>
 #include <string>
 #include <syslog.h>
 #include <vector>
 
-#include "bus_support/private_bus.hpp"
-#include "core/glib_ptr.hpp"
-#include "lumo3_core.h"
-#include "lumo3_gateway.h"
+#include "bus_support/bus_fixture.hpp"
 #include "lumo3_wifi.h"
-#include "support/log_capture.hpp"
 
 namespace {
 
+using namespace lumo::test;
 using lumo::GPtr;
 using lumo::GStr;
-using lumo::test::LogCapture;
-using lumo::test::PrivateBus;
-using lumo::test::Simulator;
 
 constexpr const char kWiFi[] = "/com/quv/igd1/Info/WiFi";
 constexpr const char kWiFiIface[] = "com.quv.igd1.WiFiInfo";
 constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
-constexpr const char kDeviceIface[] = "com.quv.igd1.DeviceInfo";
 constexpr const char kMac[] = "0C4B54A1B2C3";
 char kUntouchedText[] = "untouched";
 
-class WiFi : public ::testing::Test {
+class WiFi : public SimTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(bus.ok());
-        ASSERT_TRUE(sim.ok());
-        ASSERT_TRUE(sim.clear_call_log());
-    }
-    void TearDown() override
-    {
-        // The private bus goes away first: keep GIO from ending the process then.
-        GPtr<GDBusConnection> conn(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-        if (conn)
-            g_dbus_connection_set_exit_on_close(conn.get(), FALSE);
-    }
-
-    // "] tag: message\n" at `priority`.
-    bool logged(int priority, const std::string &tag, const std::string &message) const
-    {
-        return log.contains("] " + tag + ": " + message + "\n", priority);
-    }
-    std::string dump() const
-    {
-        std::string all;
-        for (const auto &l : log.lines())
-            all += "<" + std::to_string(l.priority) + ">" + l.text;
-        return all;
-    }
     size_t wifi_calls(const std::string &method = "") { return sim.count_calls(kWiFi, "", method); }
-    std::string last_args(const std::string &method)
-    {
-        std::string args;
-        for (const auto &c : sim.call_log())
-            if (c.method == method)
-                args = c.args_text();
-        return args;
-    }
+    std::string args_of(const std::string &method) { return printed(last_args(sim, method).get()); }
     void set_device(const char *name, const char *value)
     {
         ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, name, value));
     }
-
-    PrivateBus bus;
-    Simulator sim{bus};
-    LogCapture log;
 };
 
 // ---- the capability guard ----
@@ -390,7 +344,7 @@ TEST_F(WiFi, DiscClientChecksMacAndSsidIndex)
         if (c.ok) {
             EXPECT_EQ(ret, 0);
             EXPECT_EQ(status, 0u);
-            EXPECT_EQ(last_args("KickOutDevice"), std::string("('") + c.mac + "', '" + c.idx + "')");
+            EXPECT_EQ(args_of("KickOutDevice"), std::string("('") + c.mac + "', '" + c.idx + "')");
         } else {
             EXPECT_EQ(ret, -1);
             EXPECT_EQ(status, 1u);
@@ -418,7 +372,7 @@ TEST_F(WiFi, SetSameSSIDWantsTwoDigitStrings)
     EXPECT_EQ(wifi_calls(), 0u);
 
     EXPECT_EQ(OvanWiFiSetSameSSID("01", "5", nullptr, nullptr), 0);
-    EXPECT_EQ(last_args("SetSameSSID"), "('01', '5')");
+    EXPECT_EQ(args_of("SetSameSSID"), "('01', '5')");
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiSetSameSSID", "enter, ssidIdx24(01), ssidIdx58(5)")) << dump();
 }
 
@@ -455,7 +409,7 @@ TEST_F(WiFi, ChannelCollectionHandsOutTheScoreOnlyOnSuccess)
     ASSERT_NE(score, nullptr);
     EXPECT_STREQ(score, "1:82,6:64,11:90");
     g_free(score);
-    EXPECT_EQ(last_args("ChannelCollection"), "('2.4G',)");
+    EXPECT_EQ(args_of("ChannelCollection"), "('2.4G',)");
 
     ASSERT_TRUE(sim.script_reply(kWiFi, kWiFiIface, "ChannelCollection", "('1:10', uint32 2, 'scanning')"));
     score = kUntouchedText;

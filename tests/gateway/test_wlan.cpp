@@ -1,29 +1,19 @@
 // WLAN devices (SSIDs) and WPS against the simulator.
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <functional>
 #include <string>
 #include <syslog.h>
 #include <vector>
 
-#include "bus_support/private_bus.hpp"
-#include "core/glib_ptr.hpp"
-#include "lumo3_bus.h"
-#include "lumo3_core.h"
-#include "lumo3_gateway.h"
+#include "bus_support/bus_fixture.hpp"
 #include "lumo3_wlan.h"
-#include "support/log_capture.hpp"
 #include "support/temp_root.hpp"
 
 namespace {
 
+using namespace lumo::test;
 using lumo::GPtr;
 using lumo::GStr;
-using lumo::test::LogCapture;
-using lumo::test::PrivateBus;
-using lumo::test::Simulator;
-using lumo::test::TempRoot;
 
 constexpr const char kColl[] = "/com/quv/igd1/Config/WLAN/Devices";
 constexpr const char kIface[] = "com.quv.igd1.WLANConfiguration";
@@ -35,12 +25,7 @@ constexpr const char kWPS5[] = "/com/quv/igd1/Config/WLAN/Devices/5/WPS";
 constexpr const char kOwnerFile[] = "/tmp/.uci/wlandevice-owner";
 char kUntouchedText[] = "untouched";
 
-OvanObjPath_t at(const std::string &path)
-{
-    OvanObjPath_t p{};
-    std::strncpy(p.str, path.c_str(), sizeof p.str - 1);
-    return p;
-}
+OvanObjPath_t at(const std::string &path) { return obj_path(path); }
 
 // A record every check of the setter accepts.
 OvanWLANDevice_t valid_device()
@@ -66,34 +51,13 @@ OvanWLANDevice_t valid_device()
     return d;
 }
 
-class WLAN : public ::testing::Test {
+class WLAN : public SimTest {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(bus.ok());
-        ASSERT_TRUE(sim.ok());
-        ASSERT_TRUE(sim.clear_call_log());
-    }
     void TearDown() override
     {
         if (qzr_dbus_service_context)
             OvanDBusStopService();
-        // The private bus goes away first: keep GIO from ending the process then.
-        GPtr<GDBusConnection> conn(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-        if (conn)
-            g_dbus_connection_set_exit_on_close(conn.get(), FALSE);
-    }
-
-    bool logged(int priority, const std::string &tag, const std::string &message) const
-    {
-        return log.contains("] " + tag + ": " + message + "\n", priority);
-    }
-    std::string dump() const
-    {
-        std::string all;
-        for (const auto &l : log.lines())
-            all += "<" + std::to_string(l.priority) + ">" + l.text;
-        return all;
+        SimTest::TearDown();
     }
     size_t wlan_calls(const std::string &method = "")
     {
@@ -103,38 +67,11 @@ protected:
                 n++;
         return n;
     }
-    // The arguments of the last call of `method`.
-    GPtr<GVariant> last_args(const std::string &method)
-    {
-        GPtr<GVariant> args;
-        for (auto &c : sim.call_log())
-            if (c.method == method)
-                args = std::move(c.args);
-        return args;
-    }
-    // Keys of the dictionary the last SetMulti sent, in order.
-    std::vector<std::string> sent_keys()
-    {
-        std::vector<std::string> keys;
-        GPtr<GVariant> args = last_args("SetMulti");
-        if (!args)
-            return keys;
-        GPtr<GVariant> dict(g_variant_get_child_value(args.get(), 1));
-        for (size_t i = 0; i < g_variant_n_children(dict.get()); i++) {
-            GPtr<GVariant> entry(g_variant_get_child_value(dict.get(), i));
-            GPtr<GVariant> key(g_variant_get_child_value(entry.get(), 0));
-            keys.emplace_back(g_variant_get_string(key.get(), nullptr));
-        }
-        return keys;
-    }
+    std::vector<std::string> sent_keys() { return lumo::test::sent_keys(sim); }
     bool exists(const std::string &path)
     {
         return sim.call(path, "com.quv.igd1.Properties", "GetAll", g_variant_new("(s)", kIface)) != nullptr;
     }
-
-    PrivateBus bus;
-    Simulator sim{bus};
-    LogCapture log;
 };
 
 // ---- the capability guard, on every member ----
@@ -517,7 +454,7 @@ TEST_F(WLAN, SetWPSReportsTheGatewaysAnswer)
     ASSERT_EQ(OvanSetWPS(at(kWPS1), 2, 120, &status, &msg), 0) << dump();
     EXPECT_EQ(status, 0u);
     EXPECT_EQ(msg, nullptr);
-    GPtr<GVariant> args = last_args("SetWPS");
+    GPtr<GVariant> args = last_args(sim, "SetWPS");
     ASSERT_TRUE(args);
     GStr printed(g_variant_print(args.get(), TRUE));
     EXPECT_STREQ(printed.get(), "(2, uint32 120)");

@@ -1,4 +1,6 @@
-#include "bus_fixture.hpp"
+#include "bus_support/bus_fixture.hpp"
+
+#include <syslog.h>
 
 #include <cstdlib>
 #include <ftw.h>
@@ -32,6 +34,46 @@ std::string dump(const LogCapture &log)
     return all;
 }
 
+size_t errors_from(const LogCapture &log, const std::string &tag)
+{
+    size_t n = 0;
+    for (const auto &l : log.lines())
+        if (l.priority == LOG_ERR && l.text.find("] " + tag + ": ") != std::string::npos)
+            n++;
+    return n;
+}
+
+OvanObjPath_t obj_path(const std::string &path)
+{
+    OvanObjPath_t p{};
+    g_strlcpy(p.str, path.c_str(), sizeof p.str);
+    return p;
+}
+
+GPtr<GVariant> last_args(Simulator &sim, const std::string &method)
+{
+    GPtr<GVariant> args;
+    for (auto &c : sim.call_log())
+        if (c.method == method)
+            args = std::move(c.args);
+    return args;
+}
+
+std::vector<std::string> sent_keys(Simulator &sim)
+{
+    std::vector<std::string> keys;
+    GPtr<GVariant> args = last_args(sim, "SetMulti");
+    if (!args)
+        return keys;
+    GPtr<GVariant> dict(g_variant_get_child_value(args.get(), 1));
+    for (size_t i = 0; i < g_variant_n_children(dict.get()); ++i) {
+        const char *key = nullptr;
+        g_variant_get_child(dict.get(), i, "{&sv}", &key, nullptr);
+        keys.emplace_back(key);
+    }
+    return keys;
+}
+
 void quiet_shared_connection()
 {
     GPtr<GDBusConnection> conn(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
@@ -48,20 +90,6 @@ bool wait_until(const std::function<bool()> &done, int timeout_ms)
         g_usleep(2000);
     }
     return true;
-}
-
-ScopedContext::ScopedContext(const char *name) : ctx_(g_new0(OvanDBusServiceContext_t, 1))
-{
-    g_strlcpy(ctx_->service_name, name, sizeof ctx_->service_name);
-    qzr_dbus_service_context = ctx_;
-}
-
-ScopedContext::~ScopedContext()
-{
-    if (qzr_dbus_service_context == ctx_)
-        qzr_dbus_service_context = nullptr;
-    g_free(ctx_->errmsg);
-    g_free(ctx_);
 }
 
 namespace {
@@ -92,29 +120,6 @@ ScopedTmpDir::~ScopedTmpDir()
         unsetenv("TMPDIR");
     if (!dir_.empty())
         nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
-}
-
-RunResult run_program(const std::vector<std::string> &argv)
-{
-    std::vector<char *> args;
-    for (const auto &a : argv)
-        args.push_back(const_cast<char *>(a.c_str()));
-    args.push_back(nullptr);
-    RunResult r;
-    GStr out_text, err_text;
-    int wait_status = 0;
-    GPtr<GError> err;
-    r.spawned = g_spawn_sync(nullptr, args.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr, out(out_text),
-                             out(err_text), &wait_status, out(err));
-    if (!r.spawned) {
-        r.err = err ? err->message : "spawn failed";
-        return r;
-    }
-    r.out = out_text ? out_text.get() : "";
-    r.err = err_text ? err_text.get() : "";
-    if (WIFEXITED(wait_status))
-        r.exit_status = WEXITSTATUS(wait_status);
-    return r;
 }
 
 RunResult gdbus_call(const PrivateBus &bus, const std::string &dest, const std::string &path,

@@ -1,5 +1,5 @@
-// Shared pieces of the bus-layer tests: fixtures with a private bus (and the
-// gateway simulator), exact log-line checks, outside clients, bounded waits.
+// Shared pieces of the bus-layer and gateway tests: fixtures with a private bus
+// (and the gateway simulator), exact log-line checks, outside clients, bounded waits.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,7 +12,9 @@
 #include "core/glib_ptr.hpp"
 #include "lumo3_bus.h"
 #include "lumo3_core.h"
+#include "lumo3_gateway.h"
 #include "support/log_capture.hpp"
+#include "support/service_context.hpp"
 
 namespace lumo::test {
 
@@ -27,6 +29,27 @@ bool has_message(const LogCapture &log, int priority, const std::string &tag, co
 bool log_mentions(const LogCapture &log, const std::string &needle);
 // All captured lines, for failure output.
 std::string dump(const LogCapture &log);
+// How many lines at LOG_ERR come from `tag`.
+size_t errors_from(const LogCapture &log, const std::string &tag);
+
+// An object-path argument of the gateway families (cut to fit, always terminated).
+OvanObjPath_t obj_path(const std::string &path);
+
+// Status and message outputs of a gateway call, pre-set so that "untouched" shows.
+struct StatusOut {
+    uint32_t status = 77;
+    char *errmsg = nullptr;
+    StatusOut() = default;
+    StatusOut(const StatusOut &) = delete;
+    StatusOut &operator=(const StatusOut &) = delete;
+    ~StatusOut() { g_free(errmsg); }
+    std::string msg() const { return errmsg ? errmsg : "<untouched>"; }
+};
+
+// The argument tuple of the last call of `method` the simulator received (null if none).
+GPtr<GVariant> last_args(Simulator &sim, const std::string &method);
+// The keys of the dictionary the last SetMulti sent, in order.
+std::vector<std::string> sent_keys(Simulator &sim);
 
 // GIO's shared system connection raises SIGTERM when its bus goes away while
 // exit-on-close is on; tests turn it off before their private bus is stopped.
@@ -34,19 +57,6 @@ void quiet_shared_connection();
 
 // Polls `done` every few milliseconds for at most timeout_ms.
 bool wait_until(const std::function<bool()> &done, int timeout_ms = 5000);
-
-// A zero-filled service context without a connection, so bus calls keep a last
-// error without a hosted service.
-class ScopedContext {
-public:
-    explicit ScopedContext(const char *name = "com.example.bustest1");
-    ~ScopedContext();
-    ScopedContext(const ScopedContext &) = delete;
-    ScopedContext &operator=(const ScopedContext &) = delete;
-
-private:
-    OvanDBusServiceContext_t *ctx_;
-};
 
 // A fresh directory as TMPDIR for the object's lifetime, removed with its contents
 // afterwards: death-test children leave their private bus directories there.
@@ -61,14 +71,6 @@ private:
     std::string dir_, saved_;
     bool had_ = false;
 };
-
-// A program run to completion.
-struct RunResult {
-    bool spawned = false;
-    int exit_status = -1;  // -1 when it did not exit normally
-    std::string out, err;
-};
-RunResult run_program(const std::vector<std::string> &argv);
 
 // `gdbus call` as an outside client of the private bus.
 RunResult gdbus_call(const PrivateBus &bus, const std::string &dest, const std::string &path,
@@ -87,6 +89,13 @@ protected:
         if (bus.ok())
             quiet_shared_connection();
     }
+
+    // An exact line of `tag` at `priority`.
+    bool logged(int priority, const std::string &tag, const std::string &message) const
+    {
+        return has_message(log, priority, tag, message);
+    }
+    std::string dump() const { return lumo::test::dump(log); }
 
     PrivateBus bus;
     LogCapture log;
