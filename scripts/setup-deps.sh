@@ -7,6 +7,7 @@ packages=(
   cmake ninja-build g++ pkg-config
   libglib2.0-dev libglib2.0-bin dbus-daemon
   googletest libgtest-dev libbenchmark-dev
+  libcli11-dev nlohmann-json3-dev
   "$@"
 )
 

@@ -1,0 +1,424 @@
+// lumoctl run as a process against the simulator on a private bus: its text, its
+// JSON (parsed) and the exit codes scripts rely on.
+#include <gtest/gtest.h>
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "bus_support/private_bus.hpp"
+
+namespace lumo::test {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr const char *kPortMapping = "/com/quv/igd1/Config/PortMapping";
+constexpr const char *kPortMappingIface = "com.quv.igd1.PortMapping";
+constexpr const char *kWiFi = "/com/quv/igd1/Info/WiFi";
+constexpr const char *kSystem = "/com/quv/igd1/Tevra/System";
+constexpr const char *kSysCmd = "com.quv.igd1.SysCmd";
+
+std::string lumoctl_path()
+{
+    const char *env = getenv("LUMOCTL");
+    return env && *env ? env : LUMOCTL_PATH;
+}
+
+struct Outcome {
+    int code = -1;
+    std::string out, err;
+    Json json() const { return Json::parse(out); }
+    // stderr holds exactly one line, a lumoctl message.
+    bool one_line_error() const
+    {
+        return err.rfind("lumoctl: ", 0) == 0 && err.find('\n') == err.size() - 1;
+    }
+};
+
+Outcome lumoctl(std::vector<std::string> args)
+{
+    args.insert(args.begin(), lumoctl_path());
+    std::vector<char *> argv;
+    for (std::string &a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    char *out = nullptr, *err = nullptr;
+    int status = 0;
+    GError *error = nullptr;
+    Outcome r;
+    if (!g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &out, &err, &status, &error)) {
+        ADD_FAILURE() << error->message;
+        g_error_free(error);
+        return r;
+    }
+    r.out = out;
+    r.err = err;
+    g_free(out);
+    g_free(err);
+    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return r;
+}
+
+std::string text(const GPtr<GVariant> &v)
+{
+    if (!v)
+        return "(null)";
+    gchar *s = g_variant_print(v.get(), FALSE);
+    std::string out = s;
+    g_free(s);
+    return out;
+}
+
+class LumoctlTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(sim.ok()); }
+    PrivateBus bus;
+    Simulator sim{bus};
+};
+
+// One read of each kind, checked through the parsed JSON with its types.
+TEST_F(LumoctlTest, ReadsEachKindWithTypedJson)
+{
+    Outcome device = lumoctl({"--json", "device", "get"});
+    ASSERT_EQ(device.code, 0) << device.err;
+    Json d = device.json();
+    EXPECT_EQ(d["path"], "/com/quv/igd1/Info/Device");
+    EXPECT_EQ(d["Manufacturer"], "Quv");
+    EXPECT_TRUE(d["FlashSize"].is_number_unsigned());
+    EXPECT_EQ(d["FlashSize"], 256);
+    EXPECT_EQ(d["CPUUsage"], 12);
+    EXPECT_FALSE(d.contains("DevStyle"));  // only the v4 layout carries it
+    EXPECT_EQ(lumoctl({"--json", "device", "get", "--layout", "v4"}).json()["DevStyle"], "white");
+
+    Json pon = lumoctl({"--json", "pon", "get"}).json();
+    EXPECT_TRUE(pon["Temperature"].is_number_float());
+    EXPECT_DOUBLE_EQ(pon["Temperature"].get<double>(), 45.5);
+
+    Json wifi = lumoctl({"--json", "wifi", "get"}).json();
+    EXPECT_TRUE(wifi["Enable2G"].is_boolean());
+    EXPECT_EQ(wifi["ChannelScanScore"], Json::array({"1:82", "6:64", "11:90"}));
+
+    // Instances by path, MAC, name and SSID.
+    Json host = lumoctl({"--json", "lanhost", "get", "--mac", "A4C3F0112233"}).json();
+    EXPECT_EQ(host["path"], "/com/quv/igd1/Config/LANHosts/1");
+    EXPECT_EQ(host["HostName"], "laptop");
+    EXPECT_EQ(host["RxBytes"], 734003200u);
+    Json wan = lumoctl({"--json", "wan", "get", "--name", "1_INTERNET_R_VID_41"}).json();
+    EXPECT_EQ(wan["IfName"], "ppp0");
+    EXPECT_EQ(wan["VLANID"], 41);
+    Json wlan = lumoctl({"--json", "wlan", "get", "--ssid", "Quv-A1B2C3"}).json();
+    EXPECT_EQ(wlan["path"], "/com/quv/igd1/Config/WLAN/Devices/1");
+    EXPECT_EQ(wlan["Enable"], true);
+    Json rule = lumoctl({"--json", "portmap", "get", std::string(kPortMapping) + "/1"}).json();
+    EXPECT_EQ(rule["ExternalPort"], 8080);
+    EXPECT_EQ(rule["Description"], "web server");
+}
+
+TEST_F(LumoctlTest, TextIsAlignedNameValueLines)
+{
+    Outcome r = lumoctl({"device", "get"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out.rfind("path                  /com/quv/igd1/Info/Device\n", 0), 0u) << r.out;
+    EXPECT_NE(r.out.find("\nManufacturer          Quv\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("\nDevName               HomeGateway\n"), std::string::npos) << r.out;
+    EXPECT_TRUE(r.err.empty());
+}
+
+TEST_F(LumoctlTest, ListsCollections)
+{
+    Outcome wan = lumoctl({"--json", "wan", "list"});
+    ASSERT_EQ(wan.code, 0) << wan.err;
+    Json all = wan.json();
+    ASSERT_TRUE(all.is_array());
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(all[0]["path"], "/com/quv/igd1/Info/Network/WANConnectionDb/1");
+    EXPECT_EQ(all[0]["RxBytes"], 5217714176u);
+
+    Json online = lumoctl({"--json", "online", "list", "--layout", "ipv6"}).json();
+    ASSERT_EQ(online.size(), 2u);
+    EXPECT_EQ(online[0]["IPv6"], "2001:db8:100::20");
+    EXPECT_EQ(online[1]["NegoRate"], 866);
+
+    // Text: one block per record, separated by a blank line.
+    Outcome text_list = lumoctl({"portmap", "list"});
+    ASSERT_EQ(text_list.code, 0);
+    EXPECT_EQ(text_list.out.find("\n\n"), std::string::npos);  // one rule in the model
+    sim.add_object(std::string(kPortMapping) + "/7",
+                   "{'com.quv.igd1.PortMapping': {'ExternalPort': <uint32 22>, 'Enable': <false>}}");
+    EXPECT_NE(lumoctl({"portmap", "list"}).out.find("\n\npath"), std::string::npos);
+}
+
+TEST_F(LumoctlTest, SetGoesThroughTheLibrary)
+{
+    Outcome r = lumoctl({"wifi", "set", "Enable2G=false"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.out, "updated /com/quv/igd1/Info/WiFi: Enable2G\n");
+    EXPECT_EQ(text(sim.property(kWiFi, "com.quv.igd1.WiFiInfo", "Enable2G")), "false");
+
+    std::string rule = std::string(kPortMapping) + "/1";
+    r = lumoctl({"--json", "portmap", "set", rule, "ExternalPort=9090", "Description=moved"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.json()["updated"], Json::array({"ExternalPort", "Description"}));
+    EXPECT_EQ(text(sim.property(rule, kPortMappingIface, "ExternalPort")), "9090");
+    EXPECT_EQ(text(sim.property(rule, kPortMappingIface, "Description")), "'moved'");
+    // Fields not named keep their values.
+    EXPECT_EQ(text(sim.property(rule, kPortMappingIface, "InternalClient")), "'192.168.1.20'");
+}
+
+TEST_F(LumoctlTest, AddsAndDeletesAPortMapping)
+{
+    Outcome add = lumoctl({"--json", "portmap", "add", "InternalClient=192.168.1.30", "ExternalPort=2222",
+                       "InternalPort=22", "PortMappingProtocol=TCP", "Enable=true"});
+    ASSERT_EQ(add.code, 0) << add.err;
+    std::string path = add.json()["path"];
+    EXPECT_EQ(path, std::string(kPortMapping) + "/2");
+    EXPECT_EQ(text(sim.property(path, kPortMappingIface, "InternalPort")), "22");
+    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 2u);
+
+    sim.clear_call_log();
+    Outcome refused = lumoctl({"portmap", "delete", path});
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_TRUE(refused.one_line_error()) << refused.err;
+    EXPECT_EQ(sim.count_calls(), 0u);
+
+    Outcome del = lumoctl({"portmap", "delete", "--yes", path});
+    ASSERT_EQ(del.code, 0) << del.err;
+    EXPECT_EQ(del.out, "deleted " + path + "\n");
+    EXPECT_EQ(sim.count_calls(kPortMapping, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
+    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
+}
+
+TEST_F(LumoctlTest, CommandPrintsWordMessageAndResult)
+{
+    Outcome r = lumoctl({"--json", "system", "ta-passwd"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    Json j = r.json();
+    EXPECT_EQ(j["status"], 0);
+    EXPECT_EQ(j["result"], "admin#8x2Lq");
+
+    r = lumoctl({"system", "check-loid"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.out.rfind("status   0\n", 0), 0u) << r.out;
+}
+
+TEST_F(LumoctlTest, NonZeroWordIsAGatewayFailure)
+{
+    sim.script_reply(kSystem, kSysCmd, "Reboot", "(uint32 7, 'busy now')");
+    Outcome r = lumoctl({"--json", "system", "reboot", "--yes"});
+    EXPECT_EQ(r.code, 3);
+    Json j = r.json();
+    EXPECT_EQ(j["status"], 7);
+    EXPECT_EQ(j["message"], "busy now");
+    EXPECT_TRUE(r.one_line_error()) << r.err;
+    EXPECT_NE(r.err.find("busy now"), std::string::npos);
+}
+
+TEST_F(LumoctlTest, DestructiveCommandsNeedYes)
+{
+    sim.clear_call_log();
+    for (const char *cmd : {"reboot", "restore", "local-recovery"}) {
+        Outcome r = lumoctl({"system", cmd});
+        EXPECT_EQ(r.code, 2) << cmd;
+        EXPECT_TRUE(r.one_line_error()) << r.err;
+        EXPECT_NE(r.err.find("--yes"), std::string::npos);
+    }
+    EXPECT_EQ(lumoctl({"system", "upgrade", "http://x/fw.bin", "0", "0", "1"}).code, 2);
+    EXPECT_EQ(lumoctl({"wlan", "delete", "/com/quv/igd1/Config/WLAN/Devices/2"}).code, 2);
+    EXPECT_EQ(sim.count_calls(), 0u);
+    // Refused before the bus is even needed.
+    EXPECT_EQ(lumoctl({"--address", "unix:path=/nonexistent", "system", "reboot"}).code, 2);
+}
+
+// Usage errors, unknown fields, malformed values and values the library refuses:
+// 2, one line on standard error, and nothing reaches the gateway's writes.
+TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
+{
+    const std::vector<std::vector<std::string>> cases = {
+        {"bogus"},
+        {"portmap"},
+        {"portmap", "list", "--bogus"},
+        {"portmap", "add", "Bogus=1"},
+        {"portmap", "add", "ExternalPort=abc"},
+        {"portmap", "add", "Enable=maybe"},
+        {"portmap", "add", "justaword"},
+        {"portmap", "add", "Description=" + std::string(40, 'x')},
+        {"wifi", "set", "WiFiMode=ax"},  // read-only
+        {"portmap", "add", "InternalClient=192.168.1.30", "ExternalPort=70000", "InternalPort=22",
+         "PortMappingProtocol=TCP"},  // the library's own check
+        {"system", "set", "MemAlarm=40"},
+        {"portmap", "get", "/com/quv/igd1/Info/WiFi"},  // a path of another collection
+        {"system", "upgrade", "http://x/fw.bin", "zero", "0", "1", "--yes"},
+    };
+    for (const auto &args : cases) {
+        Outcome r = lumoctl(args);
+        std::string shown;
+        for (const auto &a : args)
+            shown += a + " ";
+        EXPECT_EQ(r.code, 2) << shown << r.err;
+        EXPECT_TRUE(r.one_line_error()) << shown << r.err;
+        EXPECT_TRUE(r.out.empty()) << shown << r.out;
+    }
+    EXPECT_EQ(sim.count_calls("", "", "SetMulti"), 0u);
+    EXPECT_EQ(sim.count_calls("", "", "Upgrade"), 0u);
+    // The refused add left no rule behind.
+    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
+}
+
+TEST_F(LumoctlTest, HelpForEverySubcommand)
+{
+    for (const std::vector<std::string> &args : std::vector<std::vector<std::string>>{
+             {"--help"}, {"portmap", "--help"}, {"portmap", "set", "--help"}, {"watch", "--help"},
+             {"system", "reboot", "--help"}}) {
+        Outcome r = lumoctl(args);
+        EXPECT_EQ(r.code, 0) << args[0];
+        EXPECT_NE(r.out.find("Exit status"), std::string::npos) << r.out;
+    }
+    EXPECT_NE(lumoctl({"portmap", "set", "--help"}).out.find("ExternalPort (0..4294967295)"), std::string::npos);
+}
+
+TEST_F(LumoctlTest, DelayedReplyTimesOut)
+{
+    sim.script_delay("/com/quv/igd1/Info/Device", "", "GetAll", 20000);
+    gint64 start = g_get_monotonic_time();
+    Outcome r = lumoctl({"--timeout", "1", "device", "get"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_LT(g_get_monotonic_time() - start, 5 * G_USEC_PER_SEC);
+    EXPECT_EQ(r.err, "lumoctl: timed out after 1 s\n");
+}
+
+TEST(LumoctlNoGateway, MissingGatewayExitsThree)
+{
+    PrivateBus bus;
+    ASSERT_TRUE(bus.ok());
+    Outcome r = lumoctl({"device", "get"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.one_line_error()) << r.err;
+    EXPECT_NE(r.err.find("com.quv.igd1"), std::string::npos) << r.err;
+}
+
+TEST(LumoctlNoGateway, UnreachableBusExitsThree)
+{
+    gchar *dir = g_dir_make_tmp("lumoctl-XXXXXX", nullptr);
+    Outcome r = lumoctl({"--address", std::string("unix:path=") + dir + "/none", "device", "get"});
+    rmdir(dir);
+    g_free(dir);
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.one_line_error()) << r.err;
+    EXPECT_NE(r.err.find("system bus"), std::string::npos) << r.err;
+}
+
+// A background lumoctl whose output is read as it comes.
+class Background {
+public:
+    explicit Background(std::vector<std::string> args)
+    {
+        args.insert(args.begin(), lumoctl_path());
+        std::vector<char *> argv;
+        for (std::string &a : args)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        GError *error = nullptr;
+        if (!g_spawn_async_with_pipes(nullptr, argv.data(), nullptr, G_SPAWN_DO_NOT_REAP_CHILD, nullptr, nullptr,
+                                      &pid_, nullptr, &out_, &err_, &error)) {
+            ADD_FAILURE() << error->message;
+            g_error_free(error);
+        }
+    }
+    ~Background()
+    {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+        if (out_ >= 0)
+            close(out_);
+        if (err_ >= 0)
+            close(err_);
+    }
+    // Reads fd into text until done(text) or the time is up.
+    template <typename Done>
+    static bool read_until(int fd, std::string &text, Done done, int timeout_ms = 10000)
+    {
+        gint64 end = g_get_monotonic_time() + gint64(timeout_ms) * 1000;
+        while (!done(text)) {
+            int left = int((end - g_get_monotonic_time()) / 1000);
+            pollfd p{fd, POLLIN, 0};
+            if (left <= 0 || poll(&p, 1, left) <= 0)
+                return false;
+            char buf[512];
+            ssize_t n = read(fd, buf, sizeof buf);
+            if (n <= 0)
+                return false;
+            text.append(buf, size_t(n));
+        }
+        return true;
+    }
+    bool ready()
+    {
+        return read_until(err_, err, [](const std::string &t) { return t.find("watching") != std::string::npos; });
+    }
+    // Reads standard output until it holds n lines.
+    bool lines(size_t n)
+    {
+        return read_until(out_, out, [n](const std::string &t) { return size_t(std::count(t.begin(), t.end(), '\n')) >= n; });
+    }
+    int wait()
+    {
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        pid_ = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    std::string out, err;
+
+private:
+    GPid pid_ = 0;
+    int out_ = -1, err_ = -1;
+};
+
+TEST_F(LumoctlTest, WatchPrintsAChangeMadeMeanwhile)
+{
+    Background watch({"watch", "--count", "1", "--timeout", "20"});
+    ASSERT_TRUE(watch.ready()) << watch.err;
+    ASSERT_EQ(lumoctl({"wifi", "set", "Enable2G=false"}).code, 0);
+    ASSERT_TRUE(watch.lines(1));
+    EXPECT_EQ(watch.out, "changed /com/quv/igd1/Info/WiFi com.quv.igd1.WiFiInfo Enable2G=false\n");
+    EXPECT_EQ(watch.wait(), 0);
+}
+
+TEST_F(LumoctlTest, WatchJsonFollowsObjectsAddedAndRemoved)
+{
+    Background watch({"--json", "watch", "--count", "2", "--timeout", "20"});
+    ASSERT_TRUE(watch.ready()) << watch.err;
+    std::string path = std::string(kPortMapping) + "/9";
+    sim.add_object(path, "{'com.quv.igd1.PortMapping': {'ExternalPort': <uint32 22>}}");
+    sim.remove_object(path);
+    ASSERT_TRUE(watch.lines(2)) << watch.out;
+    EXPECT_EQ(watch.wait(), 0);
+    std::vector<Json> events;
+    size_t start = 0;
+    for (size_t nl; (nl = watch.out.find('\n', start)) != std::string::npos; start = nl + 1)
+        events.push_back(Json::parse(watch.out.substr(start, nl - start)));
+    ASSERT_EQ(events.size(), 2u) << watch.out;
+    EXPECT_EQ(events[0]["event"], "added");
+    EXPECT_EQ(events[0]["path"], path);
+    EXPECT_EQ(events[0]["interfaces"]["com.quv.igd1.PortMapping"]["ExternalPort"], 22);
+    EXPECT_EQ(events[1]["event"], "removed");
+    EXPECT_EQ(events[1]["interfaces"], Json::array({"com.quv.igd1.PortMapping"}));
+}
+
+TEST_F(LumoctlTest, WatchWithoutEnoughEventsTimesOut)
+{
+    Outcome r = lumoctl({"watch", "--count", "1", "--timeout", "1"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.out.empty());
+}
+
+}  // namespace
+}  // namespace lumo::test
