@@ -18,25 +18,46 @@ std::vector<std::pair<std::string, std::string>> &ratios()
     return r;
 }
 
-// Keeps each benchmark's time per iteration while printing as usual.
+// Keeps each benchmark's time per iteration while printing as usual. With
+// --benchmark_repetitions the median stands for the benchmark.
 class RecordingReporter : public benchmark::ConsoleReporter {
 public:
-    std::map<std::string, double> times;  // nanoseconds per iteration, by name
-
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.iterations <= 0)
-                continue;
-            // "BM_X/real_time" and "BM_X/16/real_time" are known as "BM_X" and "BM_X/16".
-            std::string name = run.benchmark_name();
-            const std::string suffix = "/real_time";
-            if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
-                name.resize(name.size() - suffix.size());
-            times[name] = run.GetAdjustedRealTime();
+            const Times t{run.GetAdjustedRealTime(), run.GetAdjustedCPUTime()};
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+                medians_[plain_name(run)] = t;
+            else if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+                singles_[plain_name(run)] = t;
         }
         ConsoleReporter::ReportRuns(runs);
     }
+
+    struct Times {
+        double real = -1, cpu = -1;  // per iteration; negative: did not run
+    };
+
+    Times time_of(const std::string &name) const
+    {
+        if (auto m = medians_.find(name); m != medians_.end())
+            return m->second;
+        auto s = singles_.find(name);
+        return s != singles_.end() ? s->second : Times{};
+    }
+
+private:
+    // "BM_X/16/real_time" is known as "BM_X/16".
+    static std::string plain_name(const Run &run)
+    {
+        std::string name = run.run_name.str();
+        const std::string suffix = "/real_time";
+        if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
+            name.resize(name.size() - suffix.size());
+        return name;
+    }
+
+    std::map<std::string, Times> medians_, singles_;
 };
 
 }  // namespace
@@ -59,11 +80,13 @@ int main(int argc, char **argv)
     lumo::bench::RecordingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     for (const auto &[lib, raw] : lumo::bench::ratios()) {
-        auto l = reporter.times.find(lib);
-        auto r = reporter.times.find(raw);
-        if (l == reporter.times.end() || r == reporter.times.end() || r->second <= 0)
+        // Real time includes the service's own work and the bus daemon; the calling
+        // process's CPU time shows the library's overhead alone.
+        const auto l = reporter.time_of(lib), r = reporter.time_of(raw);
+        if (l.real < 0 || r.real <= 0 || r.cpu <= 0)
             continue;
-        std::printf("ratio %-40s / %-28s = %.3f\n", lib.c_str(), raw.c_str(), l->second / r->second);
+        std::printf("ratio %-32s / %-28s real %.3f  cpu %.3f\n", lib.c_str(), raw.c_str(), l.real / r.real,
+                    l.cpu / r.cpu);
     }
     benchmark::Shutdown();
     return 0;
