@@ -54,8 +54,13 @@ if [ -z "$root" ]; then
     root=$(mktemp -d "${TMPDIR:-/tmp}/lumo3-gw-XXXXXX")
     own_root=1
 fi
-mkdir -p "$root/var/run/dbus"
+mkdir -p "$root/var/run/dbus" "$root/etc/config" "$root/tmp/.uci"
 root=$(cd "$root" && pwd)
+# The UCI packages a gateway ships and the library writes into: the user device
+# names, the application records and the cloud client's restore marker.
+[ -e "$root/etc/config/devname" ] || printf "config devname 'macs'\n" > "$root/etc/config/devname"
+[ -e "$root/etc/config/appmgr" ] || : > "$root/etc/config/appmgr"
+[ -e "$root/etc/config/cloudclient" ] || printf "config cloudclient 'global'\n" > "$root/etc/config/cloudclient"
 rundir="$root/var/run/dbus"
 address="unix:path=$rundir/system_bus_socket"
 logs=$(mktemp -d "${TMPDIR:-/tmp}/lumo3-gwlog-XXXXXX")
