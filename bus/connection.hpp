@@ -24,4 +24,19 @@ void consume_floating(GVariant *value);
 // that priority would be seen (printing large replies is the costliest part of a call).
 GStr print_value(GVariant *value, int priority);
 
+// Unlinks and returns the first record of a registration or subscription list whose
+// id is `id`; null when there is none.
+template <typename Record, typename Id>
+Record *unlink_first(Record **head, Id Record::*id_field, Id id)
+{
+    for (Record **link = head; *link; link = &(*link)->next) {
+        if ((*link)->*id_field == id) {
+            Record *rec = *link;
+            *link = rec->next;
+            return rec;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace lumo::bus

@@ -426,15 +426,11 @@ LUMO3_API void OvanDBusUnRegisterObject(unsigned int reg_id)
         return;
     }
     g_dbus_connection_unregister_object(conn, reg_id);
-    for (OvanDBusObjReg_t **link = &qzr_dbus_obj_reg_list_head; *link; link = &(*link)->next) {
-        if ((*link)->reg_id == reg_id) {
-            OvanDBusObjReg_t *rec = *link;
-            *link = rec->next;
-            g_free(rec->object_path);
-            g_free(rec->interface_name);
-            g_free(rec);
-            return;
-        }
+    if (OvanDBusObjReg_t *rec = lumo::bus::unlink_first(&qzr_dbus_obj_reg_list_head, &OvanDBusObjReg_t::reg_id,
+                                                         static_cast<uint32_t>(reg_id))) {
+        g_free(rec->object_path);
+        g_free(rec->interface_name);
+        g_free(rec);
     }
 }
 

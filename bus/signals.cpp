@@ -114,14 +114,9 @@ LUMO3_API void OvanDBusUnSubscribeSignal(unsigned int subid)
         return;
     }
     g_dbus_connection_signal_unsubscribe(conn, subid);
-    for (OvanDBusSigSubst_t **link = &qzr_dbus_sigsubst_list_head; *link; link = &(*link)->next) {
-        if ((*link)->subid == subid) {
-            OvanDBusSigSubst_t *rec = *link;
-            *link = rec->next;
-            free_record(rec);
-            return;
-        }
-    }
+    if (OvanDBusSigSubst_t *rec = lumo::bus::unlink_first(&qzr_dbus_sigsubst_list_head, &OvanDBusSigSubst_t::subid,
+                                                           static_cast<uint32_t>(subid)))
+        free_record(rec);
 }
 
 LUMO3_API void _OvanBusGenericSignalFunction(GDBusConnection *, const char *sender_name, const char *object_path,
