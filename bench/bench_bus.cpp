@@ -15,19 +15,11 @@ constexpr const char kService[] = "com.quv.igd1";
 constexpr const char kDevicePath[] = "/com/quv/igd1/Info/Device";
 constexpr const char kDeviceIface[] = "com.quv.igd1.DeviceInfo";
 
-GDBusConnection *held_connection()
-{
-    static GDBusConnection *conn = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    return conn;
-}
-
 void BM_RawGetAll(benchmark::State &state)
 {
-    GDBusConnection *conn = held_connection();
     for (auto _ : state) {
-        lumo::GPtr<GVariant> reply(g_dbus_connection_call_sync(
-            conn, kService, kDevicePath, "com.quv.igd1.Properties", "GetAll", g_variant_new("(s)", kDeviceIface),
-            G_VARIANT_TYPE("(a{sv})"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+        lumo::GPtr<GVariant> reply = lumo::bench::raw_call(kDevicePath, "com.quv.igd1.Properties", "GetAll",
+                                                           g_variant_new("(s)", kDeviceIface), "(a{sv})");
         if (!reply) {
             state.SkipWithError("raw GetAll failed (is the simulator running?)");
             break;

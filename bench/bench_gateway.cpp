@@ -13,29 +13,16 @@ namespace {
 
 using lumo::GPtr;
 
-constexpr const char kService[] = "com.quv.igd1";
 constexpr const char kLanHosts[] = "/com/quv/igd1/Config/LANHosts";
 constexpr const char kControlPath[] = "/org/lumo3/Simulator";
 constexpr const char kControlIface[] = "org.lumo3.Simulator1";
 
-GDBusConnection *held_connection()
-{
-    static GDBusConnection *conn = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
-    return conn;
-}
-
-GPtr<GVariant> call(const char *path, const char *iface, const char *method, GVariant *args,
-                    const char *reply_type = nullptr)
-{
-    return GPtr<GVariant>(g_dbus_connection_call_sync(held_connection(), kService, path, iface, method, args,
-                                                      reply_type ? G_VARIANT_TYPE(reply_type) : nullptr,
-                                                      G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-}
+using lumo::bench::raw_call;
 
 void BM_RawGetAllDevice(benchmark::State &state)
 {
     for (auto _ : state) {
-        GPtr<GVariant> reply = call("/com/quv/igd1/Info/Device", "com.quv.igd1.Properties", "GetAll",
+        GPtr<GVariant> reply = raw_call("/com/quv/igd1/Info/Device", "com.quv.igd1.Properties", "GetAll",
                                     g_variant_new("(s)", "com.quv.igd1.DeviceInfo"), "(a{sv})");
         if (!reply) {
             state.SkipWithError("raw GetAll failed (is the simulator running?)");
@@ -61,7 +48,7 @@ BENCHMARK(BM_OvanGetDeviceInfo)->UseRealTime();
 // Makes the LAN host collection hold exactly n hosts.
 bool populate_lan_hosts(int n)
 {
-    GPtr<GVariant> listing = call(kLanHosts, "com.quv.igd1.ObjectManager", "GetManagedObjects", nullptr,
+    GPtr<GVariant> listing = raw_call(kLanHosts, "com.quv.igd1.ObjectManager", "GetManagedObjects", nullptr,
                                   "(a{oa{sa{sv}}})");
     if (!listing)
         return false;
@@ -72,7 +59,7 @@ bool populate_lan_hosts(int n)
     GVariant *ifaces = nullptr;
     while (g_variant_iter_next(&it, "{&o@a{sa{sv}}}", &path, &ifaces)) {
         g_variant_unref(ifaces);
-        call(kControlPath, kControlIface, "RemoveObject", g_variant_new("(s)", path));
+        raw_call(kControlPath, kControlIface, "RemoveObject", g_variant_new("(s)", path));
     }
     for (int i = 0; i < n; i++) {
         std::string host = std::string(kLanHosts) + "/" + std::to_string(1000 + i);
@@ -83,7 +70,7 @@ bool populate_lan_hosts(int n)
             "'DevType': <'PC'>, 'Active': <true>, 'OnlineTime': <uint32 100>, 'RxBytes': <uint64 1>, "
             "'TxBytes': <uint64 2>, 'InternetAccess': <byte 1>, 'Brand': <'Brand'>, 'OS': <'Linux'>}}",
             mac)));
-        if (!call(kControlPath, kControlIface, "AddObject", g_variant_new("(s@a{sa{sv}})", host.c_str(), props.get())))
+        if (!raw_call(kControlPath, kControlIface, "AddObject", g_variant_new("(s@a{sa{sv}})", host.c_str(), props.get())))
             return false;
     }
     return true;
@@ -97,7 +84,7 @@ void BM_RawLANHostObjects(benchmark::State &state)
         return;
     }
     for (auto _ : state) {
-        GPtr<GVariant> reply = call(kLanHosts, "com.quv.igd1.ObjectManager", "GetManagedObjects", nullptr,
+        GPtr<GVariant> reply = raw_call(kLanHosts, "com.quv.igd1.ObjectManager", "GetManagedObjects", nullptr,
                                     "(a{oa{sa{sv}}})");
         if (!reply) {
             state.SkipWithError("raw GetManagedObjects failed");

@@ -62,6 +62,15 @@ private:
 
 }  // namespace
 
+GPtr<GVariant> raw_call(const char *path, const char *iface, const char *method, GVariant *args,
+                        const char *reply_type)
+{
+    static GDBusConnection *conn = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    return GPtr<GVariant>(g_dbus_connection_call_sync(conn, "com.quv.igd1", path, iface, method, args,
+                                                      reply_type ? G_VARIANT_TYPE(reply_type) : nullptr,
+                                                      G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+}
+
 void add_ratio(const std::string &library_benchmark, const std::string &raw_benchmark)
 {
     ratios().emplace_back(library_benchmark, raw_benchmark);

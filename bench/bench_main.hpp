@@ -5,7 +5,14 @@
 
 #include <string>
 
+#include "core/glib_ptr.hpp"
+
 namespace lumo::bench {
+
+// A call to the gateway service on a connection held for the whole run: the raw
+// GDBus baseline the library's calls are measured against.
+GPtr<GVariant> raw_call(const char *path, const char *iface, const char *method, GVariant *args,
+                        const char *reply_type = nullptr);
 
 void add_ratio(const std::string &library_benchmark, const std::string &raw_benchmark);
 
