@@ -18,7 +18,7 @@ GDBusConnection *service_connection()
     return ctx ? ctx->connection : nullptr;
 }
 
-GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_message)
+GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_message, const char *invalid_message)
 {
     if (GDBusConnection *svc = service_connection())
         return GPtr<GDBusConnection>(G_DBUS_CONNECTION(g_object_ref(svc)));
@@ -46,10 +46,15 @@ GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_mess
     GDBusConnection *conn = g_held ? G_DBUS_CONNECTION(g_object_ref(g_held)) : nullptr;
     G_UNLOCK(held_connection);
 
-    if (!conn || !G_IS_DBUS_CONNECTION(conn)) {
-        lumo_log(tag, LOG_ERR, "%s", null_message);
-        if (conn)
-            g_object_unref(conn);
+    if (!conn) {
+        if (null_message)
+            lumo_log(tag, LOG_ERR, "%s", null_message);
+        return {};
+    }
+    if (!G_IS_DBUS_CONNECTION(conn)) {
+        if (invalid_message)
+            lumo_log(tag, LOG_ERR, "%s", invalid_message);
+        g_object_unref(conn);
         return {};
     }
     return GPtr<GDBusConnection>(conn);

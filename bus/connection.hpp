@@ -11,8 +11,11 @@ namespace lumo::bus {
 // fetching and releasing it around each call would open a new bus connection (and a
 // new unique name) every time. A connection the bus has closed (possible when the
 // application turned exit-on-close off) is replaced on the next call.
-// Returns a new reference, or null; logs `null_message` at priority 3 on failure.
-GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_message);
+// Returns a new reference, or null after logging at priority 3 `null_message` when
+// no connection could be had, `invalid_message` when the object is not a connection
+// (either may be null: nothing logged).
+GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_message,
+                                          const char *invalid_message);
 
 // The hosted service's connection (borrowed), or null.
 GDBusConnection *service_connection();

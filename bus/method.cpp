@@ -102,7 +102,8 @@ LUMO3_API int32_t OvanDBusCallMethod(const char *service_name, const char *objec
     }
     audit(tag, service_name, interface_name, method_name);
 
-    GPtr<GDBusConnection> conn = lumo::bus::connection_for_call(tag, "connection is invalid, just return.");
+    GPtr<GDBusConnection> conn = lumo::bus::connection_for_call(tag, "connection is NULL, just return.",
+                                                                 "connection is invalid, just return.");
     if (!conn)
         return -1;
     OvanSetErrMsg(nullptr);

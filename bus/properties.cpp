@@ -63,7 +63,8 @@ struct PropertyCall {
     GPtr<GVariant> run(const char *method, GVariant *args, const GVariantType *reply_type) const
     {
         GPtr<GVariant> owned_args = lumo::ref_sink(args);
-        GPtr<GDBusConnection> conn = lumo::bus::connection_for_call(tag, "connection is NULL, just return.");
+        GPtr<GDBusConnection> conn = lumo::bus::connection_for_call(tag, "connection is NULL, just return.",
+                                                                             "connection is NULL, just return.");
         if (!conn)
             return {};
         OvanSetErrMsg(nullptr);
@@ -213,11 +214,12 @@ LUMO3_API int32_t OvanGetDBusVersion(void)
         return -1;
     gsize len = 0;
     const char *text = g_variant_get_string(value.get(), &len);
-    // Only the character at index 2 carries the major version ("1.2.0" -> 2).
-    // Shorter strings give -1 rather than reading past their end.
-    if (len < 3)
+    // Only the character at index 2 carries the major version ("1.2.0" -> 2). A
+    // shorter non-empty string yields its terminator there (a GLib string of length
+    // one is not read past its end: the terminator stands in for that byte too).
+    if (len == 0)
         return -1;
-    return text[2] - '0';
+    return (len >= 3 ? text[2] : '\0') - '0';
 }
 
 }  // extern "C"

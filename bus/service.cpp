@@ -286,7 +286,7 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
         ctx->connection = nullptr;
     }
     if (!ctx->connection)
-        ctx->connection = lumo::bus::connection_for_call(tag, "connection is NULL, just return.").release();
+        ctx->connection = lumo::bus::connection_for_call(tag, nullptr, nullptr).release();
 
     // Handlers of the name request run in this thread's default context; block on a
     // temporary loop there until the name is ours or lost.
@@ -294,12 +294,13 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
     if (ctx->connection) {
         GPtr<GMainLoop> owning(g_main_loop_new(context.get(), FALSE));
         g_owning_loop = owning.get();
-        ctx->owner_id = g_bus_own_name_on_connection(ctx->connection, ctx->service_name, G_BUS_NAME_OWNER_FLAGS_NONE,
+        // The full name is requested; the context keeps it cut to its field.
+        ctx->owner_id = g_bus_own_name_on_connection(ctx->connection, service_name, G_BUS_NAME_OWNER_FLAGS_NONE,
                                                      on_name_acquired, on_name_lost, nullptr, nullptr);
         g_main_loop_run(owning.get());
         g_owning_loop = nullptr;
     } else {
-        ctx->errState = 1;  // no bus: the name cannot be had
+        on_name_lost(nullptr, service_name, nullptr);  // no bus: the name is lost at once
     }
 
     if (ctx->errState == 0) {

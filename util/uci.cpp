@@ -184,7 +184,7 @@ LUMO3_API int update_wlan_device_owner(const char *owner, const char *path, int 
         size_t cap = 0;
         while (getline(&line, &cap, fp) >= 0) {
             size_t len = std::strlen(line);
-            while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r'))
+            while (len > 0 && line[len - 1] == '\n')
                 line[--len] = '\0';
             WlanOwnerEntry e{};
             if (std::sscanf(line, "%255[^ ] %63[^ ]", e.path, e.owner) == 2 && std::strcmp(e.owner, owner) != 0)

@@ -396,3 +396,23 @@ TEST_F(Nodes, FailuresCountZero)
 }
 
 }  // namespace
+
+namespace {
+
+TEST(NoBus, CallsFailWithTheConnectionLine)
+{
+    // A bus nobody listens on: GIO cannot connect at all.
+    lumo::test::TempRoot dir(false);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + dir.path("/nobus")).c_str(), 1);
+    lumo::test::LogCapture log;
+    GVariant *out = reinterpret_cast<GVariant *>(0x1);
+    EXPECT_EQ(OvanDBusCallMethod("com.quv.igd1", "/com/quv/igd1", "com.quv.igd1.SysCmd", "Poke", nullptr, &out, 100),
+              -1);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_TRUE(log.contains("OvanDBusCallMethod: connection is NULL, just return.", LOG_ERR));
+    EXPECT_FALSE(log.contains("connection is invalid"));
+    EXPECT_EQ(OvanDBusGetProperty("com.quv.igd1", "/com/quv/igd1", "com.quv.igd1.X", "P", nullptr), -1);
+    EXPECT_TRUE(log.contains("OvanDBusGetProperty: connection is NULL, just return.", LOG_ERR));
+}
+
+}  // namespace

@@ -437,6 +437,8 @@ TEST_F(SimTest, DBusVersionUsesTheThirdCharacter)
         int32_t expected;
     } cases[] = {
         {"'1.2.0'", 2}, {"'3.7'", 7}, {"'10.4'", '.' - '0'}, {"'ab9'", 9}, {"''", -1},
+        // Shorter strings yield their terminator at index 2.
+        {"'12'", -'0'}, {"'1'", -'0'},
     };
     for (const auto &c : cases) {
         ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", c.value));

@@ -243,9 +243,22 @@ TEST_F(Service, StartWithoutBus)
     ASSERT_TRUE(bus.stop());
     EXPECT_EQ(OvanDBusStartService(kName), -1);
     EXPECT_EQ(qzr_dbus_service_context, nullptr);
+    // Without a bus the name is lost at once, as the name-lost handler reports it.
+    EXPECT_TRUE(log.contains("on_name_lost: ", LOG_NOTICE)) << dump();
+    EXPECT_TRUE(log.contains("connection = (nil), name = com.example.bustest1, loop ", LOG_NOTICE)) << dump();
     EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService",
                             "ERR: errState is 1, release dbus_service_context and return."))
         << dump();
+}
+
+TEST_F(Service, LongNameRequestedWhole)
+{
+    // The context holds the name cut to 63 characters; the bus gets all of it.
+    const std::string name = "com.example." + std::string(60, 'n') + ".app1";
+    ASSERT_EQ(OvanDBusStartService(name.c_str()), 0) << dump();
+    EXPECT_EQ(std::string(qzr_dbus_service_context->service_name), name.substr(0, 63));
+    EXPECT_TRUE(name_has_owner(bus, name.c_str()));
+    EXPECT_EQ(OvanDBusStopService(), 0);
 }
 
 TEST_F(Service, StopReleasesTheName)

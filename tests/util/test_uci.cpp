@@ -276,8 +276,9 @@ TEST_F(Owner, ForgettingRewritesEveryOtherRemainingRecord)
         {"A a\n", "A a\n"},
         {"X me\n", ""},
         {"", ""},
-        // Lines that do not hold both fields are dropped; CR LF endings are accepted.
-        {"lonely\nA a\r\n\nB b\n C c\n", "A a\n"},
+        // Lines that do not hold both fields are dropped; only newlines are trimmed, so
+        // a carriage return stays part of the owner.
+        {"lonely\nA a\r\n\nB b\n C c\n", "A a\r\n"},
     };
     for (const Case &c : cases) {
         root.write(file, c.before);
