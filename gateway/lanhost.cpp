@@ -189,11 +189,11 @@ int32_t get_online(const char *tag, const OnlineMethod &m, const RecordTable &ta
         lumo_log(tag, LOG_ERR, kInvalidParameter);
         return -1;
     }
-    const CommandSpec spec{tag,           kCollection,    kManagerIface, m.method,
+    const CommandSpec shape{tag,           kCollection,    kManagerIface, m.method,
                            m.fail_line,   m.fail_message, m.message_line, LOG_ERR,
                            "(a{oa{sa{sv}}}us)", m.message_line_with_word};
     GPtr<GVariant> map;
-    run_command(spec, nullptr, status, errmsg, &map);
+    run_command(shape, nullptr, status, errmsg, &map);
     if (!map)
         return -1;
     StoredNames names;
@@ -280,7 +280,7 @@ LUMO3_API int32_t OvanGetLANHostPathbyMAC(const char *mac, char **lanhostpath, u
         lumo_log(tag, LOG_ERR, invalid);
         return fail_command(status, errmsg, invalid);
     }
-    const CommandSpec spec{tag,
+    const CommandSpec shape{tag,
                            kCollection,
                            kManagerIface,
                            "GetLANHostPathbyMAC",
@@ -294,7 +294,7 @@ LUMO3_API int32_t OvanGetLANHostPathbyMAC(const char *mac, char **lanhostpath, u
     uint32_t word = 1;
     GStr message;
     GPtr<GVariant> found;
-    int32_t ret = run_command(spec, g_variant_new("(s)", mac), &word, lumo::out(message), &found);
+    int32_t ret = run_command(shape, g_variant_new("(s)", mac), &word, lumo::out(message), &found);
     if (found) {
         const char *at = g_variant_get_string(found.get(), nullptr);
         if (*at && g_variant_is_object_path(at)) {

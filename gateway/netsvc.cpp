@@ -54,8 +54,8 @@ int32_t filter_entry(const char *tag, const char *method, const char *fail_messa
     }
     GStr fail_line(g_strdup_printf("Call %s() fail.", method));
     GStr message_line(g_strdup_printf("Call %s() errmsg [%%s].", tag));
-    const CommandSpec spec{tag, kFilterPath, kFilterIface, method, fail_line.get(), fail_message, message_line.get()};
-    return run_command(spec,
+    const CommandSpec shape{tag, kFilterPath, kFilterIface, method, fail_line.get(), fail_message, message_line.get()};
+    return run_command(shape,
                        g_variant_new("(syuy)", or_empty(remote_ip), static_cast<guint8>(protocol),
                                      static_cast<guint32>(port), static_cast<guint8>(interface)),
                        status, errmsg);

@@ -262,7 +262,7 @@ int32_t run(CommandId id, const Args &a, uint32_t *status, char **errmsg)
     GStr own_line;
     if (!c.message_line)
         own_line.reset(g_strdup_printf("Call %s() errmsg [%%s].", c.tag));
-    const CommandSpec spec{c.tag,
+    const CommandSpec shape{c.tag,
                            kPath,
                            kIface,
                            c.method,
@@ -271,7 +271,7 @@ int32_t run(CommandId id, const Args &a, uint32_t *status, char **errmsg)
                            c.message_line ? c.message_line : own_line.get(),
                            c.message_priority};
     GPtr<GVariant> lead;
-    const int32_t ret = run_command(spec, build_args(c.signature, a), status, errmsg, a.secret_out ? &lead : nullptr);
+    const int32_t ret = run_command(shape, build_args(c.signature, a), status, errmsg, a.secret_out ? &lead : nullptr);
     if (a.secret_out)
         hand_out_secret(lead, a.secret_out);
     if (c.exit_line)

@@ -171,32 +171,32 @@ bool instance_path_ok(const char *path, const char *prefix)
     return path && *path && g_variant_is_object_path(path) && std::strncmp(path, prefix, std::strlen(prefix)) == 0;
 }
 
-int32_t get_all_into(const GetterSpec &spec, const char *path, void *record)
+int32_t get_all_into(const GetterSpec &shape, const char *path, void *record)
 {
     GVariant *raw = nullptr;
-    int32_t ret = OvanDBusGetAllProperty(kService, path, spec.table->interface, &raw);
+    int32_t ret = OvanDBusGetAllProperty(kService, path, shape.table->interface, &raw);
     GPtr<GVariant> dict(raw);
     if (ret != 0 || !dict) {
-        if (spec.failed_line)
-            lumo_log(spec.tag, LOG_ERR, spec.failed_line, ret);
+        if (shape.failed_line)
+            lumo_log(shape.tag, LOG_ERR, shape.failed_line, ret);
         return -1;
     }
-    copy_path(record, path, spec.path_limit);
+    copy_path(record, path, shape.path_limit);
     if (g_variant_n_children(dict.get()) == 0) {
-        if (spec.empty_line)
-            lumo_log(spec.tag, LOG_ERR, spec.empty_line, path);
+        if (shape.empty_line)
+            lumo_log(shape.tag, LOG_ERR, shape.empty_line, path);
         return -1;
     }
-    fill_record(spec.table->fields, record, dict.get());
-    if (spec.after)
-        spec.after(record);
+    fill_record(shape.table->fields, record, dict.get());
+    if (shape.after)
+        shape.after(record);
     return 0;
 }
 
-int32_t walk_object_map(const CollectionSpec &spec, GVariant *map, void **objs, uint32_t *num)
+int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs, uint32_t *num)
 {
     const size_t n = g_variant_n_children(map);
-    lumo_log(spec.tag, LOG_DEBUG, spec.count_line, static_cast<int>(n));
+    lumo_log(shape.tag, LOG_DEBUG, shape.count_line, static_cast<int>(n));
     *num = static_cast<uint32_t>(n);
     if (!objs)
         return 0;
@@ -204,7 +204,7 @@ int32_t walk_object_map(const CollectionSpec &spec, GVariant *map, void **objs, 
         *objs = nullptr;
         return 0;
     }
-    char *block = static_cast<char *>(g_try_malloc0_n(n, spec.table->record_size));
+    char *block = static_cast<char *>(g_try_malloc0_n(n, shape.table->record_size));
     if (!block)
         return -1;
     *objs = block;
@@ -214,43 +214,43 @@ int32_t walk_object_map(const CollectionSpec &spec, GVariant *map, void **objs, 
         GPtr<GVariant> object(g_variant_get_child_value(entry.get(), 0));
         GPtr<GVariant> ifaces(g_variant_get_child_value(entry.get(), 1));
         const char *path = g_variant_get_string(object.get(), nullptr);
-        void *record = block + k * spec.table->record_size;
-        copy_path(record, path, spec.path_limit);
+        void *record = block + k * shape.table->record_size;
+        copy_path(record, path, shape.path_limit);
         {
             GStr printed = bus::print_value(ifaces.get(), LOG_DEBUG);
-            lumo_log(spec.tag, LOG_DEBUG, "path (%s) [%s]", path, printed.get());
+            lumo_log(shape.tag, LOG_DEBUG, "path (%s) [%s]", path, printed.get());
         }
         const size_t m = g_variant_n_children(ifaces.get());
         for (size_t i = 0; i < m; i++) {
             GPtr<GVariant> iface(g_variant_get_child_value(ifaces.get(), i));
             GPtr<GVariant> name(g_variant_get_child_value(iface.get(), 0));
-            if (std::strcmp(g_variant_get_string(name.get(), nullptr), spec.table->interface) != 0)
+            if (std::strcmp(g_variant_get_string(name.get(), nullptr), shape.table->interface) != 0)
                 continue;
             GPtr<GVariant> props(g_variant_get_child_value(iface.get(), 1));
             if (g_variant_n_children(props.get()) > 0) {
-                fill_record(spec.table->fields, record, props.get());
+                fill_record(shape.table->fields, record, props.get());
                 break;
             }
         }
-        if (spec.after)
-            spec.after(record);
-        if (spec.after_with)
-            spec.after_with(record, spec.after_context);
+        if (shape.after)
+            shape.after(record);
+        if (shape.after_with)
+            shape.after_with(record, shape.after_context);
     }
     return 0;
 }
 
-int32_t enumerate(const CollectionSpec &spec, const char *collection, void **objs, uint32_t *num)
+int32_t enumerate(const CollectionSpec &shape, const char *collection, void **objs, uint32_t *num)
 {
     GVariant *raw = nullptr;
     int32_t ret = OvanDBusCallMethod(kService, collection, kObjectManager, "GetManagedObjects", nullptr, &raw, -1);
     GPtr<GVariant> reply(raw);
     if (ret != 0 || !reply) {
-        lumo_log(spec.tag, LOG_ERR, "GetManagedObjects failed with ret(%d)", ret);
+        lumo_log(shape.tag, LOG_ERR, "GetManagedObjects failed with ret(%d)", ret);
         return -1;
     }
     GPtr<GVariant> map(g_variant_get_child_value(reply.get(), 0));
-    return walk_object_map(spec, map.get(), objs, num);
+    return walk_object_map(shape, map.get(), objs, num);
 }
 
 int32_t set_fields(const char *path, const char *iface, Fields fields, const void *record)
@@ -295,17 +295,17 @@ int32_t fail_command(uint32_t *status, char **errmsg, const char *message)
     return -1;
 }
 
-int32_t run_command(const CommandSpec &spec, GVariant *args, uint32_t *status, char **errmsg, GPtr<GVariant> *lead)
+int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, char **errmsg, GPtr<GVariant> *lead)
 {
     GVariant *raw = nullptr;
-    int32_t ret = OvanDBusCallMethod(kService, spec.path, spec.iface, spec.method, args, &raw, -1);
+    int32_t ret = OvanDBusCallMethod(kService, shape.path, shape.iface, shape.method, args, &raw, -1);
     GPtr<GVariant> reply(raw);
-    if (ret == 0 && reply && spec.reply_line) {
+    if (ret == 0 && reply && shape.reply_line) {
         GStr printed = bus::print_value(reply.get(), LOG_DEBUG);
-        lumo_log(spec.tag, LOG_DEBUG, spec.reply_line, printed.get());
+        lumo_log(shape.tag, LOG_DEBUG, shape.reply_line, printed.get());
     }
-    if (ret == 0 && reply && spec.reply_type && !g_variant_is_of_type(reply.get(), G_VARIANT_TYPE(spec.reply_type))) {
-        lumo_log(spec.tag, LOG_ERR, "Return value is of incorrect variant type %s.",
+    if (ret == 0 && reply && shape.reply_type && !g_variant_is_of_type(reply.get(), G_VARIANT_TYPE(shape.reply_type))) {
+        lumo_log(shape.tag, LOG_ERR, "Return value is of incorrect variant type %s.",
                  g_variant_get_type_string(reply.get()));
         return fail_command(status, errmsg, "Return value is of incorrect variant type.");
     }
@@ -319,18 +319,18 @@ int32_t run_command(const CommandSpec &spec, GVariant *args, uint32_t *status, c
     }
     if (ret != 0 || !word || !g_variant_is_of_type(word.get(), G_VARIANT_TYPE_UINT32) ||
         !g_variant_is_of_type(message.get(), G_VARIANT_TYPE_STRING)) {
-        lumo_log(spec.tag, LOG_ERR, "%s", spec.fail_line);
-        return fail_command(status, errmsg, spec.fail_message);
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.fail_line);
+        return fail_command(status, errmsg, shape.fail_message);
     }
     const uint32_t result = g_variant_get_uint32(word.get());
     const char *text = g_variant_get_string(message.get(), nullptr);
     if (result != 0 && *text) {
         if (errmsg)
             *errmsg = g_strdup(text);
-        if (spec.message_line && spec.message_line_with_word)
-            lumo_log(spec.tag, spec.message_priority, spec.message_line, static_cast<int>(result), text);
-        else if (spec.message_line)
-            lumo_log(spec.tag, spec.message_priority, spec.message_line, text);
+        if (shape.message_line && shape.message_line_with_word)
+            lumo_log(shape.tag, shape.message_priority, shape.message_line, static_cast<int>(result), text);
+        else if (shape.message_line)
+            lumo_log(shape.tag, shape.message_priority, shape.message_line, text);
     }
     if (status)
         *status = result;
@@ -360,12 +360,12 @@ int32_t wifi_guard()
     return 0;
 }
 
-int32_t get_singleton(const GetterSpec &spec, const char *entry_line, const char *path, void *record)
+int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const char *path, void *record)
 {
-    lumo_log(spec.tag, LOG_DEBUG, entry_line, record);
+    lumo_log(shape.tag, LOG_DEBUG, entry_line, record);
     if (!record)
         return -1;
-    return get_all_into(spec, path, record);
+    return get_all_into(shape, path, record);
 }
 
 }  // namespace lumo::gw

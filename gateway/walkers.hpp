@@ -49,7 +49,7 @@ struct GetterSpec {
 
 // GetAll of `path` into `record` (shape 1 after the caller's checks): -1 for a failed
 // call or an empty dictionary, else 0.
-int32_t get_all_into(const GetterSpec &spec, const char *path, void *record);
+int32_t get_all_into(const GetterSpec &shape, const char *path, void *record);
 
 // ---- shape 3: collections ----
 
@@ -66,10 +66,10 @@ struct CollectionSpec {
 
 // GetManagedObjects on `collection` into a newly allocated array (shape 3 after the
 // entry line). num must not be null.
-int32_t enumerate(const CollectionSpec &spec, const char *collection, void **objs, uint32_t *num);
+int32_t enumerate(const CollectionSpec &shape, const char *collection, void **objs, uint32_t *num);
 
 // Walks an "a{oa{sa{sv}}}" object map into a newly allocated array.
-int32_t walk_object_map(const CollectionSpec &spec, GVariant *map, void **objs, uint32_t *num);
+int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs, uint32_t *num);
 
 // ---- shapes 2, 5, 6: writes, add, delete ----
 
@@ -108,7 +108,7 @@ struct CommandSpec {
 // *status, a non-empty message with a non-zero word to *errmsg. `lead`, when given,
 // receives the reply's leading value of "(ou&s)", "(&su&s)" ... Returns -1 when the
 // call fails or the word is non-zero, else 0.
-int32_t run_command(const CommandSpec &spec, GVariant *args, uint32_t *status, char **errmsg,
+int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, char **errmsg,
                     GPtr<GVariant> *lead = nullptr);
 
 // The outputs of a refused or failed command: *status 1 and a copy of `message`.
@@ -126,6 +126,6 @@ int32_t bus_version();
 
 // Logs `entry_line` at priority 7 (a "%p" in it shows the record), refuses a NULL
 // record with -1, then get_all_into.
-int32_t get_singleton(const GetterSpec &spec, const char *entry_line, const char *path, void *record);
+int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const char *path, void *record);
 
 }  // namespace lumo::gw

@@ -57,7 +57,7 @@ int32_t get_by_name(const char *tag, const char *name, void *rec, Getter getter,
     if (!name || !*name || !rec)
         return fail_command(status, errmsg, "Invalid parameters.");
     // The message line names the first-layout function, also from the v4 one.
-    const CommandSpec spec{tag,
+    const CommandSpec shape{tag,
                            kCollection,
                            kDbInterface,
                            "GetWANConnByName",
@@ -65,7 +65,7 @@ int32_t get_by_name(const char *tag, const char *name, void *rec, Getter getter,
                            "Internal Error",
                            "Call OvanGetWANConnectionByName() errmsg [%s]."};
     GPtr<GVariant> lead;
-    if (run_command(spec, g_variant_new("(s)", name), status, errmsg, &lead) != 0)
+    if (run_command(shape, g_variant_new("(s)", name), status, errmsg, &lead) != 0)
         return -1;
     const int32_t ret = get_at(lead, getter, rec);
     if (ret != 0)
@@ -80,7 +80,7 @@ int32_t get_internet(const char *tag, void *rec, Getter getter, uint32_t *status
         lumo_log(tag, LOG_ERR, "Invalid parameter.");
         return fail_command(status, errmsg, "Invalid parameters.");
     }
-    CommandSpec spec{tag,
+    CommandSpec shape{tag,
                      kCollection,
                      kDbInterface,
                      "GetInternetConnIndex",
@@ -88,9 +88,9 @@ int32_t get_internet(const char *tag, void *rec, Getter getter, uint32_t *status
                      "Call GetInternetConnIndex() failed.",
                      "Call OvanGetInternetWANConnection() errmsg [%s].",
                      LOG_INFO};
-    spec.reply_line = "GetInternetConnIndex() return [%s]";
+    shape.reply_line = "GetInternetConnIndex() return [%s]";
     GPtr<GVariant> lead;
-    if (run_command(spec, nullptr, status, errmsg, &lead) != 0)
+    if (run_command(shape, nullptr, status, errmsg, &lead) != 0)
         return -1;
     // A connection that cannot be read is the getter's failure alone: status and
     // message stay as the service gave them.

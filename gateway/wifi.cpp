@@ -55,30 +55,30 @@ int32_t enter_guarded(const char *tag, Entry when)
 
 // The channel actions need a band; a missing one is reported through the log only,
 // outputs untouched.
-int32_t band_command(const CommandSpec &spec, Entry when, const char *band, uint32_t *status, char **errmsg)
+int32_t band_command(const CommandSpec &shape, Entry when, const char *band, uint32_t *status, char **errmsg)
 {
-    if (int32_t guard = enter_guarded(spec.tag, when); guard != 0)
+    if (int32_t guard = enter_guarded(shape.tag, when); guard != 0)
         return guard;
     if (!non_empty(band)) {
-        lumo_log(spec.tag, LOG_DEBUG, kEmptyBand);
+        lumo_log(shape.tag, LOG_DEBUG, kEmptyBand);
         return -1;
     }
-    return run_command(spec, g_variant_new("(s)", band), status, errmsg);
+    return run_command(shape, g_variant_new("(s)", band), status, errmsg);
 }
 
 // The two actions on a pair of strings: a refusal hands out `refusal_message` with
 // *status 1.
-int32_t pair_command(const CommandSpec &spec, const char *entry_line, const char *a, const char *b, bool args_ok,
+int32_t pair_command(const CommandSpec &shape, const char *entry_line, const char *a, const char *b, bool args_ok,
                      const char *refusal_line, const char *refusal_message, uint32_t *status, char **errmsg)
 {
     if (int32_t guard = wifi_guard(); guard != 0)
         return guard;
-    lumo_log(spec.tag, LOG_DEBUG, entry_line, or_empty(a), or_empty(b));
+    lumo_log(shape.tag, LOG_DEBUG, entry_line, or_empty(a), or_empty(b));
     if (!args_ok) {
-        lumo_log(spec.tag, LOG_ERR, "%s", refusal_line);
+        lumo_log(shape.tag, LOG_ERR, "%s", refusal_line);
         return fail_command(status, errmsg, refusal_message);
     }
-    return run_command(spec, g_variant_new("(ss)", a, b), status, errmsg);
+    return run_command(shape, g_variant_new("(ss)", a, b), status, errmsg);
 }
 
 int32_t get_info(const char *tag, const RecordTable &table, void *info)
@@ -175,17 +175,17 @@ LUMO3_API int32_t OvanWiFiChannelCollection(const char *band, char **channelscor
         lumo_log(tag, LOG_DEBUG, "Invalid band or channelscore, should not be NULL.");
         return -1;
     }
-    const CommandSpec spec = wifi_command(tag, "ChannelCollection", "Call ChannelCollection() fail.",
+    const CommandSpec shape = wifi_command(tag, "ChannelCollection", "Call ChannelCollection() fail.",
                                           "Failed to call ChannelCollection() function.",
                                           "Call OvanWiFiChannelCollection() errmsg [%s].");
     GPtr<GVariant> score;
-    int32_t ret = run_command(spec, g_variant_new("(s)", band), status, errmsg, &score);
+    int32_t ret = run_command(shape, g_variant_new("(s)", band), status, errmsg, &score);
     if (ret != 0)
         return ret;
     // A successful answer without the score string is no answer at all.
     if (!score || !g_variant_is_of_type(score.get(), G_VARIANT_TYPE_STRING)) {
-        lumo_log(tag, LOG_ERR, "%s", spec.fail_line);
-        return fail_command(status, errmsg, spec.fail_message);
+        lumo_log(tag, LOG_ERR, "%s", shape.fail_line);
+        return fail_command(status, errmsg, shape.fail_message);
     }
     *channelscore = g_variant_dup_string(score.get(), nullptr);
     return 0;

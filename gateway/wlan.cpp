@@ -242,11 +242,11 @@ LUMO3_API int32_t OvanSetWPS(OvanObjPath_t path, int mode, uint32_t value, uint3
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return fail_command(status, errmsg, "Invalid Parameters.");
     }
-    CommandSpec spec{tag, path.str, kWPSIface, "SetWPS", "Call OvanSetWPS() fail.",
+    CommandSpec shape{tag, path.str, kWPSIface, "SetWPS", "Call OvanSetWPS() fail.",
                      "Failed to call SetWPS() function.", "Call OvanSetWPS() errmsg [%s]."};
     // Once the gateway has answered, whatever its word; the printed reply is left out.
-    spec.reply_line = "OvanSetWPS(" OVAN_OK_STR ")%.0s";
-    return run_command(spec, g_variant_new("(iu)", mode, value), status, errmsg);
+    shape.reply_line = "OvanSetWPS(" OVAN_OK_STR ")%.0s";
+    return run_command(shape, g_variant_new("(iu)", mode, value), status, errmsg);
 }
 
 }  // extern "C"

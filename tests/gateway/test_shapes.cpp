@@ -224,14 +224,14 @@ protected:
     PrivateBus bus;
     Simulator sim{bus};
     LogCapture log;
-    gw::CollectionSpec spec{"TestEnum", &kWidget, "entry num (%d)", 255};
+    gw::CollectionSpec shape{"TestEnum", &kWidget, "entry num (%d)", 255};
 };
 
 TEST_F(SimShapes, EnumerateKeepsRecordsInStepWithTheMap)
 {
     void *objs = nullptr;
     uint32_t num = 99;
-    ASSERT_EQ(gw::enumerate(spec, kCollection, &objs, &num), 0);
+    ASSERT_EQ(gw::enumerate(shape, kCollection, &objs, &num), 0);
     ASSERT_EQ(num, 3u);
     auto *w = static_cast<Widget *>(objs);
     EXPECT_STREQ(w[0].path, "/com/quv/igd1/Config/Widgets/1");
@@ -253,13 +253,13 @@ TEST_F(SimShapes, EnumerateKeepsRecordsInStepWithTheMap)
 TEST_F(SimShapes, EnumerateCountOnlyAndEmpty)
 {
     uint32_t num = 0;
-    EXPECT_EQ(gw::enumerate(spec, kCollection, nullptr, &num), 0);
+    EXPECT_EQ(gw::enumerate(shape, kCollection, nullptr, &num), 0);
     EXPECT_EQ(num, 3u);
 
     for (const char *p : {"/1", "/2", "/3"})
         ASSERT_TRUE(sim.remove_object(std::string(kCollection) + p));
     void *objs = reinterpret_cast<void *>(0x1);
-    EXPECT_EQ(gw::enumerate(spec, kCollection, &objs, &num), 0);
+    EXPECT_EQ(gw::enumerate(shape, kCollection, &objs, &num), 0);
     EXPECT_EQ(num, 0u);
     EXPECT_EQ(objs, nullptr);
 }
@@ -270,12 +270,12 @@ TEST_F(SimShapes, EnumerateFailures)
     void *objs = nullptr;
     ASSERT_TRUE(sim.script_error(kCollection, "com.quv.igd1.ObjectManager", "GetManagedObjects",
                                  "org.freedesktop.DBus.Error.Failed", "down"));
-    EXPECT_EQ(gw::enumerate(spec, kCollection, &objs, &num), -1);
+    EXPECT_EQ(gw::enumerate(shape, kCollection, &objs, &num), -1);
     EXPECT_TRUE(log.contains("GetManagedObjects failed with ret(-1)", 3));
     EXPECT_EQ(num, 5u);
     ASSERT_TRUE(sim.clear_scripts());
     ASSERT_TRUE(sim.script_reply(kCollection, "com.quv.igd1.ObjectManager", "GetManagedObjects", "(uint32 1,)"));
-    EXPECT_EQ(gw::enumerate(spec, kCollection, &objs, &num), -1) << "a reply of another type";
+    EXPECT_EQ(gw::enumerate(shape, kCollection, &objs, &num), -1) << "a reply of another type";
     EXPECT_EQ(objs, nullptr);
 }
 
@@ -285,7 +285,7 @@ TEST_F(SimShapes, LongPathsCutTo254)
     ASSERT_TRUE(sim.add_object(longpath, "{'com.example.Widget': {'Name': <'long'>}}"));
     void *objs = nullptr;
     uint32_t num = 0;
-    ASSERT_EQ(gw::enumerate(spec, kCollection, &objs, &num), 0);
+    ASSERT_EQ(gw::enumerate(shape, kCollection, &objs, &num), 0);
     bool found = false;
     for (uint32_t i = 0; i < num; i++) {
         auto &w = static_cast<Widget *>(objs)[i];
@@ -364,7 +364,7 @@ TEST_F(SimShapes, AddRollsBackWhenTheWriteFails)
     EXPECT_EQ(gw::add_with_rollback(kCollection, &w, set_widget, del_widget), -1);
     EXPECT_EQ(sim.count_calls(kCollection, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
     uint32_t num = 0;
-    ASSERT_EQ(gw::enumerate(spec, kCollection, nullptr, &num), 0);
+    ASSERT_EQ(gw::enumerate(shape, kCollection, nullptr, &num), 0);
     EXPECT_EQ(num, 3u) << "no half-made object is left behind";
 }
 
