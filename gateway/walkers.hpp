@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "core/glib_ptr.hpp"
 #include "gateway/record.hpp"
@@ -17,6 +18,14 @@ inline constexpr const char kObjectManager[] = "com.quv.igd1.ObjectManager";
 inline const char *or_empty(const char *s)
 {
     return s ? s : "";
+}
+
+// An OvanObjPath_t argument must hold its terminator within its 256 bytes. One that
+// does not is refused (-1, nothing sent), never cut: a cut path could name another
+// object.
+inline bool path_terminated(const OvanObjPath_t &path)
+{
+    return std::memchr(path.str, '\0', sizeof path.str) != nullptr;
 }
 
 // ---- records ----

@@ -1,6 +1,6 @@
 #include "tools/lumoctl/registry.hpp"
 
-#include <charconv>
+#include <algorithm>
 #include <cstring>
 
 #include <glib.h>
@@ -13,133 +13,16 @@
 #include "gateway/wifi_tables.hpp"
 #include "gateway/wlan_tables.hpp"
 #include "lumo3.h"
+#include "tools/lumoctl/registry_support.hpp"
 
 namespace lumoctl {
 
 namespace {
 
 namespace gw = lumo::gw;
+using namespace reg;
 
-// Library functions adapted to the generic signatures, by their own signature.
-template <auto F>
-struct Adapt;
 
-template <typename R, int32_t (*F)(R *)>
-struct Adapt<F> {
-    static int32_t rec(void *r) { return F(static_cast<R *>(r)); }
-    static int32_t set(void *r, const Given &) { return F(static_cast<R *>(r)); }
-};
-
-template <typename R, int32_t (*F)(OvanObjPath_t, R *)>
-struct Adapt<F> {
-    static int32_t at(OvanObjPath_t p, void *r) { return F(p, static_cast<R *>(r)); }
-};
-
-template <typename R, int32_t (*F)(R **, uint32_t *)>
-struct Adapt<F> {
-    static int32_t list(void **objs, uint32_t *n, uint32_t *, char **)
-    {
-        R *block = nullptr;
-        int32_t rc = F(&block, n);
-        *objs = block;
-        return rc;
-    }
-};
-
-template <typename R, int32_t (*F)(R **, uint32_t *, uint32_t *, char **)>
-struct Adapt<F> {
-    static int32_t list(void **objs, uint32_t *n, uint32_t *status, char **message)
-    {
-        R *block = nullptr;
-        int32_t rc = F(&block, n, status, message);
-        *objs = block;
-        return rc;
-    }
-};
-
-template <typename R, int32_t (*F)(const char *, R *)>
-struct Adapt<F> {
-    static int32_t key(const char *k, void *r, uint32_t *, char **) { return F(k, static_cast<R *>(r)); }
-};
-
-template <typename R, int32_t (*F)(const char *, R *, uint32_t *, char **)>
-struct Adapt<F> {
-    static int32_t key(const char *k, void *r, uint32_t *status, char **message)
-    {
-        return F(k, static_cast<R *>(r), status, message);
-    }
-};
-
-// Keys that take no value: the one instance the function finds by itself.
-template <typename R, int32_t (*F)(R *, uint32_t *, char **)>
-struct Adapt<F> {
-    static int32_t key(const char *, void *r, uint32_t *status, char **message)
-    {
-        return F(static_cast<R *>(r), status, message);
-    }
-};
-
-std::vector<Field> fields(std::initializer_list<Fields> parts)
-{
-    std::vector<Field> out;
-    for (Fields part : parts)
-        out.insert(out.end(), part.begin(), part.end());
-    return out;
-}
-
-bool named(const Given &given, const char *name)
-{
-    for (const Field *f : given)
-        if (std::strcmp(f->name, name) == 0)
-            return true;
-    return false;
-}
-
-template <typename T>
-T number(const std::string &text, const char *what)
-{
-    T v{};
-    const char *end = text.data() + text.size();
-    auto r = std::from_chars(text.data(), end, v);
-    if (text.empty() || r.ec != std::errc() || r.ptr != end)
-        throw Failure{kExitRefused, "malformed " + std::string(what) + " '" + text + "' (expected a number)"};
-    return v;
-}
-
-OvanObjPath_t object_path(const std::string &text)
-{
-    OvanObjPath_t p{};
-    if (text.size() >= sizeof p.str)
-        throw Failure{kExitRefused, "object path too long (at most 255 characters)"};
-    std::memcpy(p.str, text.data(), text.size());
-    return p;
-}
-
-// Runs a library command that reports a result word and a message.
-template <typename Call>
-int32_t reported(CommandResult &out, Call call)
-{
-    char *message = nullptr;
-    int32_t rc = call(&out.status, &message);
-    if (message)
-        out.message = message;
-    g_free(message);
-    return rc;
-}
-
-// ...and one that also hands back a string.
-template <typename Call>
-int32_t reported_value(CommandResult &out, Call call)
-{
-    char *value = nullptr;
-    int32_t rc = reported(out, [&](uint32_t *s, char **m) { return call(&value, s, m); });
-    if (value)
-        out.result = value;
-    g_free(value);
-    return rc;
-}
-
-using Args = const std::vector<std::string> &;
 
 const std::vector<Field> kWiFiSwitches =
     fields({gw::pick(gw::wifi::kWiFiInfo, {"Enable2G", "Enable5G", "RatePriority", "RatePriority5G"})});
@@ -178,11 +61,9 @@ int32_t set_platform(void *rec, const Given &given)
     return OvanSetPlatformService(mask, static_cast<OvanPlatformService_t *>(rec));
 }
 
-}  // namespace
-
-const std::vector<Entry> &entries()
+std::vector<Entry> base_entries()
 {
-    static const std::vector<Entry> all = {
+    return {
         {.object = "device", .layout = "", .help = "device information; its friendly name DevName can be set",
          .table = &gw::device::kDeviceInfoTable, .get = Adapt<OvanGetDeviceInfo>::rec,
          .writable = fields({gw::pick(gw::device::kDeviceInfo, {"DevName"})}),
@@ -278,12 +159,11 @@ const std::vector<Entry> &entries()
          .table = &gw::netsvc::kPlatformServiceTable, .get = Adapt<OvanGetPlatformService>::rec,
          .writable = platform_writable(), .set = set_platform},
     };
-    return all;
 }
 
-const std::vector<Command> &commands()
+std::vector<Command> base_commands()
 {
-    static const std::vector<Command> all = {
+    return {
         {"system", "set-loid", "set the LOID, its password and the province", {"LOID", "PASSWORD", "PROVINCE"},
          false, false,
          [](Args a, CommandResult &o) {
@@ -425,12 +305,69 @@ const std::vector<Command> &commands()
              });
          }},
     };
+}
+
+Contribution base()
+{
+    return {base_entries(), base_commands(), {{"filter", "the incoming filter (add and delete rules)"}}};
+}
+
+const FamilyRegistrar kBase("00-base", base);
+
+// Registrars run before main, in no set order: gather them once, sorted by key.
+struct Registry {
+    std::vector<Entry> entries;
+    std::vector<Command> commands;
+    std::vector<std::pair<std::string, std::string>> object_help;
+};
+
+std::vector<std::pair<const char *, Contribution (*)()>> &registrars()
+{
+    static std::vector<std::pair<const char *, Contribution (*)()>> all;
     return all;
+}
+
+const Registry &registry()
+{
+    static const Registry all = [] {
+        auto list = registrars();
+        std::sort(list.begin(), list.end(),
+                  [](const auto &a, const auto &b) { return std::strcmp(a.first, b.first) < 0; });
+        Registry r;
+        for (const auto &[order, make] : list) {
+            Contribution c = make();
+            r.entries.insert(r.entries.end(), c.entries.begin(), c.entries.end());
+            r.commands.insert(r.commands.end(), c.commands.begin(), c.commands.end());
+            r.object_help.insert(r.object_help.end(), c.object_help.begin(), c.object_help.end());
+        }
+        return r;
+    }();
+    return all;
+}
+
+}  // namespace
+
+FamilyRegistrar::FamilyRegistrar(const char *order, Contribution (*make)())
+{
+    registrars().emplace_back(order, make);
+}
+
+const std::vector<Entry> &entries()
+{
+    return registry().entries;
+}
+
+const std::vector<Command> &commands()
+{
+    return registry().commands;
 }
 
 const char *command_object_help(const std::string &object)
 {
-    return object == "filter" ? "the incoming filter (add and delete rules)" : "commands";
+    for (const auto &[name, help] : registry().object_help)
+        if (name == object)
+            return help.c_str();
+    return "commands";
 }
 
 }  // namespace lumoctl

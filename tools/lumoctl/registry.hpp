@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lumo3_gateway.h"
@@ -65,6 +66,19 @@ struct Command {
     bool destructive = false;
     bool wifi = false;
     int32_t (*run)(const std::vector<std::string> &args, CommandResult &out) = nullptr;
+};
+
+// Each family contributes its entries, its commands and the help lines of its
+// command-only objects from a file of its own (tools/lumoctl/families/), through a
+// static FamilyRegistrar; `order` sorts the families in listings ("57-timers").
+struct Contribution {
+    std::vector<Entry> entries;
+    std::vector<Command> commands;
+    std::vector<std::pair<std::string, std::string>> object_help = {};
+};
+
+struct FamilyRegistrar {
+    FamilyRegistrar(const char *order, Contribution (*make)());
 };
 
 const std::vector<Entry> &entries();
