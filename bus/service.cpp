@@ -5,6 +5,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "appframework/agent.hpp"
 #include "bus/connection.hpp"
 #include "core/paths.hpp"
 #include "lumo3_bus.h"
@@ -242,7 +243,8 @@ gboolean generic_set_property(GDBusConnection *, const gchar *, const gchar *obj
 extern "C" {
 
 LUMO3_API OvanDBusObjReg_t *qzr_dbus_obj_reg_list_head = nullptr;
-LUMO3_API OvanDBusInterfaceVTable_t interface_vtable = {nullptr, nullptr, nullptr};
+// The management object of an application is served by the framework dispatcher.
+LUMO3_API OvanDBusInterfaceVTable_t interface_vtable = {lumo::app::handle_method_call, nullptr, nullptr};
 
 LUMO3_API int32_t OvanDBusStartService(const char *service_name)
 {

@@ -8,6 +8,7 @@
 #include "lumo3_validate.h"
 #include "lumo3_uci.h"
 #include "lumo3_bus.h"
+#include "lumo3_app.h"
 #include "lumo3_gateway.h"
 #include "lumo3_device.h"
 #include "lumo3_wan.h"

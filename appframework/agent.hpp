@@ -1,0 +1,42 @@
+// Calls to the application framework's agent object, shared by the lifecycle
+// calls and the management calls.
+#pragma once
+
+#include "core/glib_ptr.hpp"
+#include "lumo3_bus.h"
+
+namespace lumo::app {
+
+inline constexpr const char kFrameworkName[] = "com.quv.appframework1";
+inline constexpr const char kFrameworkPath[] = "/com/quv/appframework1";
+inline constexpr const char kAgentIface[] = "com.quv.appframework1.AppAgent";
+inline constexpr int kCallTimeoutMs = 10000;
+
+inline const char *nn(const char *s)
+{
+    return s ? s : "NULL";
+}
+
+inline bool empty(const char *s)
+{
+    return !s || !*s;
+}
+
+// False (after logging under `tag` and setting the last error) when `text` is not
+// valid UTF-8: GVariant refuses such strings with a critical.
+bool text_ok(const char *tag, const char *text);
+
+// Calls `method` of the agent with `args` (a floating tuple is consumed; null for
+// none). Returns the reply when one came and has `reply_type`; otherwise null, with
+// the last error telling why (a reply of another type is a failure, not a crash).
+GPtr<GVariant> call_agent(const char *tag, const char *method, GVariant *args, const char *reply_type,
+                          int timeout_ms = kCallTimeoutMs);
+
+// "(s)" with one text, or null after text_ok() refused it.
+GVariant *text_tuple(const char *tag, const char *text);
+
+// The management dispatcher behind the method slot of interface_vtable.
+int32_t handle_method_call(const char *object_path, const char *interface_name, const char *method_name,
+                           OvanVariant *parameters, OvanVariant **reply, void *user_data);
+
+}  // namespace lumo::app

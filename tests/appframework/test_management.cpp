@@ -1,0 +1,1 @@
+#include "bus_support/bus_fixture.hpp"
