@@ -1,1 +1,309 @@
+// The management object an application hosts, seen from outside through gdbus as
+// the framework sees it, and the application's alarm signal.
+#include <pthread.h>
+#include <syslog.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
 #include "bus_support/bus_fixture.hpp"
+#include "lumo3_app.h"
+#include "support/temp_root.hpp"
+
+namespace {
+
+using namespace lumo::test;
+using lumo::GPtr;
+
+constexpr const char kDemo[] = "com.quv.demo";
+constexpr const char kDemoPath[] = "/com/quv/demo";
+constexpr const char kMgt[] = "com.quv.demo.management";
+
+std::atomic<int> g_stops{0};
+std::atomic<bool> g_in_loop_thread{false};
+std::string g_last_message;
+
+bool in_main_loop()
+{
+    char name[16] = "";
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    return std::string(name) == "mainLoop";
+}
+int stop_ok()
+{
+    g_in_loop_thread = in_main_loop();
+    g_stops++;
+    return 0;
+}
+int reload_fails() { return 3; }
+int restore_ok() { return 0; }
+const char *echo(const char *msg)
+{
+    g_last_message = msg;
+    return msg;
+}
+const char *stats() { return "{\"uptime\":42}"; }
+const char *null_text() { return nullptr; }
+const char *null_msg(const char *) { return nullptr; }
+int stop_service_from_callback() { return OvanDBusStopService(); }
+
+const OvanAppMgtFuncs_t kFull = {stop_ok, reload_fails, restore_ok, echo, stats};
+
+std::vector<std::string> method_names(GDBusNodeInfo *node)
+{
+    std::vector<std::string> names;
+    for (GDBusMethodInfo **m = node->interfaces[0]->methods; m && *m; ++m)
+        names.emplace_back((*m)->name);
+    return names;
+}
+
+class Management : public BusTest {
+protected:
+    void TearDown() override
+    {
+        for (GDBusNodeInfo *n : nodes)
+            OvanDBusNodeInfoUnref(n);
+        if (qzr_dbus_service_context)
+            OvanDBusStopService();
+        BusTest::TearDown();
+    }
+    GDBusNodeInfo *reg(const OvanAppMgtFuncs_t *funcs)
+    {
+        GDBusNodeInfo *n = OvanAppRegisterMgtFuncs(funcs);
+        if (n)
+            nodes.push_back(n);
+        return n;
+    }
+    RunResult call(const char *method, std::vector<std::string> args = {}, const char *dest = kDemo,
+                   const char *path = kDemoPath, const std::string &iface = kMgt)
+    {
+        return gdbus_call(bus, dest, path, iface + "." + method, args);
+    }
+    std::vector<GDBusNodeInfo *> nodes;
+};
+
+using Names = std::vector<std::string>;
+
+TEST_F(Management, RegistrationNeedsAStartedService)
+{
+    EXPECT_EQ(OvanAppRegisterMgtFuncs(&kFull), nullptr);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAppRegisterMgtFuncs", "Please call OvanDBusStartService before this func."))
+        << dump();
+}
+
+TEST_F(Management, InterfaceHasAMethodPerCallbackInFixedOrder)
+{
+    ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
+    const OvanAppMgtFuncs_t only_stop = {stop_ok, nullptr, nullptr, nullptr, nullptr};
+    const OvanAppMgtFuncs_t msg_and_restore = {nullptr, nullptr, restore_ok, echo, nullptr};
+    const struct {
+        const char *label;
+        const OvanAppMgtFuncs_t *funcs;
+        Names want;
+    } cases[] = {
+        {"no table", nullptr, {}},  // registered first: an empty interface still goes on the bus
+        {"only stop", &only_stop, {"Stop"}},
+        {"message and restore", &msg_and_restore, {"PostMsg", "Restore"}},
+        {"all", &kFull, {"Stop", "Reload", "PostMsg", "Restore", "GetStatistics"}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.label);
+        GDBusNodeInfo *node = reg(c.funcs);
+        ASSERT_NE(node, nullptr) << dump();
+        EXPECT_STREQ(node->interfaces[0]->name, kMgt);
+        EXPECT_EQ(method_names(node), c.want);
+        EXPECT_EQ(qzr_dbus_service_context->mgt_funcs, c.funcs);
+    }
+    // Only the first registration reached the bus; the later ones were refused.
+    EXPECT_EQ(errors_from(log, "OvanAppRegisterMgtFuncs"), 3u) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAppRegisterMgtFuncs", "Failed to register management object com.quv.demo."));
+    RunResult r = run_program({"gdbus", "introspect", "--address", bus.address(), "--dest", kDemo, "--object-path",
+                               kDemoPath});
+    EXPECT_EQ(r.exit_status, 0) << r.err;
+    EXPECT_NE(r.out.find("interface com.quv.demo.management {"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find("Stop"), std::string::npos) << r.out;
+}
+
+TEST_F(Management, FrameworkCallsReachTheCallbacks)
+{
+    ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
+    ASSERT_NE(reg(&kFull), nullptr) << dump();
+    const struct {
+        const char *method;
+        std::vector<std::string> args;
+        int exit_status;
+        const char *out;  // in standard output on success, in standard error on failure
+    } cases[] = {
+        {"Stop", {}, 0, "(0,)"},
+        {"Reload", {}, 1, "org.freedesktop.DBus.Error.Failed"},  // a non-zero result is an error
+        {"Restore", {}, 0, "(0,)"},
+        {"PostMsg", {"héllo there"}, 0, "('héllo there',)"},
+        {"GetStatistics", {}, 0, "('{\"uptime\":42}',)"},
+        {"Nope", {}, 1, "UnknownMethod"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.method);
+        RunResult r = call(c.method, c.args);
+        EXPECT_EQ(r.exit_status, c.exit_status) << r.out << r.err;
+        EXPECT_NE((c.exit_status == 0 ? r.out : r.err).find(c.out), std::string::npos) << r.out << r.err;
+    }
+    EXPECT_EQ(g_stops, 1);
+    EXPECT_TRUE(g_in_loop_thread);
+    EXPECT_EQ(g_last_message, "héllo there");
+}
+
+TEST_F(Management, MissingOrNullCallbacksAnswerWithoutCrashing)
+{
+    ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
+    ASSERT_NE(reg(&kFull), nullptr) << dump();
+    // The object keeps its methods; the table read at each call has none.
+    const OvanAppMgtFuncs_t empty = {};
+    ASSERT_NE(reg(&empty), nullptr);
+    const struct {
+        const char *method;
+        std::vector<std::string> args;
+        int exit_status;
+        const char *out, *field;
+    } cases[] = {
+        {"Stop", {}, 0, "(0,)", "stop"},
+        {"Reload", {}, 0, "(0,)", "reload"},
+        {"Restore", {}, 0, "(0,)", "restore_factory"},
+        {"PostMsg", {"x"}, 0, "('',)", "post_msg"},
+        {"GetStatistics", {}, 1, "com.quv.demo do not provide GetStatistics callback", "get_stats"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.method);
+        RunResult r = call(c.method, c.args);
+        EXPECT_EQ(r.exit_status, c.exit_status) << r.out << r.err;
+        EXPECT_NE((c.exit_status == 0 ? r.out : r.err).find(c.out), std::string::npos) << r.out << r.err;
+        EXPECT_TRUE(logged(LOG_INFO, "_handle_method_call", std::string("com.quv.demo ") + c.field +
+                                                                " callback is null"))
+            << dump();
+    }
+    EXPECT_STREQ(OvanGetErrMsg(), "com.quv.demo do not provide GetStatistics callback");
+
+    // Callbacks that answer NULL: an empty message, an error for statistics.
+    const OvanAppMgtFuncs_t nulls = {nullptr, nullptr, nullptr, null_msg, null_text};
+    ASSERT_NE(reg(&nulls), nullptr);
+    RunResult r = call("PostMsg", {"x"});
+    EXPECT_NE(r.out.find("('',)"), std::string::npos) << r.out << r.err;
+    r = call("GetStatistics");
+    EXPECT_EQ(r.exit_status, 1);
+    EXPECT_NE(r.err.find("com.quv.demo get_stats callback returned no valid text"), std::string::npos) << r.err;
+}
+
+TEST_F(Management, DispatcherIgnoresUnknownMethods)
+{
+    ScopedContext ctx(kDemo);
+    OvanVariant *reply = nullptr;
+    EXPECT_EQ(interface_vtable.method_call(kDemoPath, kMgt, "Frobnicate", nullptr, &reply, nullptr), 0);
+    EXPECT_EQ(reply, nullptr);
+    EXPECT_EQ(interface_vtable.get_property, nullptr);
+    EXPECT_EQ(interface_vtable.set_property, nullptr);
+    // No context at all (the service is being torn down): answers, never crashes.
+    qzr_dbus_service_context = nullptr;
+    EXPECT_EQ(interface_vtable.method_call(kDemoPath, kMgt, "Stop", nullptr, &reply, nullptr), 0);
+    ASSERT_NE(reply, nullptr);
+    EXPECT_EQ(printed(reply), "(0,)");
+    g_variant_unref(g_variant_ref_sink(reply));
+}
+
+TEST_F(Management, StopCallbackMayStopTheService)
+{
+    ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
+    const OvanAppMgtFuncs_t funcs = {stop_service_from_callback, nullptr, nullptr, nullptr, nullptr};
+    ASSERT_NE(reg(&funcs), nullptr);
+    RunResult r = call("Stop");
+    EXPECT_EQ(r.exit_status, 0) << r.err;
+    EXPECT_NE(r.out.find("(0,)"), std::string::npos) << r.out;
+    EXPECT_TRUE(wait_until([] { return qzr_dbus_service_context == nullptr; }));
+}
+
+TEST_F(Management, LongServiceNamesAreCutBeforeTheDotsBecomeSlashes)
+{
+    const std::string x(30, 'x'), y(31, 'y');
+    const std::string name = "com.quv." + x + "." + y;  // 70 characters
+    ASSERT_EQ(name.size(), 70u);
+    ASSERT_EQ(OvanDBusStartService(name.c_str()), 0) << dump();
+    const OvanAppMgtFuncs_t only_stop = {stop_ok, nullptr, nullptr, nullptr, nullptr};
+    GDBusNodeInfo *node = reg(&only_stop);
+    ASSERT_NE(node, nullptr) << dump();
+    const std::string kept = name.substr(0, 63);  // the service context holds 63
+    EXPECT_EQ(std::string(node->interfaces[0]->name), kept + ".management");
+    const std::string path = "/com/quv/" + x + "/" + y.substr(0, 23);  // 62 characters of the name
+    RunResult r = call("Stop", {}, name.c_str(), path.c_str(), kept + ".management");
+    EXPECT_EQ(r.exit_status, 0) << r.err << dump();
+}
+
+class Alarm : public Management {
+protected:
+    void SetUp() override
+    {
+        Management::SetUp();
+        root.write("/etc/config/appmgr", "config app 'demo'\n\toption appid '7'\nconfig app 'zero'\n\toption appid '0'\n");
+    }
+    TempRoot root;
+};
+
+TEST_F(Alarm, SentFromTheApplicationsFrameworkPath)
+{
+    ASSERT_EQ(OvanDBusStartService("com.quv.demo1"), 0) << dump();
+    GPtr<GError> err;
+    GPtr<GDBusConnection> watcher(g_dbus_connection_new_for_address_sync(
+        bus.address().c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, lumo::out(err)));
+    ASSERT_TRUE(watcher) << err->message;
+    struct Seen {
+        std::string path, text;
+    } seen;
+    guint sub = g_dbus_connection_signal_subscribe(
+        watcher.get(), nullptr, "com.quv.appframework1.AppStatus", "Alarm", nullptr, nullptr,
+        G_DBUS_SIGNAL_FLAGS_NONE,
+        [](GDBusConnection *, const gchar *, const gchar *path, const gchar *, const gchar *, GVariant *params,
+           gpointer data) {
+            auto *s = static_cast<Seen *>(data);
+            s->path = path;
+            s->text = printed(params);
+        },
+        &seen, nullptr);
+    // Make sure the match rule is in place before anything is sent.
+    g_dbus_connection_call_sync(watcher.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
+                                nullptr, nullptr);
+    int32_t ret = -2;
+    std::thread other([&] { ret = OvanAppSendAlarm("disk full"); });  // any thread may send
+    other.join();
+    EXPECT_EQ(ret, 0) << dump();
+    EXPECT_TRUE(wait_until([&] {
+        g_main_context_iteration(nullptr, FALSE);
+        return !seen.path.empty();
+    }));
+    EXPECT_EQ(seen.path, "/com/quv/appframework1/apps/7");
+    EXPECT_EQ(seen.text, "('disk full',)");
+    EXPECT_TRUE(logged(LOG_INFO, "OvanAppSendAlarm", "object path is /com/quv/appframework1/apps/7 (com.quv.demo1)"))
+        << dump();
+    g_dbus_connection_signal_unsubscribe(watcher.get(), sub);
+}
+
+TEST_F(Alarm, RefusedWithoutServiceMessageOrApplicationId)
+{
+    EXPECT_EQ(OvanAppSendAlarm("x"), -1);
+    EXPECT_TRUE(logged(LOG_INFO, "OvanAppSendAlarm", "Please call OvanDBusStartService first.")) << dump();
+    const char *names[] = {"com.quv.other", "com.quv.zero", "com.quv"};
+    for (const char *name : names) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(OvanDBusStartService(name), 0) << dump();
+        EXPECT_EQ(OvanAppSendAlarm(nullptr), -1);
+        EXPECT_EQ(OvanAppSendAlarm(""), -1);
+        EXPECT_EQ(OvanAppSendAlarm("x"), -1);
+        EXPECT_TRUE(logged(LOG_INFO, "OvanAppSendAlarm", std::string("Failed to get object path (") + name + ")"))
+            << dump();
+        ASSERT_EQ(OvanDBusStopService(), 0);
+    }
+}
+
+}  // namespace
