@@ -3,11 +3,13 @@
 // fall back to the described results.
 #include <syslog.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
 
 #include "bus_support/bus_fixture.hpp"
 #include "lumo3_app.h"
+#include "support/temp_root.hpp"
 
 namespace {
 
@@ -144,8 +146,6 @@ TEST_F(AppClient, FailedOrMistypedAnswersFallBackToZeroAndLeaveOutputsAlone)
     EXPECT_EQ(list, reinterpret_cast<OvanAppInfo_t *>(&st));
     EXPECT_EQ(OvanPostMsg("demo", "hi"), nullptr);
     EXPECT_EQ(OvanGetAppStatistics("demo"), nullptr);
-    EXPECT_EQ(OvanUninstallApp("nobody-scripted"), 0);  // unknown object: an error reply
-    EXPECT_NE(OvanGetErrMsg(), nullptr);
 }
 
 TEST_F(AppClient, AbsentFrameworkGivesTheFailureResults)
@@ -275,6 +275,114 @@ TEST_F(FrameworkSim, AsyncInstallsGoOutOnTheHostedConnectionAndCallBack)
     g_main_loop_run(loop.get());
     EXPECT_EQ(r.answer.rfind("error: ", 0), 0u) << r.answer;
     EXPECT_EQ(OvanDBusStopService(), 0);
+}
+
+// The simulated framework itself: packages from the model, state changes, and calls
+// forwarded to an application's management object.
+class FrameworkLoop : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(bus.ok());
+        ASSERT_TRUE(sim.ok());
+    }
+    void TearDown() override
+    {
+        if (qzr_dbus_service_context)
+            OvanDBusStopService();
+        quiet_shared_connection();
+    }
+    std::string status(const char *app)
+    {
+        OvanAppStatus_t st{};
+        g_strlcpy(st.name, app, sizeof st.name);
+        EXPECT_EQ(OvanGetAppStatus(&st), 0);
+        return st.status;
+    }
+    std::vector<std::string> names()
+    {
+        OvanAppInfo_t *list = nullptr;
+        uint32_t count = 0;
+        EXPECT_EQ(OvanListApp(&list, &count), 0);
+        std::vector<std::string> out;
+        for (uint32_t i = 0; i < count; ++i)
+            out.push_back(std::string(list[i].name) + ":" + list[i].state + ":" + std::to_string(list[i].flag));
+        g_free(list);
+        return out;
+    }
+    std::string install(int32_t (*fn)(const char *, void *, GAsyncReadyCallback), const char *file)
+    {
+        GPtr<GMainLoop> loop(g_main_loop_new(nullptr, FALSE));
+        InstallResult r{loop.get(), nullptr, {}};
+        EXPECT_EQ(fn(file, &r, install_done), 0);
+        g_main_loop_run(loop.get());
+        return r.answer;
+    }
+
+    TempRoot root;  // before the simulator: it finds control files under it
+    PrivateBus bus;
+    Simulator sim{bus, framework_options()};
+    LogCapture log;
+};
+
+using Strings = std::vector<std::string>;
+
+TEST_F(FrameworkLoop, LifecycleCallsChangeThePackages)
+{
+    EXPECT_EQ(names(), (Strings{"demo:running:1", "libjson:installed:1", "parental:stopped:2"}));
+    EXPECT_EQ(OvanStartApp("parental"), 0);
+    EXPECT_EQ(status("parental"), "running");
+    EXPECT_EQ(OvanStopApp("demo"), 0);  // not on the bus: the framework only marks it
+    EXPECT_EQ(status("demo"), "stopped");
+    EXPECT_EQ(OvanReloadApp("ghost"), -1);
+    EXPECT_EQ(OvanUninstallApp("parental"), 0);
+    EXPECT_EQ(status("parental"), "not installed");
+    EXPECT_EQ(OvanHandleKernelModules("demo", 1, "usb_storage", nullptr), 0);
+    EXPECT_EQ(OvanHandleKernelModules("demo", 1, "ext4", "x"), 0);
+    EXPECT_EQ(OvanHandleKernelModules("demo", 0, "usb_storage", nullptr), 0);
+    GPtr<GVariant> mods = sim.property("/com/quv/appframework1", "org.lumo3.Simulator1.Framework", "KernelModules");
+    EXPECT_EQ(printed(mods.get()), "['demo ext4']");
+
+    ASSERT_EQ(OvanDBusStartService("com.example.installer1"), 0);
+    EXPECT_EQ(install(OvanInstallApp, "/tmp/newapp_1.0_arm.ipk"), "(0, 'newapp', 'installed')");
+    EXPECT_EQ(install(OvanUpgradeApp, "/tmp/ghost.ipk"), "(1, 'ghost', 'not installed')");
+    EXPECT_EQ(install(OvanReinstallApp, "/tmp/newapp.ipk"), "(0, 'newapp', 'reinstalled')");
+    EXPECT_EQ(names(), (Strings{"demo:stopped:1", "libjson:installed:1", "newapp:installed:2"}));  // the next free number
+}
+
+int restore_result() { return 0; }
+const char *echo_back(const char *m) { return m; }
+const char *app_stats() { return "rx=10 tx=20"; }
+std::atomic<int> g_app_stops{0};
+int count_stop()
+{
+    g_app_stops++;
+    return 0;
+}
+
+TEST_F(FrameworkLoop, ManagementCallsReachTheApplicationThroughTheFramework)
+{
+    root.write("/usr/lib/opkg/info/demo.control", "Package: demo\nVendor: Quv\nDbusVersion: 1\n");
+    ASSERT_EQ(OvanDBusStartService("com.quv.demo1"), 0);
+    static const OvanAppMgtFuncs_t funcs = {count_stop, nullptr, restore_result, echo_back, app_stats};
+    GDBusNodeInfo *node = OvanAppRegisterMgtFuncs(&funcs);
+    ASSERT_NE(node, nullptr);
+    EXPECT_EQ(OvanFactoryPlugin("demo"), 0);
+    char *reply = OvanPostMsg("demo", "ping");
+    EXPECT_STREQ(reply, "ping");
+    g_free(reply);
+    char *stats = OvanGetAppStatistics("demo");
+    EXPECT_STREQ(stats, "rx=10 tx=20");
+    g_free(stats);
+    EXPECT_EQ(OvanStopApp("demo"), 0);
+    EXPECT_EQ(g_app_stops, 1);
+    // The framework relays the application's errors, and knows who is not running.
+    EXPECT_EQ(OvanReloadApp("demo"), 0);
+    EXPECT_NE(std::string(OvanGetErrMsg()).find("UnknownMethod"), std::string::npos) << OvanGetErrMsg();
+    EXPECT_EQ(OvanGetAppStatistics("parental"), nullptr);
+    EXPECT_NE(std::string(OvanGetErrMsg()).find("com.quv.appframework1.Error.NotRunning"), std::string::npos);
+    EXPECT_EQ(sim.count_calls("/com/quv/appframework1", "com.quv.appframework1.AppAgent"), 6u);
+    OvanDBusNodeInfoUnref(node);
 }
 
 }  // namespace

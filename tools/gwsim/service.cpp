@@ -1,4 +1,5 @@
 #include "tools/gwsim/service.hpp"
+#include "tools/gwsim/appframework.hpp"
 
 #include <cstdio>
 #include <cstring>
@@ -328,6 +329,8 @@ bool Service::path_exists(const std::string &path) const
 
 void Service::builtin(Call &c)
 {
+    if (appframework_call(model_, c.conn.get(), c.msg.get()))
+        return;
     const std::string path = c.path(), iface = c.iface(), member = c.member();
     auto mm = model_.methods.find(Model::method_key(path, iface, member));
     if (mm != model_.methods.end()) {
