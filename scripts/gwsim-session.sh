@@ -67,8 +67,10 @@ logs=$(mktemp -d "${TMPDIR:-/tmp}/lumo3-gwlog-XXXXXX")
 
 bus_pid=""
 sim_pid=""
+fw_pid=""
 cleanup() {
     trap - EXIT INT TERM
+    [ -n "$fw_pid" ] && kill "$fw_pid" 2>/dev/null && wait "$fw_pid" 2>/dev/null || true
     [ -n "$sim_pid" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null || true
     [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null && wait "$bus_pid" 2>/dev/null || true
     rm -rf "$logs"
@@ -109,6 +111,19 @@ if ! wait_for "$logs/sim" "^ready" "$sim_pid"; then
     exit 1
 fi
 
+# A second instance plays the application framework; it finds applications' bus
+# names from their control files under the root.
+if [ -n "$model" ]; then
+    LUMO_SYSROOT="$root" "$gwsim" --address "$address" --name com.quv.appframework1 --model "$model" >"$logs/fw" &
+else
+    LUMO_SYSROOT="$root" "$gwsim" --address "$address" --name com.quv.appframework1 >"$logs/fw" &
+fi
+fw_pid=$!
+if ! wait_for "$logs/fw" "^ready" "$fw_pid"; then
+    echo "gwsim-session: lumo-gwsim (framework) did not start" >&2
+    exit 1
+fi
+
 if [ $# -gt 0 ]; then
     status=0
     DBUS_SYSTEM_BUS_ADDRESS="$address" LUMO_SYSROOT="$root" "$@" || status=$?
@@ -116,14 +131,16 @@ if [ $# -gt 0 ]; then
 fi
 
 cat <<EOF
-# Simulated gateway running (lumo-gwsim pid $sim_pid, dbus-daemon pid $bus_pid).
+# Simulated gateway running (lumo-gwsim pid $sim_pid, framework pid $fw_pid, dbus-daemon pid $bus_pid).
 # In another shell:
 export DBUS_SYSTEM_BUS_ADDRESS='$address'
 export LUMO_SYSROOT='$root'
 # e.g.  gdbus introspect --system --dest com.quv.igd1 --object-path /com/quv/igd1
 # Control:  gdbus call --system --dest com.quv.igd1 --object-path /org/lumo3/Simulator \\
 #             --method org.lumo3.Simulator1.GetCallLog
-# Ctrl-C stops both.
+# Framework: gdbus call --system --dest com.quv.appframework1 --object-path /com/quv/appframework1 \\
+#             --method com.quv.appframework1.AppAgent.List
+# Ctrl-C stops them all.
 EOF
 wait "$sim_pid" || true
 sim_pid=""
