@@ -15,6 +15,7 @@
 
 #include "gateway/wifi_tables.hpp"
 #include "lumo3.h"
+#include "tools/lumoctl/app.hpp"
 #include "tools/lumoctl/gateway.hpp"
 #include "tools/lumoctl/registry.hpp"
 
@@ -424,6 +425,7 @@ int main(int argc, char **argv)
     Action action;
     std::list<VerbArgs> store;
     build_tree(app, opt, action, store);
+    add_app_commands(app, opt.json, action);
 
     unsigned watch_count = 0;
     CLI::App *watch_cmd = app.add_subcommand("watch", "print the gateway's changes as they arrive, one line each");
