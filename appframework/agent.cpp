@@ -40,4 +40,13 @@ GPtr<GVariant> call_agent(const char *tag, const char *method, GVariant *args, c
     return reply;
 }
 
+GPtr<GVariant> call_for_app(const char *tag, const char *method, const char *app_name, const char *reply_type)
+{
+    lumo_log(tag, LOG_DEBUG, "Enter (app %s)", nn(app_name));
+    if (empty(app_name))
+        return {};
+    GVariant *args = text_tuple(tag, app_name);
+    return args ? call_agent(tag, method, args, reply_type) : GPtr<GVariant>();
+}
+
 }  // namespace lumo::app

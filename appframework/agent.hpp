@@ -32,6 +32,10 @@ bool text_ok(const char *tag, const char *text);
 GPtr<GVariant> call_agent(const char *tag, const char *method, GVariant *args, const char *reply_type,
                           int timeout_ms = kCallTimeoutMs);
 
+// Logs "Enter (app %s)" and calls `method` with "(s)" carrying the application
+// name; null (nothing sent) for a null, empty or malformed name, else as call_agent.
+GPtr<GVariant> call_for_app(const char *tag, const char *method, const char *app_name, const char *reply_type);
+
 // "(s)" with one text, or null after text_ok() refused it.
 GVariant *text_tuple(const char *tag, const char *text);
 

@@ -184,11 +184,7 @@ LUMO3_API GDBusNodeInfo *OvanAppRegisterMgtFuncs(const OvanAppMgtFuncs_t *funcs)
 LUMO3_API int32_t OvanFactoryPlugin(const char *app_name)
 {
     static const char tag[] = "OvanFactoryPlugin";
-    lumo_log(tag, LOG_DEBUG, "Enter (app %s)", nn(app_name));
-    if (empty(app_name))
-        return 0;
-    GVariant *args = text_tuple(tag, app_name);
-    GPtr<GVariant> reply = args ? call_agent(tag, "Restore", args, "(i)") : GPtr<GVariant>();
+    GPtr<GVariant> reply = call_for_app(tag, "Restore", app_name, "(i)");
     if (!reply)
         return 0;
     gint32 ret = 0;
@@ -216,11 +212,7 @@ LUMO3_API char *OvanPostMsg(const char *app_name, const char *message)
 LUMO3_API char *OvanGetAppStatistics(const char *app_name)
 {
     static const char tag[] = "OvanGetAppStatistics";
-    lumo_log(tag, LOG_DEBUG, "Enter (app %s)", nn(app_name));
-    if (empty(app_name))
-        return nullptr;
-    GVariant *args = text_tuple(tag, app_name);
-    GPtr<GVariant> reply = args ? call_agent(tag, "GetStatistics", args, "(s)") : GPtr<GVariant>();
+    GPtr<GVariant> reply = call_for_app(tag, "GetStatistics", app_name, "(s)");
     if (!reply)
         return nullptr;
     char *text = nullptr;

@@ -7,7 +7,7 @@
 #include <functional>
 #include <string>
 
-#include "bus_support/bus_fixture.hpp"
+#include "appframework/app_support.hpp"
 #include "lumo3_app.h"
 #include "support/temp_root.hpp"
 
@@ -16,16 +16,8 @@ namespace {
 using namespace lumo::test;
 using lumo::GPtr;
 
-constexpr const char kFw[] = "com.quv.appframework1";
 constexpr const char kFwPath[] = "/com/quv/appframework1";
 constexpr const char kAgent[] = "com.quv.appframework1.AppAgent";
-
-SimulatorOptions framework_options()
-{
-    SimulatorOptions o;
-    o.name = kFw;
-    return o;
-}
 
 class FrameworkSim : public BusTest {
 protected:

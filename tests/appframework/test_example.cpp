@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "bus_support/bus_fixture.hpp"
+#include "appframework/app_support.hpp"
 #include "lumo3_app.h"
 #include "support/temp_root.hpp"
 
@@ -16,13 +16,6 @@ using lumo::GPtr;
 
 constexpr const char kPlugin[] = "demoplugin";
 constexpr const char kPluginName[] = "com.quv.demoplugin1";
-
-SimulatorOptions framework()
-{
-    SimulatorOptions o;
-    o.name = "com.quv.appframework1";
-    return o;
-}
 
 class Example : public ::testing::Test {
 protected:
@@ -55,7 +48,7 @@ protected:
 
     TempRoot root;  // control file and application records, seen by the plug-in and the framework
     PrivateBus bus;
-    Simulator sim{bus, framework()};
+    Simulator sim{bus, framework_options()};
     ScopedContext ctx{"com.example.frameworktool1"};  // keeps the last error of the client calls
     GPid pid = 0;
 };
@@ -78,32 +71,12 @@ TEST_F(Example, FrameworkDrivesThePluginUntilItStops)
     EXPECT_STREQ(reply, "got: hello");
     g_free(reply);
 
-    GPtr<GError> err;
-    GPtr<GDBusConnection> watcher(g_dbus_connection_new_for_address_sync(
-        bus.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, lumo::out(err)));
-    ASSERT_TRUE(watcher);
-    std::string alarm_path;
-    guint sub = g_dbus_connection_signal_subscribe(
-        watcher.get(), kPluginName, "com.quv.appframework1.AppStatus", "Alarm", nullptr, nullptr,
-        G_DBUS_SIGNAL_FLAGS_NONE,
-        [](GDBusConnection *, const gchar *, const gchar *path, const gchar *, const gchar *, GVariant *,
-           gpointer data) { *static_cast<std::string *>(data) = path; },
-        &alarm_path, nullptr);
-    g_dbus_connection_call_sync(watcher.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
-                                nullptr, nullptr);
+    AlarmWatch alarms(bus);
     reply = OvanPostMsg(kPlugin, "alarm disk full");
     EXPECT_STREQ(reply, "alarm sent");
     g_free(reply);
-    EXPECT_TRUE(wait_until([&] {
-        g_main_context_iteration(nullptr, FALSE);
-        return !alarm_path.empty();
-    }));
-    EXPECT_EQ(alarm_path, "/com/quv/appframework1/apps/5");
-    g_dbus_connection_signal_unsubscribe(watcher.get(), sub);
+    EXPECT_TRUE(alarms.wait());
+    EXPECT_EQ(alarms.path, "/com/quv/appframework1/apps/5");
 
     stats = OvanGetAppStatistics(kPlugin);
     EXPECT_STREQ(stats, "{\"messages\":2}");

@@ -3,19 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "bus_support/bus_fixture.hpp"
+#include "appframework/app_support.hpp"
 
 namespace {
 
 using namespace lumo::test;
 using lumo::GPtr;
-
-SimulatorOptions framework()
-{
-    SimulatorOptions o;
-    o.name = "com.quv.appframework1";
-    return o;
-}
 
 class LumoctlApp : public ::testing::Test {
 protected:
@@ -30,7 +23,7 @@ protected:
         return run_program(args);
     }
     PrivateBus bus;
-    Simulator sim{bus, framework()};
+    Simulator sim{bus, framework_options()};
 };
 
 TEST_F(LumoctlApp, VerbsPrintAndExitAsTheOtherObjects)

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "bus_support/bus_fixture.hpp"
+#include "appframework/app_support.hpp"
 #include "lumo3_app.h"
 #include "support/temp_root.hpp"
 
@@ -250,43 +250,16 @@ protected:
 TEST_F(Alarm, SentFromTheApplicationsFrameworkPath)
 {
     ASSERT_EQ(OvanDBusStartService("com.quv.demo1"), 0) << dump();
-    GPtr<GError> err;
-    GPtr<GDBusConnection> watcher(g_dbus_connection_new_for_address_sync(
-        bus.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, lumo::out(err)));
-    ASSERT_TRUE(watcher) << err->message;
-    struct Seen {
-        std::string path, text;
-    } seen;
-    guint sub = g_dbus_connection_signal_subscribe(
-        watcher.get(), nullptr, "com.quv.appframework1.AppStatus", "Alarm", nullptr, nullptr,
-        G_DBUS_SIGNAL_FLAGS_NONE,
-        [](GDBusConnection *, const gchar *, const gchar *path, const gchar *, const gchar *, GVariant *params,
-           gpointer data) {
-            auto *s = static_cast<Seen *>(data);
-            s->path = path;
-            s->text = printed(params);
-        },
-        &seen, nullptr);
-    // Make sure the match rule is in place before anything is sent.
-    g_dbus_connection_call_sync(watcher.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
-                                nullptr, nullptr);
+    AlarmWatch alarms(bus);
     int32_t ret = -2;
     std::thread other([&] { ret = OvanAppSendAlarm("disk full"); });  // any thread may send
     other.join();
     EXPECT_EQ(ret, 0) << dump();
-    EXPECT_TRUE(wait_until([&] {
-        g_main_context_iteration(nullptr, FALSE);
-        return !seen.path.empty();
-    }));
-    EXPECT_EQ(seen.path, "/com/quv/appframework1/apps/7");
-    EXPECT_EQ(seen.text, "('disk full',)");
+    EXPECT_TRUE(alarms.wait());
+    EXPECT_EQ(alarms.path, "/com/quv/appframework1/apps/7");
+    EXPECT_EQ(alarms.args, "('disk full',)");
     EXPECT_TRUE(logged(LOG_INFO, "OvanAppSendAlarm", "object path is /com/quv/appframework1/apps/7 (com.quv.demo1)"))
         << dump();
-    g_dbus_connection_signal_unsubscribe(watcher.get(), sub);
 }
 
 TEST_F(Alarm, RefusedWithoutServiceMessageOrApplicationId)
