@@ -235,37 +235,30 @@ void install_done(GObject *source, GAsyncResult *res, gpointer data)
     g_main_loop_quit(r->loop);
 }
 
-TEST_F(FrameworkSim, AsyncInstallsGoOutOnTheHostedConnectionAndCallBack)
+// Runs an install-like call to its answer; the callback must get the hosted
+// service's connection as its source.
+std::string install(int32_t (*fn)(const char *, void *, GAsyncReadyCallback), const char *file)
 {
-    ASSERT_EQ(OvanDBusStartService("com.example.installer1"), 0) << dump();
-    GDBusConnection *hosted = qzr_dbus_service_context->connection;
-    const char *methods[] = {"Install", "Upgrade", "Reinstall"};
-    int32_t (*const funcs[])(const char *, void *, GAsyncReadyCallback) = {OvanInstallApp, OvanUpgradeApp,
-                                                                          OvanReinstallApp};
-    for (int i = 0; i < 3; ++i) {
-        SCOPED_TRACE(methods[i]);
-        ASSERT_TRUE(sim.script_reply(kFwPath, kAgent, methods[i], "(0, 'demo', 'done')", 200));
-        GPtr<GMainLoop> loop(g_main_loop_new(nullptr, FALSE));
-        InstallResult r{loop.get(), nullptr, {}};
-        EXPECT_EQ(funcs[i]("/tmp/demo 1.ipk", &r, install_done), 0);
-        g_main_loop_run(loop.get());
-        EXPECT_EQ(r.source, G_OBJECT(hosted));
-        EXPECT_EQ(r.answer, "(0, 'demo', 'done')");
-        EXPECT_EQ(sent(methods[i]), "('/tmp/demo 1.ipk',)");
-        EXPECT_TRUE(logged(LOG_DEBUG, i == 0 ? "OvanInstallApp" : i == 1 ? "OvanUpgradeApp" : "OvanReinstallApp",
-                           std::string("Call ") + methods[i] + ", file /tmp/demo 1.ipk."))
-            << dump();
-    }
-    // The sender is the hosted service's own connection.
-    for (const auto &c : sim.call_log())
-        EXPECT_EQ(c.sender, g_dbus_connection_get_unique_name(hosted));
-    // A wrong answer reaches the callback as an error, never as a crash.
-    ASSERT_TRUE(sim.script_reply(kFwPath, kAgent, "Install", "(int32 1,)"));
     GPtr<GMainLoop> loop(g_main_loop_new(nullptr, FALSE));
     InstallResult r{loop.get(), nullptr, {}};
-    EXPECT_EQ(OvanInstallApp("/tmp/x.ipk", &r, install_done), 0);
+    EXPECT_EQ(fn(file, &r, install_done), 0);
     g_main_loop_run(loop.get());
-    EXPECT_EQ(r.answer.rfind("error: ", 0), 0u) << r.answer;
+    EXPECT_EQ(r.source, G_OBJECT(qzr_dbus_service_context->connection));
+    return r.answer;
+}
+
+TEST_F(FrameworkSim, AsyncInstallsGoOutOnTheHostedConnection)
+{
+    ASSERT_EQ(OvanDBusStartService("com.example.installer1"), 0) << dump();
+    ASSERT_TRUE(sim.script_reply(kFwPath, kAgent, "Upgrade", "(0, 'demo', 'done')", 200));
+    EXPECT_EQ(install(OvanUpgradeApp, "/tmp/demo 1.ipk"), "(0, 'demo', 'done')");
+    EXPECT_EQ(sent("Upgrade"), "('/tmp/demo 1.ipk',)");
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanUpgradeApp", "Call Upgrade, file /tmp/demo 1.ipk.")) << dump();
+    // A wrong answer reaches the callback as an error, never as a crash.
+    ASSERT_TRUE(sim.script_reply(kFwPath, kAgent, "Install", "(int32 1,)"));
+    EXPECT_EQ(install(OvanInstallApp, "/tmp/x.ipk").rfind("error: ", 0), 0u);
+    for (const auto &c : sim.call_log())
+        EXPECT_EQ(c.sender, g_dbus_connection_get_unique_name(qzr_dbus_service_context->connection));
     EXPECT_EQ(OvanDBusStopService(), 0);
 }
 
@@ -302,15 +295,6 @@ protected:
         g_free(list);
         return out;
     }
-    std::string install(int32_t (*fn)(const char *, void *, GAsyncReadyCallback), const char *file)
-    {
-        GPtr<GMainLoop> loop(g_main_loop_new(nullptr, FALSE));
-        InstallResult r{loop.get(), nullptr, {}};
-        EXPECT_EQ(fn(file, &r, install_done), 0);
-        g_main_loop_run(loop.get());
-        return r.answer;
-    }
-
     TempRoot root;  // before the simulator: it finds control files under it
     PrivateBus bus;
     Simulator sim{bus, framework_options()};
