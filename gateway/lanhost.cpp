@@ -373,8 +373,9 @@ LUMO3_API int32_t OvanSetLANHost(OvanObjPath_t path, OvanLANHost_t *obj)
         lumo_log(tag, LOG_ERR, "Invalid LanHost Parameters.");
         return -1;
     }
-    // Text the bus cannot carry refuses the whole write, the stored name included.
-    if (!record_text_ok(tag, kLANHostWritable, obj))
+    // Text the bus cannot carry refuses the whole write, the stored name included
+    // (it is handed out again by every host getter).
+    if (!text_ok(tag, "DevName", obj->DevName, sizeof obj->DevName) || !record_text_ok(tag, kLANHostWritable, obj))
         return -1;
     // The name lives only in the library's store, and stays there even when the
     // gateway refuses the write below.
