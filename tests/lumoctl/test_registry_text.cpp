@@ -42,6 +42,7 @@ protected:
         std::vector<char> rec(e.table->record_size);
         if (e.get) {
             e.get(rec.data());
+            lumoctl::release_lists(*e.table, rec.data());
         } else if (e.list) {
             void *objs = nullptr;
             uint32_t count = 0, status = 0;
