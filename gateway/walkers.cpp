@@ -199,39 +199,38 @@ ArgTuple &ArgTuple::o(const char *what, const char *path)
     return *this;
 }
 
+ArgTuple &ArgTuple::add(GVariant *value)
+{
+    if (refused())
+        bus::consume_floating(value);
+    else
+        g_variant_builder_add_value(&builder_, value);
+    return *this;
+}
+
 ArgTuple &ArgTuple::b(bool v)
 {
-    if (!refused())
-        g_variant_builder_add_value(&builder_, g_variant_new_boolean(v));
-    return *this;
+    return add(g_variant_new_boolean(v));
 }
 
 ArgTuple &ArgTuple::y(uint8_t v)
 {
-    if (!refused())
-        g_variant_builder_add_value(&builder_, g_variant_new_byte(v));
-    return *this;
+    return add(g_variant_new_byte(v));
 }
 
 ArgTuple &ArgTuple::q(uint16_t v)
 {
-    if (!refused())
-        g_variant_builder_add_value(&builder_, g_variant_new_uint16(v));
-    return *this;
+    return add(g_variant_new_uint16(v));
 }
 
 ArgTuple &ArgTuple::i(int32_t v)
 {
-    if (!refused())
-        g_variant_builder_add_value(&builder_, g_variant_new_int32(v));
-    return *this;
+    return add(g_variant_new_int32(v));
 }
 
 ArgTuple &ArgTuple::u(uint32_t v)
 {
-    if (!refused())
-        g_variant_builder_add_value(&builder_, g_variant_new_uint32(v));
-    return *this;
+    return add(g_variant_new_uint32(v));
 }
 
 GVariant *ArgTuple::end()

@@ -69,6 +69,7 @@ public:
 
 private:
     bool refuse(const char *what, const char *why);
+    ArgTuple &add(GVariant *value);  // consumes a floating value, also after a refusal
     const char *tag_;
     GVariantBuilder builder_;
     bool open_ = true;
