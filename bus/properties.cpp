@@ -55,6 +55,9 @@ struct PropertyCall {
             return refuse("org.freedesktop.DBus.Error.InvalidArgs: invalid object path");
         if (!iface || !g_dbus_is_interface_name(iface))
             return refuse("org.freedesktop.DBus.Error.InvalidArgs: invalid interface name");
+        // A property name travels as a string: it must be UTF-8 to be sent at all.
+        if (prop && !g_utf8_validate(prop, -1, nullptr))
+            return refuse("org.freedesktop.DBus.Error.InvalidArgs: property name is not valid UTF-8");
         return true;
     }
 

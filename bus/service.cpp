@@ -317,10 +317,13 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
     }
     if (ctx->is_service_started) {
         ctx->is_service_started = 0;
-        if (ctx->connection && !g_dbus_connection_is_closed(ctx->connection))
-            g_dbus_connection_close_sync(ctx->connection, nullptr, nullptr);
+        // The name request is dropped while the connection is still open: dropped
+        // after the close, GIO may try to release the name on a connection that is
+        // closing and warn.
         if (ctx->owner_id)
             g_bus_unown_name(ctx->owner_id);
+        if (ctx->connection && !g_dbus_connection_is_closed(ctx->connection))
+            g_dbus_connection_close_sync(ctx->connection, nullptr, nullptr);
         qzr_dbus_service_context = nullptr;
         free_context(ctx);
         lumo_log(tag, LOG_ERR, "ERR: errState is 1, release dbus_service_context and return.");

@@ -112,8 +112,7 @@ LUMO3_API int32_t OvanDeviceSetDevName(const char *devname)
         lumo_log(tag, LOG_ERR, "devname(%s) is too long, its length is limited to 128", name);
         return -1;
     }
-    return OvanDBusSetProperty(kService, kDevicePath, kDeviceIface, "DevName", g_variant_new_string(name)) == 0 ? 0
-                                                                                                              : -1;
+    return set_text_property(tag, kDevicePath, kDeviceIface, "DevName", name);
 }
 
 }  // extern "C"

@@ -35,11 +35,13 @@ void **as_out(T **objs)
     return reinterpret_cast<void **>(objs);
 }
 
-// The caller's path need not be terminated; ours is.
-const char *terminated(OvanObjPath_t &path)
+// The caller's path is shown in entry lines without reading past its 256 bytes.
+constexpr int kShown = static_cast<int>(sizeof(OvanObjPath_t::str));
+
+// A path without its terminator is refused like any other bad path.
+bool host_path_ok(const OvanObjPath_t &path)
 {
-    path.str[sizeof path.str - 1] = '\0';
-    return path.str;
+    return path_terminated(path) && instance_path_ok(path.str, kHostPrefix);
 }
 
 template <size_t N>
@@ -122,13 +124,12 @@ int32_t get_hosts(const char *tag, const RecordTable &table, T **objs, uint32_t 
 template <typename T>
 int32_t get_host(const char *tag, const RecordTable &table, OvanObjPath_t path, T *obj)
 {
-    const char *at = terminated(path);
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", at);
-    if (!obj || !instance_path_ok(at, kHostPrefix)) {
+    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
+    if (!obj || !host_path_ok(path)) {
         lumo_log(tag, LOG_ERR, kInvalidParameter);
         return -1;
     }
-    return get_all_into(GetterSpec{tag, &table, 255, "ret = %d.", nullptr, overlay_devname<T>}, at, obj);
+    return get_all_into(GetterSpec{tag, &table, 255, "ret = %d.", nullptr, overlay_devname<T>}, path.str, obj);
 }
 
 // The host's path by MAC for the by-MAC getters, which report a failure by its message.
@@ -238,7 +239,7 @@ LUMO3_API int32_t OvanSetLANHostMgr(OvanLANHostMgr_t *obj)
         lumo_log(tag, LOG_ERR, "Invalid Parameter: obj is NULL.");
         return -1;
     }
-    return set_fields(kCollection, kManagerIface, kLANHostMgrWritable, obj);
+    return set_fields(kCollection, kManagerIface, kLANHostMgrWritable, obj, tag);
 }
 
 LUMO3_API int32_t OvanGetLANHostObjs(OvanLANHost_t **objs, uint32_t *count)
@@ -294,7 +295,9 @@ LUMO3_API int32_t OvanGetLANHostPathbyMAC(const char *mac, char **lanhostpath, u
     uint32_t word = 1;
     GStr message;
     GPtr<GVariant> found;
-    int32_t ret = run_command(shape, g_variant_new("(s)", mac), &word, lumo::out(message), &found);
+    ArgTuple args(tag);
+    args.s("mac", mac);
+    int32_t ret = run_command(shape, args, &word, lumo::out(message), &found);
     if (found) {
         const char *at = g_variant_get_string(found.get(), nullptr);
         if (*at && g_variant_is_object_path(at)) {
@@ -331,9 +334,8 @@ LUMO3_API int32_t OvanGetLANHostExtWithIPv6ByMAC(const char *mac, OvanLANHostExt
 LUMO3_API int32_t OvanGetLANHostNegoRateByPath(OvanObjPath_t path, uint32_t *negorate)
 {
     static const char tag[] = "OvanGetLANHostNegoRateByPath";
-    const char *at = terminated(path);
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", at);
-    if (!negorate || !instance_path_ok(at, kHostPrefix)) {
+    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
+    if (!negorate || !host_path_ok(path)) {
         lumo_log(tag, LOG_ERR, kInvalidParameter);
         return -1;
     }
@@ -362,9 +364,8 @@ LUMO3_API int32_t OvanGetLANHostNegoRateByMAC(const char *mac, uint32_t *negorat
 LUMO3_API int32_t OvanSetLANHost(OvanObjPath_t path, OvanLANHost_t *obj)
 {
     static const char tag[] = "OvanSetLANHost";
-    const char *at = terminated(path);
-    lumo_log(tag, LOG_DEBUG, "Enter, path (%s)", at);
-    if (!obj || !instance_path_ok(at, kHostPrefix)) {
+    lumo_log(tag, LOG_DEBUG, "Enter, path (%.*s)", kShown, path.str);
+    if (!obj || !host_path_ok(path)) {
         lumo_log(tag, LOG_ERR, "Invalid Path.");
         return -1;
     }
@@ -372,22 +373,25 @@ LUMO3_API int32_t OvanSetLANHost(OvanObjPath_t path, OvanLANHost_t *obj)
         lumo_log(tag, LOG_ERR, "Invalid LanHost Parameters.");
         return -1;
     }
+    // Text the bus cannot carry refuses the whole write, the stored name included
+    // (it is handed out again by every host getter).
+    if (!text_ok(tag, "DevName", obj->DevName, sizeof obj->DevName) || !record_text_ok(tag, kLANHostWritable, obj))
+        return -1;
     // The name lives only in the library's store, and stays there even when the
     // gateway refuses the write below.
     store_devname(*obj);
-    return set_fields(at, kHostIface, kLANHostWritable, obj);
+    return set_fields(path.str, kHostIface, kLANHostWritable, obj, tag);
 }
 
 LUMO3_API int32_t OvanDelLANHost(OvanObjPath_t path)
 {
     static const char tag[] = "OvanDelLANHost";
-    const char *at = terminated(path);
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", at);
-    if (!instance_path_ok(at, kHostPrefix)) {
+    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
+    if (!host_path_ok(path)) {
         lumo_log(tag, LOG_ERR, "Invalid Path.");
         return -1;
     }
-    return delete_object(kCollection, at);
+    return delete_object(kCollection, path.str);
 }
 
 LUMO3_API int32_t OvanGetOnlineDeviceList(OvanLANHost_t **objs, uint32_t *count, uint32_t *status, char **errmsg)

@@ -127,7 +127,8 @@ LUMO3_API int32_t OvanGetVoIPInfo(OvanVoIPInfo_t *info);
 LUMO3_API int32_t OvanSupportWiFi(uint32_t *flag);
 LUMO3_API int32_t OvanSupportUSB(uint32_t *flag);
 
-/* Sets the device's friendly name (NULL or "" clears it; at most 128 characters). */
+/* Sets the device's friendly name (NULL or "" clears it; at most 128 characters,
+ * UTF-8). */
 LUMO3_API int32_t OvanDeviceSetDevName(const char *devname);
 
 LUMO3_END_DECLS

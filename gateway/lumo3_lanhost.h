@@ -90,7 +90,9 @@ LUMO3_API int32_t OvanGetLANHostObjs(OvanLANHost_t **objs, uint32_t *count);
 LUMO3_API int32_t OvanGetLANHostExtObjs(OvanLANHostExt_t **objs, uint32_t *count);
 LUMO3_API int32_t OvanGetLANHostExtWithIPv6Objs(OvanLANHostExtWithIPv6_t **objs, uint32_t *count);
 
-/* One host by its path. */
+/* One host by its path. Here and in the other functions taking a host's path, a
+ * path without its terminator within its 256 bytes is refused, never cut (see
+ * OvanObjPath_t). */
 LUMO3_API int32_t OvanGetLANHost(OvanObjPath_t path, OvanLANHost_t *obj);
 LUMO3_API int32_t OvanGetLANHostExt(OvanObjPath_t path, OvanLANHostExt_t *obj);
 LUMO3_API int32_t OvanGetLANHostExtWithIPv6(OvanObjPath_t path, OvanLANHostExtWithIPv6_t *obj);
@@ -109,8 +111,8 @@ LUMO3_API int32_t OvanGetLANHostExtWithIPv6ByMAC(const char *mac, OvanLANHostExt
 LUMO3_API int32_t OvanGetLANHostNegoRateByPath(OvanObjPath_t path, uint32_t *negorate);
 LUMO3_API int32_t OvanGetLANHostNegoRateByMAC(const char *mac, uint32_t *negorate);
 
-/* Stores DevName (at most 62 characters) in the library's device-name store under
- * the record's MAC, then writes DevType, Brand, Model, OS, InternetAccess (0..2),
+/* Stores DevName (at most 62 characters, UTF-8 like every text field) in the
+ * library's device-name store under the record's MAC, then writes DevType, Brand, Model, OS, InternetAccess (0..2),
  * StorageAccess, MaxUSBandwidth, MaxDSBandwidth and DeviceOnlineNofication to the
  * host. The stored name is kept even when the gateway refuses the write. */
 LUMO3_API int32_t OvanSetLANHost(OvanObjPath_t path, OvanLANHost_t *obj);

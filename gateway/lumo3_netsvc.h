@@ -79,7 +79,9 @@ LUMO3_API int32_t OvanGetDHCPServer(OvanDHCPServer_t *info);
 /* The four addresses must be valid IPv4 addresses. */
 LUMO3_API int32_t OvanSetDHCPServer(OvanDHCPServer_t *rec);
 
-/* *objs: one g_free'd block of *num records (NULL objs: count only). */
+/* *objs: one g_free'd block of *num records (NULL objs: count only). Get, Set and
+ * Del take the rule's path; one without its terminator within its 256 bytes is
+ * refused, never cut. Text fields must be UTF-8 (see OvanObjPath_t). */
 LUMO3_API int32_t OvanGetPortMappingObjs(OvanPortMapping_t **objs, uint32_t *num);
 LUMO3_API int32_t OvanGetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec);
 /* RemoteHost empty or an IPv4 address, InternalClient an IPv4 address, both ports

@@ -28,7 +28,8 @@ LUMO3_API int32_t OvanSetSystemCmdConfig(OvanSystemCmdConfig_t *rec);
 
 /* Every command: 0 or -1; status receives the service's result word (1 when the
  * call could not be made) and errmsg a g_free'd message. Either may be NULL unless
- * said otherwise. */
+ * said otherwise. A text argument that is not UTF-8 is refused before the call:
+ * status 1 and a message naming the argument. */
 LUMO3_API int32_t OvanSysCmdSetLOID(const char *loid, const char *password, const char *province, uint32_t *status,
                                     char **errmsg);
 LUMO3_API int32_t OvanSysCmdRegisterLOID(uint32_t *status, char **errmsg);

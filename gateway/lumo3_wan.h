@@ -73,7 +73,8 @@ typedef struct OvanWANConnectionv4 {
 LUMO3_API int32_t OvanGetWANConnectionObjs(OvanWANConnection_t **objs, uint32_t *num);
 LUMO3_API int32_t OvanGetWANConnectionObjsv4(OvanWANConnectionv4_t **objs, uint32_t *num);
 
-/* One connection by its object path. */
+/* One connection by its object path (refused when it lacks its terminator within
+ * its 256 bytes, see OvanObjPath_t). */
 LUMO3_API int32_t OvanGetWANConnection(OvanObjPath_t path, OvanWANConnection_t *rec);
 LUMO3_API int32_t OvanGetWANConnectionv4(OvanObjPath_t path, OvanWANConnectionv4_t *rec);
 

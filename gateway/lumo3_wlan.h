@@ -66,6 +66,8 @@ typedef struct OvanWPSConfig {
 /* All SSIDs: *objs receives a block of *count records (NULL for none; free it with
  * g_free); a NULL objs asks for the count only. */
 LUMO3_API int32_t OvanGetWLANDeviceObjs(OvanWLANDevice_t **objs, uint32_t *count);
+/* The functions taking an SSID's or its WPS object's path refuse one without its
+ * terminator within its 256 bytes (see OvanObjPath_t). */
 LUMO3_API int32_t OvanGetWLANDevice(OvanObjPath_t path, OvanWLANDevice_t *obj);
 /* Writes the writable fields; ChannelInUse, RFBand, PowerValue, SSIDAlias and the
  * counters are never sent. */

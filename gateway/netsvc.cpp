@@ -21,6 +21,15 @@ constexpr const char kFilterPath[] = "/com/quv/igd1/Config/IncomingFilter";
 constexpr const char kFilterIface[] = "com.quv.igd1.IncomingFilter";
 
 
+// The caller's path is shown in entry lines without reading past its 256 bytes.
+constexpr int kShown = static_cast<int>(sizeof(OvanObjPath_t::str));
+
+// A path without its terminator is refused like any other bad path.
+bool port_mapping_path_ok(const OvanObjPath_t &path)
+{
+    return path_terminated(path) && instance_path_ok(path.str, kPortMappingPrefix);
+}
+
 bool port_ok(uint32_t port)
 {
     return port >= 1 && port <= 65535;
@@ -55,10 +64,12 @@ int32_t filter_entry(const char *tag, const char *method, const char *fail_messa
     GStr fail_line(g_strdup_printf("Call %s() fail.", method));
     GStr message_line(g_strdup_printf("Call %s() errmsg [%%s].", tag));
     const CommandSpec shape{tag, kFilterPath, kFilterIface, method, fail_line.get(), fail_message, message_line.get()};
-    return run_command(shape,
-                       g_variant_new("(syuy)", or_empty(remote_ip), static_cast<guint8>(protocol),
-                                     static_cast<guint32>(port), static_cast<guint8>(interface)),
-                       status, errmsg);
+    ArgTuple args(tag);
+    args.s("remoteIp", remote_ip)
+        .y(static_cast<uint8_t>(protocol))
+        .u(static_cast<uint32_t>(port))
+        .y(static_cast<uint8_t>(interface));
+    return run_command(shape, args, status, errmsg);
 }
 
 }  // namespace
@@ -86,7 +97,7 @@ LUMO3_API int32_t OvanSetDHCPServer(OvanDHCPServer_t *rec)
         lumo_log(tag, LOG_ERR, "Invalid parameter.");
         return -1;
     }
-    return set_fields(kDHCPPath, netsvc::kDHCPServerTable.interface, netsvc::kDHCPServer, rec);
+    return set_fields(kDHCPPath, netsvc::kDHCPServerTable.interface, netsvc::kDHCPServer, rec, tag);
 }
 
 LUMO3_API int32_t OvanGetPortMappingObjs(OvanPortMapping_t **objs, uint32_t *num)
@@ -102,9 +113,8 @@ LUMO3_API int32_t OvanGetPortMappingObjs(OvanPortMapping_t **objs, uint32_t *num
 LUMO3_API int32_t OvanGetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
 {
     static const char tag[] = "OvanGetPortMapping";
-    path.str[sizeof path.str - 1] = '\0';
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path.str);
-    if (!rec || !instance_path_ok(path.str, kPortMappingPrefix)) {
+    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
+    if (!rec || !port_mapping_path_ok(path)) {
         lumo_log(tag, LOG_ERR, "invalid parameter.");
         return -1;
     }
@@ -114,17 +124,16 @@ LUMO3_API int32_t OvanGetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
 LUMO3_API int32_t OvanSetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
 {
     static const char tag[] = "OvanSetPortMapping";
-    path.str[sizeof path.str - 1] = '\0';
-    const bool text_ok = rec && terminated(rec->RemoteHost) && terminated(rec->InternalClient) &&
-                         terminated(rec->PortMappingProtocol);
-    lumo_log(tag, LOG_DEBUG, "enter, path = %s, host = %s, client = %s, protocol = %s", path.str,
-             text_ok ? rec->RemoteHost : "", text_ok ? rec->InternalClient : "",
-             text_ok ? rec->PortMappingProtocol : "");
-    if (!text_ok || !instance_path_ok(path.str, kPortMappingPrefix) || !port_mapping_ok(*rec)) {
+    const bool shown_ok = rec && terminated(rec->RemoteHost) && terminated(rec->InternalClient) &&
+                          terminated(rec->PortMappingProtocol);
+    lumo_log(tag, LOG_DEBUG, "enter, path = %.*s, host = %s, client = %s, protocol = %s", kShown, path.str,
+             shown_ok ? rec->RemoteHost : "", shown_ok ? rec->InternalClient : "",
+             shown_ok ? rec->PortMappingProtocol : "");
+    if (!shown_ok || !port_mapping_path_ok(path) || !port_mapping_ok(*rec)) {
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return -1;
     }
-    return set_fields(path.str, netsvc::kPortMappingTable.interface, netsvc::kPortMapping, rec);
+    return set_fields(path.str, netsvc::kPortMappingTable.interface, netsvc::kPortMapping, rec, tag);
 }
 
 LUMO3_API int32_t OvanAddPortMapping(OvanPortMapping_t *rec)
@@ -138,15 +147,14 @@ LUMO3_API int32_t OvanAddPortMapping(OvanPortMapping_t *rec)
     return add_with_rollback(
         kPortMappings, rec,
         [](OvanObjPath_t p, void *r) { return OvanSetPortMapping(p, static_cast<OvanPortMapping_t *>(r)); },
-        OvanDelPortMapping);
+        OvanDelPortMapping, netsvc::kPortMapping, tag);
 }
 
 LUMO3_API int32_t OvanDelPortMapping(OvanObjPath_t path)
 {
     static const char tag[] = "OvanDelPortMapping";
-    path.str[sizeof path.str - 1] = '\0';
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path.str);
-    if (!instance_path_ok(path.str, kPortMappingPrefix)) {
+    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
+    if (!port_mapping_path_ok(path)) {
         lumo_log(tag, LOG_ERR, "Invalid Parameter.");
         return -1;
     }
@@ -175,7 +183,7 @@ LUMO3_API int32_t OvanSetPlatformService(uint32_t mask, OvanPlatformService_t *r
         if (mask & group.bit)
             for (const Field &f : group.fields)
                 selected[n++] = f;
-    return set_fields(kPlatformPath, netsvc::kPlatformServiceTable.interface, Fields(selected, n), rec);
+    return set_fields(kPlatformPath, netsvc::kPlatformServiceTable.interface, Fields(selected, n), rec, tag);
 }
 
 LUMO3_API int32_t OvanIncomingFilterAddEntry(const char *remoteIp, int32_t protocol, int32_t port, int32_t interface,

@@ -34,6 +34,7 @@ struct Command {
     const char *tag;
     const char *method;
     const char *signature;  // the argument tuple built from Args, "()" for none
+    const char *texts[3] = {};  // the names of the text arguments, in a refusal
     // Entry line at priority 7: `enter` when set, else the plain `entry` text.
     void (*enter)(const char *tag, const Args &) = nullptr;
     const char *entry = "enter";
@@ -160,7 +161,8 @@ constexpr const char kNoPasswd[] = "Invalid Parameters: passwd is NULL.";
 
 // Some failure log lines lack the message's final full stop; they are kept so.
 constexpr Command kCommands[] = {
-    {.tag = "OvanSysCmdSetLOID", .method = "SetLOID", .signature = "(sss)", .enter = enter_set_loid,
+    {.tag = "OvanSysCmdSetLOID", .method = "SetLOID", .signature = "(sss)", .texts = {"loid", "password", "province"},
+     .enter = enter_set_loid,
      .valid = loid_ok, .invalid_message = "Invalid Parameters: empty loid or invalid provoice",
      .invalid_line = "Invalid Parameters: empty loid or invalid provoice",
      .fail_message = "Failed to call SetLOID() function.", .fail_line = "Failed to call SetLOID()",
@@ -169,7 +171,8 @@ constexpr Command kCommands[] = {
      .fail_message = "Failed to call RegisterLOID() function.", .fail_line = "Failed to call RegisterLOID()"},
     {.tag = "OvanSysCmdCheckLOID", .method = "CheckLOID", .signature = "()",
      .fail_message = "Failed to call CheckLOID.", .fail_line = "Failed to call CheckLOID"},
-    {.tag = "OvanSysCmdSetDateTime", .method = "SetDateTime", .signature = "(s)", .enter = enter_set_datetime,
+    {.tag = "OvanSysCmdSetDateTime", .method = "SetDateTime", .signature = "(s)", .texts = {"datetime"},
+     .enter = enter_set_datetime,
      .valid = datetime_ok, .invalid_message = "Invalid datetime", .invalid_line = "Invalid datetime",
      .fail_message = "Failed to call SetDateTime() function.",
      .fail_line = "Failed to call SetDateTime() function"},
@@ -179,7 +182,8 @@ constexpr Command kCommands[] = {
      .fail_message = "Failed to call Restore() function."},
     {.tag = "OvanSysCmdLocalRecovery", .method = "LocalRecovery", .signature = "()",
      .fail_message = "Failed to call LocalRecovery() function."},
-    {.tag = "OvanSysCmdUpgrade", .method = "Upgrade", .signature = "(suub)", .enter = enter_upgrade,
+    {.tag = "OvanSysCmdUpgrade", .method = "Upgrade", .signature = "(suub)", .texts = {"url"},
+     .enter = enter_upgrade,
      .valid = upgrade_ok, .invalid_message = kInvalid, .invalid_line = kInvalidLine,
      .fail_message = "Failed to call Upgrade() function.", .fail_line = "Failed to call Upgrade() function"},
     {.tag = "OvanSysCmdClearUpgradeStatus", .method = "ClearUpgradeStatus", .signature = "()",
@@ -188,23 +192,26 @@ constexpr Command kCommands[] = {
     {.tag = "OvanSysCmdClearRestoreStatus", .method = "ClearRestoreStatus", .signature = "()",
      .fail_message = "Failed to call ClearRestoreStatus() function.",
      .fail_line = "Failed to call ClearRestoreStatus() function"},
-    {.tag = "OvanSysCmdCheckUAPasswd", .method = "CheckUAPasswd", .signature = "(s)", .valid = ua_check_ok,
+    {.tag = "OvanSysCmdCheckUAPasswd", .method = "CheckUAPasswd", .signature = "(s)", .texts = {"passwd"},
+     .valid = ua_check_ok,
      .invalid_message = "Invalid password.", .invalid_line = "Invalid password",
      .fail_message = "Failed to call CheckUAPasswd() function.",
      .fail_line = "Failed to call CheckUAPasswd() function"},
-    {.tag = "OvanSysCmdSetUAPasswd", .method = "SetUAPasswd", .signature = "(s)", .valid = ua_set_ok,
+    {.tag = "OvanSysCmdSetUAPasswd", .method = "SetUAPasswd", .signature = "(s)", .texts = {"passwd"},
+     .valid = ua_set_ok,
      .invalid_message = "Invalid Password, len [5 ~ 20].", .invalid_line = "Invalid Password, len [5 ~ 20]",
      .fail_message = "Failed to call SetUAPasswd() function.",
      .fail_line = "Failed to call SetUAPasswd() function"},
-    {.tag = "OvanSysCmdCheckTAPasswd", .method = "CheckTAPasswd", .signature = "(s)", .valid = ta_check_ok,
+    {.tag = "OvanSysCmdCheckTAPasswd", .method = "CheckTAPasswd", .signature = "(s)", .texts = {"passwd"},
+     .valid = ta_check_ok,
      .status_required = true, .invalid_message = kInvalid, .invalid_line = kInvalidLine,
      .fail_message = "Failed to call CheckTAPasswd() function."},
     {.tag = "OvanSysCmdUploadTroubleLocationInfo", .method = "UploadTroubleLocatingInfo", .signature = "(ss)",
-     .enter = enter_upload, .valid = trouble_ok, .status_required = true, .invalid_message = kInvalid,
+     .texts = {"uploadurl", "faultcategory"}, .enter = enter_upload, .valid = trouble_ok, .status_required = true, .invalid_message = kInvalid,
      .invalid_line = kInvalidLine, .fail_message = "Failed to call UploadTroubleLocatingInfo() function.",
      .exit_line = "Exit, res(%d)"},
     {.tag = "OvanSysCmdStartCollectionDebugInfo", .method = "StartCollectionDebugInfo", .signature = "(ssq)",
-     .enter = enter_collect, .valid = trouble_ok, .status_required = true, .invalid_message = kInvalid,
+     .texts = {"uploadurl", "category"}, .enter = enter_collect, .valid = trouble_ok, .status_required = true, .invalid_message = kInvalid,
      .invalid_line = kInvalidLine, .fail_message = "Failed to call StartCollectionDebugInfo() function."},
     {.tag = "OvanSysCmdGetTAPasswd", .method = "GetTAPasswd", .signature = "()", .entry = "enter.",
      .valid = secret_out_ok, .invalid_message = kNoPasswd, .invalid_line = kNoPasswd,
@@ -215,24 +222,22 @@ constexpr Command kCommands[] = {
 };
 static_assert(std::size(kCommands) == kCommandCount, "one row per command, in CommandId order");
 
-// The argument tuple of `signature` ("(suub)" ...) from the inputs; null for "()".
-GVariant *build_args(const char *signature, const Args &a)
+// The argument tuple of the command's signature ("(suub)" ...) from the inputs.
+void build_args(const Command &c, const Args &a, ArgTuple &tuple)
 {
-    if (std::strcmp(signature, "()") == 0)
-        return nullptr;
-    GVariantBuilder b;
-    g_variant_builder_init(&b, G_VARIANT_TYPE(signature));
     size_t t = 0, n = 0;
-    for (const char *c = signature + 1; *c != ')'; ++c) {
-        switch (*c) {
-        case 's': g_variant_builder_add(&b, "s", or_empty(a.text[t++])); break;
-        case 'u': g_variant_builder_add(&b, "u", a.num[n++]); break;
-        case 'b': g_variant_builder_add(&b, "b", static_cast<gboolean>(a.num[n++] != 0)); break;
-        case 'q': g_variant_builder_add(&b, "q", static_cast<guint16>(a.num[n++])); break;
+    for (const char *sig = c.signature + 1; *sig != ')'; ++sig) {
+        switch (*sig) {
+        case 's':
+            tuple.s(c.texts[t], a.text[t]);
+            ++t;
+            break;
+        case 'u': tuple.u(a.num[n++]); break;
+        case 'b': tuple.b(a.num[n++] != 0); break;
+        case 'q': tuple.q(static_cast<uint16_t>(a.num[n++])); break;
         default: break;
         }
     }
-    return g_variant_builder_end(&b);
 }
 
 // The password getters' output: a copy of a non-empty password whatever the result
@@ -271,7 +276,14 @@ int32_t run(CommandId id, const Args &a, uint32_t *status, char **errmsg)
                            c.message_line ? c.message_line : own_line.get(),
                            c.message_priority};
     GPtr<GVariant> lead;
-    const int32_t ret = run_command(shape, build_args(c.signature, a), status, errmsg, a.secret_out ? &lead : nullptr);
+    int32_t ret;
+    if (std::strcmp(c.signature, "()") == 0) {
+        ret = run_command(shape, nullptr, status, errmsg, a.secret_out ? &lead : nullptr);
+    } else {
+        ArgTuple tuple(c.tag);
+        build_args(c, a, tuple);
+        ret = run_command(shape, tuple, status, errmsg, a.secret_out ? &lead : nullptr);
+    }
     if (a.secret_out)
         hand_out_secret(lead, a.secret_out);
     if (c.exit_line)
@@ -304,7 +316,7 @@ LUMO3_API int32_t OvanSetSystemCmdConfig(OvanSystemCmdConfig_t *rec)
         lumo_log(tag, LOG_ERR, "Invalid Parameter.");
         return -1;
     }
-    return set_fields(kPath, kIface, syscmd::kConfigWritable, rec);
+    return set_fields(kPath, kIface, syscmd::kConfigWritable, rec, tag);
 }
 
 LUMO3_API int32_t OvanSysCmdSetLOID(const char *loid, const char *password, const char *province, uint32_t *status,

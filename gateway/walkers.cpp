@@ -121,7 +121,136 @@ GVariant *field_value(const Field &f, const void *record)
     return nullptr;
 }
 
+// The generic bus write a refusal is logged under when no wrapper is named.
+constexpr const char kWriteTag[] = "OvanDBusSetMultiProperty";
+
+void refuse_text(const char *tag, const char *message)
+{
+    lumo_log(tag, LOG_ERR, "%s", message);
+    OvanSetErrMsg(message);
+}
+
 }  // namespace
+
+bool text_ok(const char *tag, const char *what, const char *text, size_t max)
+{
+    if (!text || g_utf8_validate(text, static_cast<gssize>(strnlen(text, max)), nullptr))
+        return true;
+    GStr message(g_strdup_printf("Invalid parameter: %s is not valid UTF-8.", what));
+    refuse_text(tag, message.get());
+    return false;
+}
+
+bool record_text_ok(const char *tag, Fields fields, const void *record)
+{
+    if (!tag)
+        tag = kWriteTag;
+    for (const Field &f : fields) {
+        if (f.type == Type::Str && !text_ok(tag, f.name, at(record, f.offset), f.size))
+            return false;
+        if (f.type != Type::StrList)
+            continue;
+        const uint32_t n = get<uint32_t>(record, f.offset);
+        const char *block = get<const char *>(record, f.aux);
+        for (uint32_t i = 0; block && i < n; i++)
+            if (!text_ok(tag, f.name, block + static_cast<size_t>(i) * f.size, f.size))
+                return false;
+    }
+    return true;
+}
+
+ArgTuple::ArgTuple(const char *tag) : tag_(tag)
+{
+    g_variant_builder_init(&builder_, G_VARIANT_TYPE_TUPLE);
+}
+
+ArgTuple::~ArgTuple()
+{
+    if (open_)
+        g_variant_builder_clear(&builder_);
+}
+
+bool ArgTuple::refuse(const char *what, const char *why)
+{
+    g_snprintf(problem_, sizeof problem_, "Invalid parameter: %s %s.", what, why);
+    refuse_text(tag_, problem_);
+    return false;
+}
+
+ArgTuple &ArgTuple::s(const char *what, const char *text)
+{
+    if (refused())
+        return *this;
+    if (text && !g_utf8_validate(text, -1, nullptr))
+        refuse(what, "is not valid UTF-8");
+    else
+        g_variant_builder_add_value(&builder_, g_variant_new_string(or_empty(text)));
+    return *this;
+}
+
+ArgTuple &ArgTuple::o(const char *what, const char *path)
+{
+    if (refused())
+        return *this;
+    if (!path || !g_variant_is_object_path(path))
+        refuse(what, "is not a valid object path");
+    else
+        g_variant_builder_add_value(&builder_, g_variant_new_object_path(path));
+    return *this;
+}
+
+ArgTuple &ArgTuple::add(GVariant *value)
+{
+    if (refused())
+        bus::consume_floating(value);
+    else
+        g_variant_builder_add_value(&builder_, value);
+    return *this;
+}
+
+ArgTuple &ArgTuple::b(bool v)
+{
+    return add(g_variant_new_boolean(v));
+}
+
+ArgTuple &ArgTuple::y(uint8_t v)
+{
+    return add(g_variant_new_byte(v));
+}
+
+ArgTuple &ArgTuple::q(uint16_t v)
+{
+    return add(g_variant_new_uint16(v));
+}
+
+ArgTuple &ArgTuple::i(int32_t v)
+{
+    return add(g_variant_new_int32(v));
+}
+
+ArgTuple &ArgTuple::u(uint32_t v)
+{
+    return add(g_variant_new_uint32(v));
+}
+
+GVariant *ArgTuple::end()
+{
+    if (!open_)
+        return nullptr;
+    open_ = false;
+    if (refused()) {
+        g_variant_builder_clear(&builder_);
+        return nullptr;
+    }
+    return g_variant_builder_end(&builder_);
+}
+
+int32_t set_text_property(const char *tag, const char *path, const char *iface, const char *prop, const char *text)
+{
+    if (!text_ok(tag, prop, text))
+        return -1;
+    return OvanDBusSetProperty(kService, path, iface, prop, g_variant_new_string(or_empty(text))) == 0 ? 0 : -1;
+}
 
 void fill_record(Fields fields, void *record, GVariant *dict)
 {
@@ -151,8 +280,10 @@ void fill_record(Fields fields, void *record, GVariant *dict)
     }
 }
 
-GVariant *build_dict(Fields fields, const void *record)
+GVariant *build_dict(Fields fields, const void *record, const char *tag)
 {
+    if (!record_text_ok(tag, fields, record))
+        return nullptr;
     GVariantBuilder b;
     g_variant_builder_init(&b, G_VARIANT_TYPE_VARDICT);
     for (const Field &f : fields)
@@ -253,14 +384,20 @@ int32_t enumerate(const CollectionSpec &shape, const char *collection, void **ob
     return walk_object_map(shape, map.get(), objs, num);
 }
 
-int32_t set_fields(const char *path, const char *iface, Fields fields, const void *record)
+int32_t set_fields(const char *path, const char *iface, Fields fields, const void *record, const char *tag)
 {
-    return OvanDBusSetMultiProperty(kService, path, iface, build_dict(fields, record)) == 0 ? 0 : -1;
+    GVariant *dict = build_dict(fields, record, tag);
+    if (!dict)
+        return -1;
+    return OvanDBusSetMultiProperty(kService, path, iface, dict) == 0 ? 0 : -1;
 }
 
 int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                          int32_t (*deleter)(OvanObjPath_t))
+                          int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *tag)
 {
+    // A record the bus could not carry must not leave a created-then-deleted object.
+    if (!checked.empty() && !record_text_ok(tag, checked, record))
+        return -1;
     GVariant *raw = nullptr;
     if (OvanDBusCallMethod(kService, collection, kObjectManager, "AddObject", nullptr, &raw, -1) != 0 || !raw)
         return -1;
@@ -293,6 +430,13 @@ int32_t fail_command(uint32_t *status, char **errmsg, const char *message)
     if (errmsg)
         *errmsg = g_strdup(message);
     return -1;
+}
+
+int32_t run_command(const CommandSpec &shape, ArgTuple &args, uint32_t *status, char **errmsg, GPtr<GVariant> *lead)
+{
+    if (args.refused())
+        return fail_command(status, errmsg, args.problem());
+    return run_command(shape, args.end(), status, errmsg, lead);
 }
 
 int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, char **errmsg, GPtr<GVariant> *lead)

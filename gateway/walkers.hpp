@@ -28,6 +28,57 @@ inline bool path_terminated(const OvanObjPath_t &path)
     return std::memchr(path.str, '\0', sizeof path.str) != nullptr;
 }
 
+// ---- text the bus can carry ----
+// Every text the library puts on the bus for a caller passes here first: D-Bus
+// strings must be valid UTF-8 and object paths must keep their grammar. GLib would
+// otherwise refuse the value with a critical warning and the call would go out
+// without it. A refused text is logged at priority 3 under `tag` naming `what`, kept
+// as the last error, and nothing is sent.
+
+// True when `text` (at most `max` bytes, NULL counting as empty) is valid UTF-8;
+// otherwise refuses it as above.
+bool text_ok(const char *tag, const char *what, const char *text, size_t max = static_cast<size_t>(-1));
+
+// True when every string and string-list field of `record` among `fields` is valid
+// UTF-8 (a field that fills its whole width is taken over its width); otherwise
+// refuses the first that is not. `tag` null: the refusal is logged as the bus write's.
+bool record_text_ok(const char *tag, Fields fields, const void *record);
+
+// A method call's argument tuple, built with its texts checked. After a refusal
+// further arguments are ignored and end() yields null.
+class ArgTuple {
+public:
+    explicit ArgTuple(const char *tag);
+    ~ArgTuple();
+    ArgTuple(const ArgTuple &) = delete;
+    ArgTuple &operator=(const ArgTuple &) = delete;
+
+    ArgTuple &s(const char *what, const char *text);  // NULL is sent as ""
+    ArgTuple &o(const char *what, const char *path);
+    ArgTuple &b(bool v);
+    ArgTuple &y(uint8_t v);
+    ArgTuple &q(uint16_t v);
+    ArgTuple &i(int32_t v);
+    ArgTuple &u(uint32_t v);
+
+    bool refused() const { return problem_[0] != '\0'; }
+    // The refusal's text ("Invalid parameter: X is not valid UTF-8."), or "".
+    const char *problem() const { return problem_; }
+    // The floating tuple; null when refused.
+    GVariant *end();
+
+private:
+    bool refuse(const char *what, const char *why);
+    ArgTuple &add(GVariant *value);  // consumes a floating value, also after a refusal
+    const char *tag_;
+    GVariantBuilder builder_;
+    bool open_ = true;
+    char problem_[160] = {};
+};
+
+// Writes one string property (`what` names it in a refusal): 0 or -1.
+int32_t set_text_property(const char *tag, const char *path, const char *iface, const char *prop, const char *text);
+
 // ---- records ----
 
 // Fills `record` from an "a{sv}" dictionary: for each key the first field of that
@@ -35,8 +86,9 @@ inline bool path_terminated(const OvanObjPath_t &path)
 // ignored. Strings are cut to the field width minus one.
 void fill_record(Fields fields, void *record, GVariant *dict);
 
-// An "a{sv}" (floating) holding `fields` of `record`, in that order.
-GVariant *build_dict(Fields fields, const void *record);
+// An "a{sv}" (floating) holding `fields` of `record`, in that order; null when a
+// text among them is refused (record_text_ok).
+GVariant *build_dict(Fields fields, const void *record, const char *tag = nullptr);
 
 // Copies `path` into the record's leading path field, at most limit-1 characters.
 void copy_path(void *record, const char *path, size_t limit);
@@ -82,13 +134,16 @@ int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs,
 
 // ---- shapes 2, 5, 6: writes, add, delete ----
 
-// SetMulti of `fields` of `record` to `path`: 0 or -1.
-int32_t set_fields(const char *path, const char *iface, Fields fields, const void *record);
+// SetMulti of `fields` of `record` to `path`: 0 or -1 (also when a text is refused;
+// `tag` names the wrapper in that line).
+int32_t set_fields(const char *path, const char *iface, Fields fields, const void *record,
+                   const char *tag = nullptr);
 
 // AddObject on `collection`, then `setter` on the new path; the new object is deleted
-// again when the setter fails. Returns the setter's result.
+// again when the setter fails. Returns the setter's result. The texts of `checked`
+// (the fields the setter writes) are checked before anything is sent.
 int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                          int32_t (*deleter)(OvanObjPath_t));
+                          int32_t (*deleter)(OvanObjPath_t), Fields checked = {}, const char *tag = nullptr);
 
 // DeleteObject of `path` on `collection`: 0 or -1.
 int32_t delete_object(const char *collection, const char *path);
@@ -118,6 +173,11 @@ struct CommandSpec {
 // receives the reply's leading value of "(ou&s)", "(&su&s)" ... Returns -1 when the
 // call fails or the word is non-zero, else 0.
 int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, char **errmsg,
+                    GPtr<GVariant> *lead = nullptr);
+
+// ...with an argument tuple whose refusal fails the command (status 1, the refusal's
+// text as the message) without a call.
+int32_t run_command(const CommandSpec &shape, ArgTuple &args, uint32_t *status, char **errmsg,
                     GPtr<GVariant> *lead = nullptr);
 
 // The outputs of a refused or failed command: *status 1 and a copy of `message`.

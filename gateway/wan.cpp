@@ -28,9 +28,8 @@ int32_t get_one(const char *tag, const RecordTable &table, OvanObjPath_t &path, 
 {
     // The path is the caller's by-value copy: one that fills all 256 bytes has no
     // terminator and is refused like any other malformed path.
-    const bool terminated = std::memchr(path.str, '\0', sizeof path.str) != nullptr;
     lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", static_cast<int>(sizeof path.str), path.str);
-    if (!terminated || !rec || !instance_path_ok(path.str, kInstancePrefix)) {
+    if (!path_terminated(path) || !rec || !instance_path_ok(path.str, kInstancePrefix)) {
         lumo_log(tag, LOG_ERR, "invalid parameter.");
         return -1;
     }

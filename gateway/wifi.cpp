@@ -63,7 +63,9 @@ int32_t band_command(const CommandSpec &shape, Entry when, const char *band, uin
         lumo_log(shape.tag, LOG_DEBUG, kEmptyBand);
         return -1;
     }
-    return run_command(shape, g_variant_new("(s)", band), status, errmsg);
+    ArgTuple args(shape.tag);
+    args.s("band", band);
+    return run_command(shape, args, status, errmsg);
 }
 
 // The two actions on a pair of strings: a refusal hands out `refusal_message` with
@@ -78,7 +80,9 @@ int32_t pair_command(const CommandSpec &shape, const char *entry_line, const cha
         lumo_log(shape.tag, LOG_ERR, "%s", refusal_line);
         return fail_command(status, errmsg, refusal_message);
     }
-    return run_command(shape, g_variant_new("(ss)", a, b), status, errmsg);
+    ArgTuple args(shape.tag);
+    args.s("argument 1", a).s("argument 2", b);
+    return run_command(shape, args, status, errmsg);
 }
 
 int32_t get_info(const char *tag, const RecordTable &table, void *info)
@@ -179,7 +183,9 @@ LUMO3_API int32_t OvanWiFiChannelCollection(const char *band, char **channelscor
                                           "Failed to call ChannelCollection() function.",
                                           "Call OvanWiFiChannelCollection() errmsg [%s].");
     GPtr<GVariant> score;
-    int32_t ret = run_command(shape, g_variant_new("(s)", band), status, errmsg, &score);
+    ArgTuple args(tag);
+    args.s("band", band);
+    int32_t ret = run_command(shape, args, status, errmsg, &score);
     if (ret != 0)
         return ret;
     // A successful answer without the score string is no answer at all.

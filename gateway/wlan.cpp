@@ -47,7 +47,7 @@ bool one_of(string_view value, std::initializer_list<string_view> allowed)
 
 bool device_path_ok(const OvanObjPath_t &path)
 {
-    return std::memchr(path.str, '\0', sizeof path.str) && instance_path_ok(path.str, kDevicePrefix);
+    return path_terminated(path) && instance_path_ok(path.str, kDevicePrefix);
 }
 
 bool wps_path_ok(const OvanObjPath_t &path)
@@ -136,7 +136,7 @@ LUMO3_API int32_t OvanSetWLANDevice(OvanObjPath_t path, OvanWLANDevice_t *obj)
                  static_cast<int>(beacon.size()), beacon.data());
         return -1;
     }
-    return set_fields(path.str, wlan::kWLANDeviceTable.interface, wlan::kWLANDeviceWritable, obj);
+    return set_fields(path.str, wlan::kWLANDeviceTable.interface, wlan::kWLANDeviceWritable, obj, tag);
 }
 
 LUMO3_API int32_t OvanAddWLANDevice(OvanWLANDevice_t *obj)
@@ -149,7 +149,7 @@ LUMO3_API int32_t OvanAddWLANDevice(OvanWLANDevice_t *obj)
         lumo_log(tag, LOG_ERR, "Invalid Parameter.");
         return -1;
     }
-    int32_t ret = add_with_rollback(kCollection, obj, set_device, OvanDelWLANDevice);
+    int32_t ret = add_with_rollback(kCollection, obj, set_device, OvanDelWLANDevice, wlan::kWLANDeviceWritable, tag);
     if (ret == 0)
         if (const char *owner = hosted_service())
             update_wlan_device_owner(owner, obj->path, 1);
@@ -229,7 +229,7 @@ LUMO3_API int32_t OvanSetWPSEnable(OvanObjPath_t path, uint32_t enable)
         return ret;
     OvanWPSConfig_t record{};
     record.Enable = enable != 0;
-    return set_fields(path.str, kWPSIface, wlan::kWPSEnable, &record);
+    return set_fields(path.str, kWPSIface, wlan::kWPSEnable, &record, "OvanSetWPSEnable");
 }
 
 LUMO3_API int32_t OvanSetWPS(OvanObjPath_t path, int mode, uint32_t value, uint32_t *status, char **errmsg)

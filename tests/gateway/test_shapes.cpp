@@ -2,8 +2,10 @@
 // field type, guard bytes around the fields) and on a collection of the simulator.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <syslog.h>
 
 #include "bus_support/private_bus.hpp"
 #include "gateway/walkers.hpp"
@@ -166,6 +168,71 @@ TEST(BuildDict, FieldsInOrderWithTheirTypes)
     GPtr<char> text(g_variant_print(d.get(), TRUE));
     EXPECT_STREQ(text.get(), "{'Bytes': <uint64 1099511627776>, 'Name': <'12345678'>, 'Enabled': <true>, "
                              "'Level': <byte 0x03>}");
+}
+
+// Text the bus cannot carry refuses the whole dictionary, naming the field; a
+// full-width field is judged over its width, and a list over every slot.
+TEST(BuildDict, TextThatIsNotUtf8)
+{
+    struct {
+        const char *name;
+        const char *text;       // into Name (8 bytes; 8 characters fill it unterminated)
+        const char *tag_entry;  // into Tags[0] (8 bytes)
+        const char *refused;    // the field named, or null when sent
+    } cases[] = {
+        {"ascii", "box", "a", nullptr},
+        {"two_byte_sequence", "caf\xc3\xa9", "\xc3\xa9", nullptr},
+        {"latin1", "caf\xe9", "a", "Name"},
+        {"cut_sequence", "box\xc3", "a", "Name"},
+        {"overlong_nul", "\xc0\x80", "a", "Name"},
+        {"surrogate", "\xed\xa0\x80", "a", "Name"},
+        {"full_width_valid", "12345678", "a", nullptr},
+        {"full_width_broken_last", "1234567\xc3", "a", "Name"},
+        {"bad_list_slot", "box", "\xff", "Tags"},
+    };
+    constexpr auto writable = gw::pick(kWidgetFields, {"Name", "Level", "Tags"});
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        LogCapture log;
+        Widget w{};
+        std::memcpy(w.Name, c.text, std::min(std::strlen(c.text), sizeof w.Name));
+        char tags[1][8] = {};
+        std::memcpy(tags[0], c.tag_entry, std::strlen(c.tag_entry));
+        w.TagsNum = 1;
+        w.Tags = tags;
+        GPtr<GVariant> d = lumo::ref_sink(gw::build_dict(writable, &w, "OvanSetWidget"));
+        if (!c.refused) {
+            ASSERT_TRUE(d);
+            EXPECT_EQ(g_variant_n_children(d.get()), 3u);
+            continue;
+        }
+        EXPECT_FALSE(d);
+        EXPECT_TRUE(log.contains("OvanSetWidget: Invalid parameter: " + std::string(c.refused) +
+                                     " is not valid UTF-8.",
+                                 LOG_ERR));
+    }
+}
+
+TEST(ArgTuple, RefusalStopsTheTuple)
+{
+    LogCapture log;
+    gw::ArgTuple ok("OvanDoIt");
+    ok.s("name", "caf\xc3\xa9").s("none", nullptr).o("at", "/a/b").u(7).y(1).b(true).q(2).i(-1);
+    GPtr<GVariant> args = lumo::ref_sink(ok.end());
+    ASSERT_TRUE(args);
+    EXPECT_STREQ(g_variant_get_type_string(args.get()), "(ssouybqi)");
+
+    gw::ArgTuple bad_text("OvanDoIt");
+    bad_text.u(1).s("name", "caf\xe9").s("next", "x").u(2);  // later values are dropped, not leaked
+    EXPECT_TRUE(bad_text.refused());
+    EXPECT_STREQ(bad_text.problem(), "Invalid parameter: name is not valid UTF-8.");
+    EXPECT_EQ(bad_text.end(), nullptr);
+
+    gw::ArgTuple bad_path("OvanDoIt");
+    bad_path.o("at", "/a//b");
+    EXPECT_STREQ(bad_path.problem(), "Invalid parameter: at is not a valid object path.");
+    EXPECT_TRUE(log.contains("OvanDoIt: Invalid parameter: at is not a valid object path.", LOG_ERR));
+    // Never ended: the destructor releases what was built.
 }
 
 TEST(Paths, InstancePathChecks)

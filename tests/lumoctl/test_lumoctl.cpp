@@ -254,6 +254,8 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
         {"system", "set", "MemAlarm=40"},
         {"portmap", "get", "/com/quv/igd1/Info/WiFi"},  // a path of another collection
         {"system", "upgrade", "http://x/fw.bin", "zero", "0", "1", "--yes"},
+        {"system", "upgrade", "http://x/caf\xe9.bin", "0", "0", "1", "--yes"},  // not UTF-8
+        {"portmap", "add", "InternalClient=192.168.1.30", "Description=caf\xe9"},
     };
     for (const auto &args : cases) {
         Outcome r = lumoctl(args);
@@ -268,6 +270,16 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
     EXPECT_EQ(sim.count_calls("", "", "Upgrade"), 0u);
     // The refused add left no rule behind.
     EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
+
+    // Text the bus cannot carry is refused by lumoctl itself, naming where it was.
+    ASSERT_TRUE(sim.clear_call_log());
+    Outcome field = lumoctl({"portmap", "add", "Description=caf\xe9"});
+    EXPECT_EQ(field.code, 2);
+    EXPECT_NE(field.err.find("value of Description is not valid UTF-8"), std::string::npos) << field.err;
+    Outcome arg = lumoctl({"system", "set-datetime", "2026\xff"});
+    EXPECT_EQ(arg.code, 2);
+    EXPECT_NE(arg.err.find("DATETIME is not valid UTF-8"), std::string::npos) << arg.err;
+    EXPECT_EQ(sim.count_calls(), 0u);
 }
 
 TEST_F(LumoctlTest, HelpForEverySubcommand)

@@ -270,6 +270,8 @@ int do_command(BusLink &link, const Command &c, const VerbArgs &va, const Option
     CommandResult r;
     auto m = link.mark();
     std::vector<std::string> args(va.args.begin(), va.args.begin() + std::min(c.args.size(), va.args.size()));
+    for (size_t i = 0; i < args.size(); ++i)
+        require_utf8(args[i], c.args[i]);
     int32_t rc = c.run(args, r);
     if (!link.refused_since(m) && !(c.wifi && rc == 1)) {
         Json out = Json::object();

@@ -256,6 +256,13 @@ void release_lists(const RecordTable &table, void *rec, uint32_t count)
     }
 }
 
+void require_utf8(const std::string &text, const std::string &what)
+{
+    // The value itself is not quoted: its bytes would garble the message.
+    if (!g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr))
+        throw Failure{kExitRefused, what + " is not valid UTF-8"};
+}
+
 std::vector<const Field *> assign_fields(const RecordTable &table, Fields writable, void *rec,
                                          const std::vector<std::string> &words)
 {
@@ -270,6 +277,8 @@ std::vector<const Field *> assign_fields(const RecordTable &table, Fields writab
             throw Failure{kExitRefused, find(table.fields, name)
                                             ? "field " + name + " of " + table.record_name + " cannot be written"
                                             : "unknown field " + name + " of " + table.record_name};
+        if (f->type == Type::Str || f->type == Type::StrList)
+            require_utf8(value, "value of " + name);
         if (!parse_into(rec, *f, value)) {
             std::string expect = type_word(*f);
             if (f->type == Type::Str || f->type == Type::StrList)

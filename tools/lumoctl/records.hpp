@@ -50,6 +50,10 @@ void release_lists(const RecordTable &table, void *rec, uint32_t count = 1);
 std::vector<const Field *> assign_fields(const RecordTable &table, Fields writable, void *rec,
                                          const std::vector<std::string> &words);
 
+// Throws Failure (code 2) naming `what` when text is not valid UTF-8: the bus cannot
+// carry it, and the library would refuse it anyway.
+void require_utf8(const std::string &text, const std::string &what);
+
 // "Name (type)" lines for help texts.
 std::string describe_fields(Fields fields);
 
