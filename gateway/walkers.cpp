@@ -129,6 +129,9 @@ void fill_record(Fields fields, void *record, GVariant *dict)
     // the bulk of a large listing's cost.
     GVariantIter iter;
     g_variant_iter_init(&iter, dict);
+    // A list key sent twice would replace a block already handed to the record: the
+    // first one stays.
+    uint64_t lists_seen = 0;
     while (GVariant *raw_entry = g_variant_iter_next_value(&iter)) {
         GPtr<GVariant> entry(raw_entry);
         GPtr<GVariant> key(g_variant_get_child_value(entry.get(), 0));
@@ -142,6 +145,12 @@ void fill_record(Fields fields, void *record, GVariant *dict)
         }
         if (!match || !match->from_bus())
             continue;
+        if (match->type == Type::StrList) {
+            const uint64_t bit = uint64_t{1} << ((match - fields.data()) % 64);
+            if (lists_seen & bit)
+                continue;
+            lists_seen |= bit;
+        }
         GPtr<GVariant> boxed(g_variant_get_child_value(entry.get(), 1));
         GPtr<GVariant> value(g_variant_get_variant(boxed.get()));
         // A value of another wire type is never written: a "t" sent for a "u" field
@@ -319,7 +328,10 @@ int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, 
     }
     if (ret != 0 || !word || !g_variant_is_of_type(word.get(), G_VARIANT_TYPE_UINT32) ||
         !g_variant_is_of_type(message.get(), G_VARIANT_TYPE_STRING)) {
-        lumo_log(shape.tag, LOG_ERR, "%s", shape.fail_line);
+        if (shape.fail_line_with_ret)
+            lumo_log(shape.tag, LOG_ERR, shape.fail_line, ret);
+        else
+            lumo_log(shape.tag, LOG_ERR, "%s", shape.fail_line);
         return fail_command(status, errmsg, shape.fail_message);
     }
     const uint32_t result = g_variant_get_uint32(word.get());

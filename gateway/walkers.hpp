@@ -111,6 +111,8 @@ struct CommandSpec {
     bool message_line_with_word = false;
     // Priority 7 with the printed reply ("%s") once the call has answered; null: none.
     const char *reply_line = nullptr;
+    // fail_line takes the bus call's result ("%d").
+    bool fail_line_with_ret = false;
 };
 
 // Calls the method and reads a reply ending in (u, s): the result word goes to
