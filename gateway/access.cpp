@@ -123,14 +123,25 @@ int32_t delete_one(const char *tag, const Collection &c, const OvanObjPath_t &pa
     return delete_object(c.path, path.str);
 }
 
-// A first-generation record as the v4 record that clears the schedule.
+// A first-generation set sends its record as the v4 record that clears the schedule.
 template <typename V4, typename V1>
-V4 cleared(const V1 &rec)
+int32_t set_first_generation(const char *tag, const Collection &c, Fields fields, const OvanObjPath_t &path,
+                             const V1 *rec)
 {
-    V4 out{};
-    std::memcpy(&out, &rec, sizeof rec);
-    return out;
+    V4 sent{};
+    if (rec)
+        std::memcpy(&sent, rec, sizeof *rec);
+    return set_one(tag, c, {fields}, path, rec ? &sent : nullptr);
 }
+
+// A typed setter behind the untyped signature of add_with_rollback.
+template <auto Set>
+struct Untyped;
+
+template <typename R, int32_t (*Set)(OvanObjPath_t, R *)>
+struct Untyped<Set> {
+    static int32_t call(OvanObjPath_t path, void *rec) { return Set(path, static_cast<R *>(rec)); }
+};
 
 template <typename R>
 void **block(R **objs)
@@ -161,10 +172,7 @@ LUMO3_API int32_t OvanSetMACBlackList(OvanObjPath_t path, OvanMACBlackList_t *re
 
 LUMO3_API int32_t OvanAddMACBlackList(OvanMACBlackList_t *rec)
 {
-    return add_one(
-        "OvanAddMACBlackList", kBlackList, rec,
-        [](OvanObjPath_t p, void *r) { return OvanSetMACBlackList(p, static_cast<OvanMACBlackList_t *>(r)); },
-        OvanDelMACBlackList);
+    return add_one("OvanAddMACBlackList", kBlackList, rec, Untyped<OvanSetMACBlackList>::call, OvanDelMACBlackList);
 }
 
 LUMO3_API int32_t OvanDelMACBlackList(OvanObjPath_t path)
@@ -191,10 +199,7 @@ LUMO3_API int32_t OvanSetMACWhiteList(OvanObjPath_t path, OvanMACWhiteList_t *re
 
 LUMO3_API int32_t OvanAddMACWhiteList(OvanMACWhiteList_t *rec)
 {
-    return add_one(
-        "OvanAddMACWhiteList", kWhiteList, rec,
-        [](OvanObjPath_t p, void *r) { return OvanSetMACWhiteList(p, static_cast<OvanMACWhiteList_t *>(r)); },
-        OvanDelMACWhiteList);
+    return add_one("OvanAddMACWhiteList", kWhiteList, rec, Untyped<OvanSetMACWhiteList>::call, OvanDelMACWhiteList);
 }
 
 LUMO3_API int32_t OvanDelMACWhiteList(OvanObjPath_t path)
@@ -216,18 +221,13 @@ LUMO3_API int32_t OvanGetURLFilter(OvanObjPath_t path, OvanURLFilter_t *rec)
 
 LUMO3_API int32_t OvanSetURLFilter(OvanObjPath_t path, OvanURLFilter_t *rec)
 {
-    OvanURLFilterv4_t sent{};
-    if (rec)
-        sent = cleared<OvanURLFilterv4_t>(*rec);
-    return set_one("OvanSetURLFilter", kURLFilters, {tables::kURLFilterClearing}, path, rec ? &sent : nullptr);
+    return set_first_generation<OvanURLFilterv4_t>("OvanSetURLFilter", kURLFilters, tables::kURLFilterClearing,
+                                                   path, rec);
 }
 
 LUMO3_API int32_t OvanAddURLFilter(OvanURLFilter_t *rec)
 {
-    return add_one(
-        "OvanAddURLFilter", kURLFilters, rec,
-        [](OvanObjPath_t p, void *r) { return OvanSetURLFilter(p, static_cast<OvanURLFilter_t *>(r)); },
-        OvanDelURLFilter);
+    return add_one("OvanAddURLFilter", kURLFilters, rec, Untyped<OvanSetURLFilter>::call, OvanDelURLFilter);
 }
 
 LUMO3_API int32_t OvanGetURLFilterObjsv4(OvanURLFilterv4_t **objs, uint32_t *num)
@@ -248,10 +248,7 @@ LUMO3_API int32_t OvanSetURLFilterv4(OvanObjPath_t path, OvanURLFilterv4_t *rec)
 
 LUMO3_API int32_t OvanAddURLFilterv4(OvanURLFilterv4_t *rec)
 {
-    return add_one(
-        "OvanAddURLFilterv4", kURLFilters, rec,
-        [](OvanObjPath_t p, void *r) { return OvanSetURLFilterv4(p, static_cast<OvanURLFilterv4_t *>(r)); },
-        OvanDelURLFilter);
+    return add_one("OvanAddURLFilterv4", kURLFilters, rec, Untyped<OvanSetURLFilterv4>::call, OvanDelURLFilter);
 }
 
 LUMO3_API int32_t OvanDelURLFilter(OvanObjPath_t path)
@@ -273,18 +270,13 @@ LUMO3_API int32_t OvanGetDNSFilter(OvanObjPath_t path, OvanDNSFilter_t *rec)
 
 LUMO3_API int32_t OvanSetDNSFilter(OvanObjPath_t path, OvanDNSFilter_t *rec)
 {
-    OvanDNSFilterv4_t sent{};
-    if (rec)
-        sent = cleared<OvanDNSFilterv4_t>(*rec);
-    return set_one("OvanSetDNSFilter", kDNSFilters, {tables::kDNSFilterClearing}, path, rec ? &sent : nullptr);
+    return set_first_generation<OvanDNSFilterv4_t>("OvanSetDNSFilter", kDNSFilters, tables::kDNSFilterClearing,
+                                                   path, rec);
 }
 
 LUMO3_API int32_t OvanAddDNSFilter(OvanDNSFilter_t *rec)
 {
-    return add_one(
-        "OvanAddDNSFilter", kDNSFilters, rec,
-        [](OvanObjPath_t p, void *r) { return OvanSetDNSFilter(p, static_cast<OvanDNSFilter_t *>(r)); },
-        OvanDelDNSFilter);
+    return add_one("OvanAddDNSFilter", kDNSFilters, rec, Untyped<OvanSetDNSFilter>::call, OvanDelDNSFilter);
 }
 
 LUMO3_API int32_t OvanGetDNSFilterObjsv4(OvanDNSFilterv4_t **objs, uint32_t *num)
@@ -305,10 +297,7 @@ LUMO3_API int32_t OvanSetDNSFilterv4(OvanObjPath_t path, OvanDNSFilterv4_t *rec)
 
 LUMO3_API int32_t OvanAddDNSFilterv4(OvanDNSFilterv4_t *rec)
 {
-    return add_one(
-        "OvanAddDNSFilterv4", kDNSFilters, rec,
-        [](OvanObjPath_t p, void *r) { return OvanSetDNSFilterv4(p, static_cast<OvanDNSFilterv4_t *>(r)); },
-        OvanDelDNSFilter);
+    return add_one("OvanAddDNSFilterv4", kDNSFilters, rec, Untyped<OvanSetDNSFilterv4>::call, OvanDelDNSFilter);
 }
 
 LUMO3_API int32_t OvanDelDNSFilter(OvanObjPath_t path)
