@@ -440,4 +440,19 @@ INSTANTIATE_TEST_SUITE_P(
                     CommandCase{"too_short", "(uint32 0,)", -1, 1, "Failed to call Poke() function.", nullptr}),
     [](const testing::TestParamInfo<CommandCase> &i) { return std::string(i.param.name); });
 
+// A hostile service may send a list key twice: the block of the first stays in the
+// record and the second is not allocated (asan would see the first one lost).
+TEST(FillRecord, ListSentTwiceKeepsTheFirst)
+{
+    Widget w = guarded();
+    auto d = dict("{'Tags': <['a', 'b']>, 'Tags': <['c']>, 'Notes': <['n']>}");
+    gw::fill_record(kWidget.fields, &w, d.get());
+    ASSERT_EQ(w.TagsNum, 2u);
+    EXPECT_STREQ(w.Tags[1], "b");
+    ASSERT_EQ(w.NotesNum, 1u);
+    EXPECT_STREQ(w.Notes[0], "n");
+    g_free(w.Tags);
+    g_free(w.Notes);
+}
+
 }  // namespace
