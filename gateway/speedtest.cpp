@@ -170,15 +170,17 @@ LUMO3_API int32_t OvanSetSpeedTestLocalConfigv4(int32_t enable, int32_t speedTyp
     }
     rec.Enable = enable != 0;
     rec.SpeedType = static_cast<uint8_t>(speedType);
-    std::memcpy(rec.RFU1, RFU1, rfu1_len);
-    std::memcpy(rec.RFU2, RFU2, rfu2_len);
     const auto &config = tables::kSpeedTestLocalConfig;  // Enable, SpeedType, RFU1, RFU2
     Field sent[std::size(config)] = {config[0], config[1]};
     size_t n = 2;
-    if (rfu1_len)
+    if (rfu1_len) {
+        std::memcpy(rec.RFU1, RFU1, rfu1_len);
         sent[n++] = config[2];
-    if (rfu2_len)
+    }
+    if (rfu2_len) {
+        std::memcpy(rec.RFU2, RFU2, rfu2_len);
         sent[n++] = config[3];
+    }
     return set_fields(kTestPath, tables::kSpeedTestLocalTable.interface, Fields(sent, n), &rec);
 }
 
