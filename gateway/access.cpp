@@ -13,6 +13,9 @@ namespace {
 using namespace lumo::gw;
 namespace tables = lumo::gw::access;
 
+// Records of these collections hold an object path whole, up to 255 characters.
+constexpr size_t kPathLimit = sizeof(OvanObjPath_t);
+
 struct Collection {
     const char *path;
     const char *prefix;  // what an instance path begins with
@@ -61,7 +64,7 @@ int32_t list(const char *tag, const Collection &c, const RecordTable &table, voi
     lumo_log(tag, LOG_DEBUG, "enter");
     if (!num)
         return -1;
-    return enumerate({tag, &table, "entry num (%d)", 255}, c.path, objs, num);
+    return enumerate({tag, &table, "entry num (%d)", kPathLimit}, c.path, objs, num);
 }
 
 int32_t get_one(const char *tag, const Collection &c, const RecordTable &table, const OvanObjPath_t &path, void *rec)
@@ -73,7 +76,7 @@ int32_t get_one(const char *tag, const Collection &c, const RecordTable &table, 
         lumo_log(tag, LOG_ERR, "invalid parameter.");
         return -1;
     }
-    return get_all_into({tag, &table, 255}, path.str, rec);
+    return get_all_into({tag, &table, kPathLimit}, path.str, rec);
 }
 
 struct Write {
@@ -108,7 +111,7 @@ int32_t add_one(const char *tag, const Collection &c, void *rec, int32_t (*sette
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return -1;
     }
-    return add_with_rollback(c.path, rec, setter, deleter);
+    return add_with_rollback(c.path, rec, setter, deleter, kPathLimit);
 }
 
 int32_t delete_one(const char *tag, const Collection &c, const OvanObjPath_t &path)

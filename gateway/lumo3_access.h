@@ -85,8 +85,10 @@ typedef struct OvanDNSFilterv4 {
  * - An object path must name an instance of the function's own collection
  *   ("<collection>/..."); a path argument that holds no terminator within its 256
  *   bytes is refused (-1, nothing sent).
+ * - Records hold their object path whole (up to 255 characters).
  * - Add creates an object and writes the record into it; on success rec->path names
- *   it. An object the write refuses is deleted again. */
+ *   it. An object the write refuses, or whose path the record cannot hold, is
+ *   deleted again. */
 
 LUMO3_API int32_t OvanGetMACBlackListObjs(OvanMACBlackList_t **objs, uint32_t *num);
 LUMO3_API int32_t OvanGetMACBlackList(OvanObjPath_t path, OvanMACBlackList_t *rec);

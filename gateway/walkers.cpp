@@ -1,6 +1,7 @@
 // The generic gateway shapes.
 #include "gateway/walkers.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <syslog.h>
 
@@ -268,7 +269,7 @@ int32_t set_fields(const char *path, const char *iface, Fields fields, const voi
 }
 
 int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                          int32_t (*deleter)(OvanObjPath_t))
+                          int32_t (*deleter)(OvanObjPath_t), size_t path_limit)
 {
     GVariant *raw = nullptr;
     if (OvanDBusCallMethod(kService, collection, kObjectManager, "AddObject", nullptr, &raw, -1) != 0 || !raw)
@@ -278,7 +279,11 @@ int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter
         return -1;
     const char *path = nullptr;
     g_variant_get(reply.get(), "(&o)", &path);
-    copy_path(record, path, 255);
+    if (std::strlen(path) >= std::min(path_limit, kPathSize)) {
+        delete_object(collection, path);
+        return -1;
+    }
+    copy_path(record, path, path_limit);
     OvanObjPath_t at_path{};
     std::memcpy(at_path.str, record, sizeof at_path.str);
     int32_t ret = setter(at_path, record);

@@ -86,9 +86,12 @@ int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs,
 int32_t set_fields(const char *path, const char *iface, Fields fields, const void *record);
 
 // AddObject on `collection`, then `setter` on the new path; the new object is deleted
-// again when the setter fails. Returns the setter's result.
+// again when the setter fails. Returns the setter's result. The record's path takes
+// at most path_limit-1 characters; a new path longer than that is never written or
+// deleted under its cut form (which may name another object): the new object is
+// deleted by its whole path and -1 returned.
 int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                          int32_t (*deleter)(OvanObjPath_t));
+                          int32_t (*deleter)(OvanObjPath_t), size_t path_limit = 255);
 
 // DeleteObject of `path` on `collection`: 0 or -1.
 int32_t delete_object(const char *collection, const char *path);

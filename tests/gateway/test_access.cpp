@@ -202,6 +202,21 @@ TEST_F(Access, ListsFillBothGenerations)
     EXPECT_EQ(b.BlockedTimes, 17u);
 }
 
+TEST_F(Access, PathsOf255CharactersArriveWhole)
+{
+    const std::string longest = std::string(kURL) + "/" + std::string(255 - std::strlen(kURL) - 1, '9');
+    ASSERT_TRUE(sim.add_object(longest, "{'com.quv.igd1.URLFilter': {'Name': <'longest'>}}"));
+    OvanURLFilter_t *u = nullptr;
+    uint32_t n = 0;
+    ASSERT_EQ(OvanGetURLFilterObjs(&u, &n), 0);
+    ASSERT_EQ(n, 3u);
+    EXPECT_EQ(u[2].path, longest);
+    OvanURLFilter_t one{};
+    ASSERT_EQ(OvanGetURLFilter(obj_path(longest), &one), 0);
+    EXPECT_EQ(one.path, longest);
+    g_free(u);
+}
+
 TEST_F(Access, EmptyCollectionGivesNullArray)
 {
     for (const char *p : {"/com/quv/igd1/Network/DNSFilter/1", "/com/quv/igd1/Network/DNSFilter/2"})
