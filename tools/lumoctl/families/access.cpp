@@ -7,7 +7,6 @@ namespace lumoctl {
 
 namespace {
 
-namespace gw = lumo::gw;
 namespace t = lumo::gw::access;
 using namespace reg;
 
@@ -24,23 +23,20 @@ Contribution access()
          .list = Adapt<OvanGetMACWhiteListObjs>::list, .writable = fields({t::kMACWhiteList}),
          .set_at = Adapt<OvanSetMACWhiteList>::at, .add = Adapt<OvanAddMACWhiteList>::rec,
          .del = OvanDelMACWhiteList},
-        {.object = "urlfilter", .layout = "", .help = "web addresses barred per device (a set clears the schedule)",
-         .table = &t::kURLFilterTable, .get_at = Adapt<OvanGetURLFilter>::at, .list = Adapt<OvanGetURLFilterObjs>::list,
-         .writable = fields({gw::pick(t::kURLFilter, {"Enable", "URL", "MAC", "Name"})}),
-         .set_at = Adapt<OvanSetURLFilter>::at, .add = Adapt<OvanAddURLFilter>::rec, .del = OvanDelURLFilter},
-        {.object = "urlfilter", .layout = "v4", .help = "", .table = &t::kURLFilterv4Table,
-         .get_at = Adapt<OvanGetURLFilterv4>::at, .list = Adapt<OvanGetURLFilterObjsv4>::list,
-         .writable = fields({t::kURLFilterWritable}), .set_at = Adapt<OvanSetURLFilterv4>::at,
-         .add = Adapt<OvanAddURLFilterv4>::rec, .del = OvanDelURLFilter},
-        {.object = "dnsfilter", .layout = "", .help = "host names barred or answered at the resolver "
-                                                      "(a set clears the schedule)",
-         .table = &t::kDNSFilterTable, .get_at = Adapt<OvanGetDNSFilter>::at, .list = Adapt<OvanGetDNSFilterObjs>::list,
-         .writable = fields({gw::pick(t::kDNSFilter, {"Enable", "Name", "Hostname", "Action", "MAC"})}),
-         .set_at = Adapt<OvanSetDNSFilter>::at, .add = Adapt<OvanAddDNSFilter>::rec, .del = OvanDelDNSFilter},
-        {.object = "dnsfilter", .layout = "v4", .help = "", .table = &t::kDNSFilterv4Table,
-         .get_at = Adapt<OvanGetDNSFilterv4>::at, .list = Adapt<OvanGetDNSFilterObjsv4>::list,
-         .writable = fields({t::kDNSFilterWritable}), .set_at = Adapt<OvanSetDNSFilterv4>::at,
-         .add = Adapt<OvanAddDNSFilterv4>::rec, .del = OvanDelDNSFilter},
+        // The second-generation record is the default: it is the one lumoctl writes,
+        // so that a set keeps the schedule and the list.
+        {.object = "urlfilter", .layout = "", .help = "web addresses barred per device and per schedule",
+         .table = &t::kURLFilterv4Table, .get_at = Adapt<OvanGetURLFilterv4>::at,
+         .list = Adapt<OvanGetURLFilterObjsv4>::list, .writable = fields({t::kURLFilterWritable}),
+         .set_at = Adapt<OvanSetURLFilterv4>::at, .add = Adapt<OvanAddURLFilterv4>::rec, .del = OvanDelURLFilter},
+        {.object = "urlfilter", .layout = "basic", .help = "", .table = &t::kURLFilterTable,
+         .get_at = Adapt<OvanGetURLFilter>::at, .list = Adapt<OvanGetURLFilterObjs>::list},
+        {.object = "dnsfilter", .layout = "", .help = "host names barred or answered at the resolver, per schedule",
+         .table = &t::kDNSFilterv4Table, .get_at = Adapt<OvanGetDNSFilterv4>::at,
+         .list = Adapt<OvanGetDNSFilterObjsv4>::list, .writable = fields({t::kDNSFilterWritable}),
+         .set_at = Adapt<OvanSetDNSFilterv4>::at, .add = Adapt<OvanAddDNSFilterv4>::rec, .del = OvanDelDNSFilter},
+        {.object = "dnsfilter", .layout = "basic", .help = "", .table = &t::kDNSFilterTable,
+         .get_at = Adapt<OvanGetDNSFilter>::at, .list = Adapt<OvanGetDNSFilterObjs>::list},
     };
     return {entries, {}};
 }
