@@ -88,7 +88,8 @@ consteval Field field(const char *name, size_t offset, uint8_t flags = kNone)
 template <typename C, typename P>
 consteval Field string_list(const char *name, size_t count_offset, size_t pointer_offset, uint8_t flags = kNone)
 {
-    static_assert(std::is_same_v<C, uint32_t>, "an \"as\" count is a 32-bit unsigned member");
+    // Some records declare the count signed; the walkers read it as the same 32 bits.
+    static_assert(std::is_same_v<C, uint32_t> || std::is_same_v<C, int32_t>, "an \"as\" count is a 32-bit member");
     static_assert(std::is_pointer_v<P> && std::is_array_v<std::remove_pointer_t<P>>,
                   "an \"as\" pointer member points to fixed-width slots, e.g. char (*)[64]");
     return Field{name,

@@ -1,6 +1,7 @@
 // The generic gateway shapes.
 #include "gateway/walkers.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <syslog.h>
 
@@ -258,6 +259,9 @@ void fill_record(Fields fields, void *record, GVariant *dict)
     // the bulk of a large listing's cost.
     GVariantIter iter;
     g_variant_iter_init(&iter, dict);
+    // A list key sent twice would replace a block already handed to the record: the
+    // first one stays.
+    uint64_t lists_seen = 0;
     while (GVariant *raw_entry = g_variant_iter_next_value(&iter)) {
         GPtr<GVariant> entry(raw_entry);
         GPtr<GVariant> key(g_variant_get_child_value(entry.get(), 0));
@@ -271,6 +275,12 @@ void fill_record(Fields fields, void *record, GVariant *dict)
         }
         if (!match || !match->from_bus())
             continue;
+        if (match->type == Type::StrList) {
+            const uint64_t bit = uint64_t{1} << ((match - fields.data()) % 64);
+            if (lists_seen & bit)
+                continue;
+            lists_seen |= bit;
+        }
         GPtr<GVariant> boxed(g_variant_get_child_value(entry.get(), 1));
         GPtr<GVariant> value(g_variant_get_variant(boxed.get()));
         // A value of another wire type is never written: a "t" sent for a "u" field
@@ -393,7 +403,8 @@ int32_t set_fields(const char *path, const char *iface, Fields fields, const voi
 }
 
 int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                          int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *tag)
+                          int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *tag,
+                          size_t path_limit)
 {
     // A record the bus could not carry must not leave a created-then-deleted object.
     if (!checked.empty() && !record_text_ok(tag, checked, record))
@@ -406,7 +417,11 @@ int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter
         return -1;
     const char *path = nullptr;
     g_variant_get(reply.get(), "(&o)", &path);
-    copy_path(record, path, 255);
+    if (std::strlen(path) >= std::min(path_limit, kPathSize)) {
+        delete_object(collection, path);
+        return -1;
+    }
+    copy_path(record, path, path_limit);
     OvanObjPath_t at_path{};
     std::memcpy(at_path.str, record, sizeof at_path.str);
     int32_t ret = setter(at_path, record);
@@ -463,7 +478,10 @@ int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, 
     }
     if (ret != 0 || !word || !g_variant_is_of_type(word.get(), G_VARIANT_TYPE_UINT32) ||
         !g_variant_is_of_type(message.get(), G_VARIANT_TYPE_STRING)) {
-        lumo_log(shape.tag, LOG_ERR, "%s", shape.fail_line);
+        if (shape.fail_line_with_ret)
+            lumo_log(shape.tag, LOG_ERR, shape.fail_line, ret);
+        else
+            lumo_log(shape.tag, LOG_ERR, "%s", shape.fail_line);
         return fail_command(status, errmsg, shape.fail_message);
     }
     const uint32_t result = g_variant_get_uint32(word.get());

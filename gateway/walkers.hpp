@@ -141,9 +141,13 @@ int32_t set_fields(const char *path, const char *iface, Fields fields, const voi
 
 // AddObject on `collection`, then `setter` on the new path; the new object is deleted
 // again when the setter fails. Returns the setter's result. The texts of `checked`
-// (the fields the setter writes) are checked before anything is sent.
+// (the fields the setter writes) are checked before anything is sent. The record's
+// path takes at most path_limit-1 characters; a new path longer than that is never
+// written or deleted under its cut form (which may name another object): the new
+// object is deleted by its whole path and -1 returned.
 int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                          int32_t (*deleter)(OvanObjPath_t), Fields checked = {}, const char *tag = nullptr);
+                          int32_t (*deleter)(OvanObjPath_t), Fields checked = {}, const char *tag = nullptr,
+                          size_t path_limit = 255);
 
 // DeleteObject of `path` on `collection`: 0 or -1.
 int32_t delete_object(const char *collection, const char *path);
@@ -166,6 +170,8 @@ struct CommandSpec {
     bool message_line_with_word = false;
     // Priority 7 with the printed reply ("%s") once the call has answered; null: none.
     const char *reply_line = nullptr;
+    // fail_line takes the bus call's result ("%d").
+    bool fail_line_with_ret = false;
 };
 
 // Calls the method and reads a reply ending in (u, s): the result word goes to

@@ -17,5 +17,7 @@
 #include "lumo3_wlan.h"
 #include "lumo3_syscmd.h"
 #include "lumo3_netsvc.h"
+#include "lumo3_access.h"
+#include "lumo3_speedtest.h"
 
 #endif /* LUMO3_H */

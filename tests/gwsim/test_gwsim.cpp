@@ -2,6 +2,7 @@
 // developers will use them: through D-Bus only.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <set>
 #include <string>
@@ -264,7 +265,12 @@ TEST_F(Gwsim, CollectionsAddListAndDeleteWithSignals)
 
 TEST_F(Gwsim, IntrospectionListsChildrenAndInterfaces)
 {
-    EXPECT_EQ(children("/com/quv/igd1"), (std::vector<std::string>{"Config", "Info", "Tevra"}));
+    // The built-in model grows with every family: its branches come in path order and
+    // include the first families' ones.
+    std::vector<std::string> branches = children("/com/quv/igd1");
+    EXPECT_TRUE(std::is_sorted(branches.begin(), branches.end()));
+    for (const char *branch : {"Config", "Info", "Tevra"})
+        EXPECT_NE(std::find(branches.begin(), branches.end(), branch), branches.end()) << branch;
     EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb"), (std::vector<std::string>{"1", "2"}));
     ok("/com/quv/igd1/Info/Network/WANConnectionDb", kOM, "AddObject");
     EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb").size(), 3u);

@@ -432,5 +432,44 @@ TEST_F(LumoctlTest, WatchWithoutEnoughEventsTimesOut)
     EXPECT_TRUE(r.out.empty());
 }
 
+// Access lists, filters and test facilities: each object read through its record.
+TEST_F(LumoctlTest, AccessAndTestObjects)
+{
+    struct Read {
+        std::vector<std::string> args;
+        const char *field;
+        Json expected;
+    };
+    const std::vector<Read> reads = {
+        {{"mac-blacklist", "list"}, "BlockedTimes", 17},
+        {{"mac-whitelist", "list"}, "Name", "living-room-tv"},
+        {{"urlfilter", "list"}, "URLList", Json::array({"games.example.com", "play.example.net"})},
+        {{"dnsfilter", "get", "--layout", "basic", "/com/quv/igd1/Network/DNSFilter/2"}, "Action", 1},
+        {{"httpdownload", "get"}, "Status", 0},
+        {{"speedtest-ff", "get", "--layout", "v4"}, "PACKET_LOSS", "0.00"},
+        {{"speedtest-local", "get"}, "Enable", true},
+        {{"featureflag", "get"}, "VlanBind", true},
+        {{"cloudvr", "get"}, "UserID", "vr-user-0042"},
+    };
+    for (const Read &r : reads) {
+        std::vector<std::string> args = r.args;
+        args.insert(args.begin(), "--json");
+        Outcome o = lumoctl(args);
+        ASSERT_EQ(o.code, 0) << r.args[0] << ": " << o.err;
+        Json j = o.json();
+        EXPECT_EQ((j.is_array() ? j.at(0) : j)[r.field], r.expected) << r.args[0];
+    }
+
+    Outcome added = lumoctl({"urlfilter", "add", "URL=x.example", "URLList=a.example,b.example"});
+    ASSERT_EQ(added.code, 0) << added.err;
+    Json filter = lumoctl({"--json", "urlfilter", "get", "/com/quv/igd1/Network/URLFilter/3"}).json();
+    EXPECT_EQ(filter["URLList"], Json::array({"a.example", "b.example"}));
+    EXPECT_EQ(lumoctl({"urlfilter", "delete", "--yes", "/com/quv/igd1/Network/URLFilter/3"}).code, 0);
+
+    Outcome started = lumoctl({"--json", "speedtest-ff", "start", "60"});
+    EXPECT_EQ(started.code, 0) << started.err;
+    EXPECT_EQ(lumoctl({"speedtest-ff", "start", "3601"}).code, 2);
+}
+
 }  // namespace
 }  // namespace lumo::test
