@@ -246,7 +246,8 @@ int32_t enumerate(const CollectionSpec &shape, const char *collection, void **ob
     int32_t ret = OvanDBusCallMethod(kService, collection, kObjectManager, "GetManagedObjects", nullptr, &raw, -1);
     GPtr<GVariant> reply(raw);
     if (ret != 0 || !reply) {
-        lumo_log(shape.tag, LOG_ERR, "GetManagedObjects failed with ret(%d)", ret);
+        lumo_log(shape.tag, LOG_ERR, shape.failed_line ? shape.failed_line : "GetManagedObjects failed with ret(%d)",
+                 ret);
         return -1;
     }
     GPtr<GVariant> map(g_variant_get_child_value(reply.get(), 0));
@@ -366,6 +367,43 @@ int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const cha
     if (!record)
         return -1;
     return get_all_into(shape, path, record);
+}
+
+}  // namespace lumo::gw
+
+// ---- per-instance members whole ----
+
+namespace lumo::gw {
+
+void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path)
+{
+    lumo_log(tag, LOG_DEBUG, line, static_cast<int>(strnlen(path.str, sizeof path.str)), path.str);
+}
+
+bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix)
+{
+    return path_terminated(path) && instance_path_ok(path.str, prefix);
+}
+
+int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record)
+{
+    log_path_line(shape.tag, shape.entry_line, path);
+    if (!record || !instance_arg_ok(path, shape.prefix)) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    return get_all_into(GetterSpec{shape.tag, shape.table, shape.path_limit}, path.str, record);
+}
+
+int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path)
+{
+    log_path_line(shape.tag, shape.entry_line, path);
+    if (!instance_arg_ok(path, shape.prefix)) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    GStr collection(g_strndup(path.str, std::strrchr(path.str, '/') - path.str));
+    return delete_object(collection.get(), path.str);
 }
 
 }  // namespace lumo::gw

@@ -71,6 +71,7 @@ struct CollectionSpec {
     // Like `after`, given `after_context` too (e.g. data read once for the whole walk).
     void (*after_with)(void *record, void *context) = nullptr;
     void *after_context = nullptr;
+    const char *failed_line = nullptr;  // priority 3, "%d" = bus result; null: the usual line
 };
 
 // GetManagedObjects on `collection` into a newly allocated array (shape 3 after the
@@ -136,5 +137,41 @@ int32_t bus_version();
 // Logs `entry_line` at priority 7 (a "%p" in it shows the record), refuses a NULL
 // record with -1, then get_all_into.
 int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const char *path, void *record);
+
+}  // namespace lumo::gw
+
+// ---- per-instance members whole: entry line, path check, one bus call ----
+
+namespace lumo::gw {
+
+// A fixed-width text field a caller filled holds its terminator within its width.
+template <size_t N>
+bool field_terminated(const char (&field)[N])
+{
+    return std::memchr(field, '\0', N) != nullptr;
+}
+
+// Logs `line` at priority 7; its one "%.*s" shows the path, which need not be
+// terminated within its 256 bytes.
+void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path);
+
+// An instance path argument: terminated, then as instance_path_ok.
+bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix);
+
+struct InstanceSpec {
+    const char *tag;
+    const RecordTable *table;
+    const char *prefix;      // the collection path and "/"
+    const char *entry_line;  // priority 7, "%.*s" = the path
+    const char *refusal;     // priority 3 for a bad path or a NULL record
+    size_t path_limit = 255;
+};
+
+// Shape 4 whole: entry line, record and path checks, GetAll into the record.
+int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record);
+
+// Shape 6's delete whole: entry line, path check, DeleteObject on the collection
+// that holds the instance (the path up to its last "/").
+int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path);
 
 }  // namespace lumo::gw
