@@ -58,28 +58,6 @@ int32_t set_daily(const char *tag, const char *path, const RecordTable &table, c
     return set_fields(path, table.interface, table.fields, rec);
 }
 
-// Add on a collection, telling a failed AddObject from a refused write: the record's
-// path is only written once AddObject has answered.
-int32_t add_timer(const char *tag, const char *collection, void *rec, int32_t (*setter)(OvanObjPath_t, void *),
-                  int32_t (*deleter)(OvanObjPath_t), const char *add_failed_line)
-{
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!rec) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
-        return -1;
-    }
-    OvanObjPath_t before;
-    std::memcpy(before.str, rec, sizeof before.str);
-    static_cast<char *>(rec)[0] = '\0';
-    const int32_t ret = add_with_rollback(collection, rec, setter, deleter);
-    if (ret != 0 && static_cast<char *>(rec)[0] == '\0') {
-        std::memcpy(rec, before.str, sizeof before.str);
-        if (add_failed_line)
-            lumo_log(tag, LOG_ERR, "%s", add_failed_line);
-    }
-    return ret;
-}
-
 constexpr InstanceSpec kExTimerGet{"OvanGetWiFiExTimer", &timers::kWiFiExTimerTable, kExTimerPrefix,
                                    "enter, path (%.*s)", "invalid parameter."};
 constexpr InstanceSpec kExTimerDel{"OvanDelWiFiExTimer", &timers::kWiFiExTimerTable, kExTimerPrefix,
@@ -191,10 +169,10 @@ LUMO3_API int32_t OvanAddWiFiExTimer(OvanWiFiExTimer_t *rec)
 {
     if (int32_t guard = wifi_guard(); guard != 0)
         return guard;
-    return add_timer(
+    return add_instance(
         "OvanAddWiFiExTimer", kExTimers, rec,
         [](OvanObjPath_t p, void *r) { return OvanSetWiFiExTimer(p, static_cast<OvanWiFiExTimer_t *>(r)); },
-        OvanDelWiFiExTimer, "AddObject failed.");
+        OvanDelWiFiExTimer, "Invalid Parameter.", "AddObject failed.");
 }
 
 LUMO3_API int32_t OvanDelWiFiExTimer(OvanObjPath_t path)
@@ -239,10 +217,10 @@ LUMO3_API int32_t OvanSetSleepTimer(OvanObjPath_t path, OvanSleepTimer_t *rec)
 
 LUMO3_API int32_t OvanAddSleepTimer(OvanSleepTimer_t *rec)
 {
-    return add_timer(
+    return add_instance(
         "OvanAddSleepTimer", kSleepTimers, rec,
         [](OvanObjPath_t p, void *r) { return OvanSetSleepTimer(p, static_cast<OvanSleepTimer_t *>(r)); },
-        OvanDelSleepTimer, nullptr);
+        OvanDelSleepTimer, "Invalid Parameter.");
 }
 
 LUMO3_API int32_t OvanDelSleepTimer(OvanObjPath_t path)

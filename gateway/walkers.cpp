@@ -385,10 +385,15 @@ bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix)
     return path_terminated(path) && instance_path_ok(path.str, prefix);
 }
 
+bool instance_arg_ok(const InstanceSpec &shape, const OvanObjPath_t &path)
+{
+    return instance_arg_ok(path, shape.prefix) && (!shape.must_contain || std::strstr(path.str, shape.must_contain));
+}
+
 int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record)
 {
     log_path_line(shape.tag, shape.entry_line, path);
-    if (!record || !instance_arg_ok(path, shape.prefix)) {
+    if (!record || !instance_arg_ok(shape, path)) {
         lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
         return -1;
     }
@@ -398,12 +403,43 @@ int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void 
 int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path)
 {
     log_path_line(shape.tag, shape.entry_line, path);
-    if (!instance_arg_ok(path, shape.prefix)) {
+    if (!instance_arg_ok(shape, path)) {
         lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
         return -1;
     }
     GStr collection(g_strndup(path.str, std::strrchr(path.str, '/') - path.str));
     return delete_object(collection.get(), path.str);
+}
+
+int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const void *record, Fields fields)
+{
+    log_path_line(shape.tag, shape.entry_line, path);
+    if (!record || !instance_arg_ok(shape, path)) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    return set_fields(path.str, shape.table->interface, fields, record);
+}
+
+int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
+                     int32_t (*deleter)(OvanObjPath_t), const char *refusal, const char *add_failed_line)
+{
+    lumo_log(tag, LOG_DEBUG, "enter");
+    if (!record) {
+        lumo_log(tag, LOG_ERR, "%s", refusal);
+        return -1;
+    }
+    // The record's path is written only once AddObject has answered.
+    OvanObjPath_t before;
+    std::memcpy(before.str, record, sizeof before.str);
+    static_cast<char *>(record)[0] = '\0';
+    const int32_t ret = add_with_rollback(collection, record, setter, deleter);
+    if (ret != 0 && static_cast<char *>(record)[0] == '\0') {
+        std::memcpy(record, before.str, sizeof before.str);
+        if (add_failed_line)
+            lumo_log(tag, LOG_ERR, "%s", add_failed_line);
+    }
+    return ret;
 }
 
 }  // namespace lumo::gw

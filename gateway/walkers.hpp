@@ -165,7 +165,11 @@ struct InstanceSpec {
     const char *entry_line;  // priority 7, "%.*s" = the path
     const char *refusal;     // priority 3 for a bad path or a NULL record
     size_t path_limit = 255;
+    const char *must_contain = nullptr;  // e.g. "/Type" for objects below an instance
 };
+
+// An instance path argument as the shape wants it.
+bool instance_arg_ok(const InstanceSpec &shape, const OvanObjPath_t &path);
 
 // Shape 4 whole: entry line, record and path checks, GetAll into the record.
 int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record);
@@ -173,5 +177,15 @@ int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void 
 // Shape 6's delete whole: entry line, path check, DeleteObject on the collection
 // that holds the instance (the path up to its last "/").
 int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path);
+
+// Shape 5 whole for setters with no field checks of their own: entry line, record
+// and path checks, SetMulti of `fields`.
+int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const void *record, Fields fields);
+
+// Shape 6's add whole: entry "enter", a NULL record refused with `refusal`, then
+// add_with_rollback. When AddObject itself fails, `add_failed_line` (if any) is
+// logged and the record keeps the path it had.
+int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
+                     int32_t (*deleter)(OvanObjPath_t), const char *refusal, const char *add_failed_line = nullptr);
 
 }  // namespace lumo::gw

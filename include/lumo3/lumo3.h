@@ -17,5 +17,6 @@
 #include "lumo3_syscmd.h"
 #include "lumo3_netsvc.h"
 #include "lumo3_timers.h"
+#include "lumo3_qos.h"
 
 #endif /* LUMO3_H */
