@@ -442,4 +442,34 @@ int32_t add_instance(const char *tag, const char *collection, void *record, int3
     return ret;
 }
 
+int32_t walk_rows(const char *tag, Fields fields, size_t record_size, GVariant *rows, void **objs, uint32_t *num,
+                  const char *alloc_line)
+{
+    const size_t n = g_variant_n_children(rows);
+    *num = static_cast<uint32_t>(n);
+    if (!objs)
+        return 0;
+    if (n == 0) {
+        *objs = nullptr;
+        return 0;
+    }
+    char *block = static_cast<char *>(g_try_malloc0_n(n, record_size));
+    if (!block) {
+        lumo_log(tag, LOG_ERR, "%s", alloc_line);
+        return -1;
+    }
+    for (size_t k = 0; k < n; k++) {
+        GPtr<GVariant> row(g_variant_get_child_value(rows, k));
+        const size_t members = g_variant_is_container(row.get()) ? g_variant_n_children(row.get()) : 0;
+        for (size_t i = 0; i < fields.size() && i < members; i++) {
+            GPtr<GVariant> value(g_variant_get_child_value(row.get(), i));
+            if (wire_type_fits(fields[i], value.get()))
+                store(fields[i], block + k * record_size, value.get());
+        }
+    }
+    *objs = block;
+    return 0;
+}
+
 }  // namespace lumo::gw
+

@@ -188,4 +188,14 @@ int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const
 int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
                      int32_t (*deleter)(OvanObjPath_t), const char *refusal, const char *add_failed_line = nullptr);
 
+// ---- arrays of tuples into records ----
+
+// Fills a new block of records from an array of tuples ("a(ss)", "a(sb)" ...):
+// field i of each record takes member i of its tuple when the types fit (names are
+// not used). *num receives the count; a NULL objs asks for the count only, and no
+// tuples give *objs NULL. -1 when the block cannot be had (`alloc_line` logged at
+// priority 3, *num already set).
+int32_t walk_rows(const char *tag, Fields fields, size_t record_size, GVariant *rows, void **objs, uint32_t *num,
+                  const char *alloc_line);
+
 }  // namespace lumo::gw

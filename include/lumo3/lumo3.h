@@ -18,5 +18,6 @@
 #include "lumo3_netsvc.h"
 #include "lumo3_timers.h"
 #include "lumo3_qos.h"
+#include "lumo3_voicecwmp.h"
 
 #endif /* LUMO3_H */
