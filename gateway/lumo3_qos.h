@@ -74,22 +74,20 @@ typedef struct OvanDNSSpeedLimit {
 /* "/com/quv/igd1/Network/IPTV", "com.quv.igd1.IPTV". SnoopingEnable is written but
  * never read back (the getters leave it 0); STBNumber and QobLineStatus are read
  * only. */
-typedef struct OvanIPTVConfig {
-    char path[256];
-    int32_t IGMPEnable;
-    int32_t ProxyEnable;
-    int32_t SnoopingEnable;
-    uint32_t STBNumber;
+#define OVAN_IPTV_CONFIG_FIELDS \
+    char path[256];             \
+    int32_t IGMPEnable;         \
+    int32_t ProxyEnable;        \
+    int32_t SnoopingEnable;     \
+    uint32_t STBNumber;         \
     uint32_t QobLineStatus;
+
+typedef struct OvanIPTVConfig {
+    OVAN_IPTV_CONFIG_FIELDS
 } OvanIPTVConfig_t;
 
 typedef struct OvanIPTVConfigv4 {
-    char path[256];
-    int32_t IGMPEnable;
-    int32_t ProxyEnable;
-    int32_t SnoopingEnable;
-    uint32_t STBNumber;
-    uint32_t QobLineStatus;
+    OVAN_IPTV_CONFIG_FIELDS
     int32_t NoStbEnable;
 } OvanIPTVConfigv4_t;
 

@@ -57,14 +57,18 @@ int32_t list(const char *tag, const RecordTable *table, const char *collection, 
     return enumerate({tag, table, "entry num (%d)", 255}, collection, objs, num);
 }
 
-// The single objects' setters: entry line, NULL record refused with `refusal`.
-bool set_entry(const char *tag, const void *rec, const char *refusal)
+bool limit_action_ok(const void *record)
 {
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!rec)
-        lumo_log(tag, LOG_ERR, "%s", refusal);
-    return rec != nullptr;
+    const char *action = static_cast<const OvanDNSSpeedLimit_t *>(record)->LimitAction;
+    const int len = static_cast<int>(strnlen(action, sizeof OvanDNSSpeedLimit_t::LimitAction));
+    if (len < static_cast<int>(sizeof OvanDNSSpeedLimit_t::LimitAction) &&
+        (std::strcmp(action, "Alert") == 0 || std::strcmp(action, "Drop") == 0))
+        return true;
+    lumo_log("OvanSetDNSSpeedLimit", LOG_ERR, "Invalid LimitAction Parameter: %.*s", len, action);
+    return false;
 }
+
+constexpr const char kIPTVNull[] = "Parameter 'obj' should not be NULL.";
 
 // A rule's type collection: under the classification rules and naming "Type".
 bool type_collection_ok(const OvanObjPath_t &path)
@@ -89,9 +93,8 @@ LUMO3_API int32_t OvanGetQoSConfig(OvanQoSConfig_t *info)
 
 LUMO3_API int32_t OvanSetQoSConfig(OvanQoSConfig_t *rec)
 {
-    if (!set_entry("OvanSetQoSConfig", rec, "Invalid parameters."))
-        return -1;
-    return set_fields(kQoSPath, qos::kConfigTable.interface, qos::kConfig, rec);
+    return set_singleton({"OvanSetQoSConfig", kQoSPath, &qos::kConfigTable, "enter", "Invalid parameters."},
+                         qos::kConfig, rec);
 }
 
 // ---- classification rules ----
@@ -221,16 +224,9 @@ LUMO3_API int32_t OvanGetDNSSpeedLimit(OvanDNSSpeedLimit_t *info)
 
 LUMO3_API int32_t OvanSetDNSSpeedLimit(OvanDNSSpeedLimit_t *rec)
 {
-    static const char tag[] = "OvanSetDNSSpeedLimit";
-    if (!set_entry(tag, rec, "Invalid Parameter: obj is NULL."))
-        return -1;
-    const char *action = rec->LimitAction;
-    const int len = static_cast<int>(strnlen(action, sizeof rec->LimitAction));
-    if (len == sizeof rec->LimitAction || (std::strcmp(action, "Alert") != 0 && std::strcmp(action, "Drop") != 0)) {
-        lumo_log(tag, LOG_ERR, "Invalid LimitAction Parameter: %.*s", len, action);
-        return -1;
-    }
-    return set_fields(kDNSSpeedLimitPath, qos::kDNSSpeedLimitTable.interface, qos::kDNSSpeedLimitWritable, rec);
+    return set_singleton({"OvanSetDNSSpeedLimit", kDNSSpeedLimitPath, &qos::kDNSSpeedLimitTable, "enter",
+                          "Invalid Parameter: obj is NULL."},
+                         qos::kDNSSpeedLimitWritable, rec, limit_action_ok);
 }
 
 // ---- IPTV ----
@@ -242,9 +238,8 @@ LUMO3_API int32_t OvanGetIPTVConfig(OvanIPTVConfig_t *info)
 
 LUMO3_API int32_t OvanSetIPTVConfig(OvanIPTVConfig_t *rec)
 {
-    if (!set_entry("OvanSetIPTVConfig", rec, "Parameter 'obj' should not be NULL."))
-        return -1;
-    return set_fields(kIPTVPath, qos::kIPTVTable.interface, qos::kIPTVWritable, rec);
+    return set_singleton({"OvanSetIPTVConfig", kIPTVPath, &qos::kIPTVTable, "enter", kIPTVNull}, qos::kIPTVWritable,
+                         rec);
 }
 
 LUMO3_API int32_t OvanGetIPTVConfigv4(OvanIPTVConfigv4_t *info)
@@ -254,13 +249,12 @@ LUMO3_API int32_t OvanGetIPTVConfigv4(OvanIPTVConfigv4_t *info)
 
 LUMO3_API int32_t OvanSetIPTVConfigv4(OvanIPTVConfigv4_t *rec)
 {
-    if (!set_entry("OvanSetIPTVConfigv4", rec, "Parameter 'obj' should not be NULL."))
-        return -1;
-    // Gateways of bus version 0 or 1 do not know NoStbEnable.
+    // Gateways of bus version 0 or 1 do not know NoStbEnable (asked only for a record
+    // that will be sent).
     Fields fields = qos::kIPTVv4Writable;
-    if (bus_version() <= 1)
+    if (rec && bus_version() <= 1)
         fields = fields.first(fields.size() - 1);
-    return set_fields(kIPTVPath, qos::kIPTVv4Table.interface, fields, rec);
+    return set_singleton({"OvanSetIPTVConfigv4", kIPTVPath, &qos::kIPTVv4Table, "enter", kIPTVNull}, fields, rec);
 }
 
 LUMO3_API int32_t OvanIPTVStartDetectQobLineStatus(uint32_t duration, uint32_t *status, char **errmsg)

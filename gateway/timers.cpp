@@ -43,20 +43,20 @@ bool active_ok(const char (&field)[N])
     return v == 0 || v == 1;
 }
 
-// The daily WiFi timer and the LED share their setter's checks and texts.
-int32_t set_daily(const char *tag, const char *path, const RecordTable &table, const void *rec, bool fields_ok)
+bool wifi_timer_ok(const void *record)
 {
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!rec) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter: obj is NULL.");
-        return -1;
-    }
-    if (!fields_ok) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter");
-        return -1;
-    }
-    return set_fields(path, table.interface, table.fields, rec);
+    const auto &r = *static_cast<const OvanWiFiTimer_t *>(record);
+    return time_ok(r.StartTime) && time_ok(r.EndTime) && is(r.ControlCycle, "DAY") && r.SSIDMask != 0;
 }
+
+bool led_ok(const void *record)
+{
+    const auto &r = *static_cast<const OvanLED_t *>(record);
+    return (is(r.Status, "ON") || is(r.Status, "OFF")) && is(r.ControlCycle, "DAY") && time_ok(r.StartTime) &&
+           time_ok(r.EndTime);
+}
+
+constexpr const char kNullObj[] = "Invalid Parameter: obj is NULL.";
 
 constexpr InstanceSpec kExTimerGet{"OvanGetWiFiExTimer", &timers::kWiFiExTimerTable, kExTimerPrefix,
                                    "enter, path (%.*s)", "invalid parameter."};
@@ -81,15 +81,11 @@ LUMO3_API int32_t OvanGetWiFiBandSteering(OvanWiFiBandSteering_t *info)
 
 LUMO3_API int32_t OvanSetWiFiBandSteering(OvanWiFiBandSteering_t *rec)
 {
-    static const char tag[] = "OvanSetWiFiBandSteering";
     if (int32_t guard = wifi_guard(); guard != 0)
         return guard;
-    lumo_log(tag, LOG_DEBUG, "Enter");
-    if (!rec) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter: obj is NULL.");
-        return -1;
-    }
-    return set_fields(kBandSteeringPath, timers::kBandSteeringTable.interface, timers::kBandSteeringWritable, rec);
+    return set_singleton(
+        {"OvanSetWiFiBandSteering", kBandSteeringPath, &timers::kBandSteeringTable, "Enter", kNullObj},
+        timers::kBandSteeringWritable, rec);
 }
 
 LUMO3_API int32_t OvanGetWiFiTimer(OvanWiFiTimer_t *info)
@@ -109,9 +105,9 @@ LUMO3_API int32_t OvanSetWiFiTimer(OvanWiFiTimer_t *rec)
 {
     if (int32_t guard = wifi_guard(); guard != 0)
         return guard;
-    const bool ok = rec && time_ok(rec->StartTime) && time_ok(rec->EndTime) && is(rec->ControlCycle, "DAY") &&
-                    rec->SSIDMask != 0;
-    return set_daily("OvanSetWiFiTimer", kWiFiTimerPath, timers::kWiFiTimerTable, rec, ok);
+    return set_singleton(
+        {"OvanSetWiFiTimer", kWiFiTimerPath, &timers::kWiFiTimerTable, "enter", kNullObj, "Invalid Parameter"},
+        timers::kWiFiTimer, rec, wifi_timer_ok);
 }
 
 LUMO3_API int32_t OvanGetLED(OvanLED_t *info)
@@ -122,9 +118,8 @@ LUMO3_API int32_t OvanGetLED(OvanLED_t *info)
 
 LUMO3_API int32_t OvanSetLED(OvanLED_t *rec)
 {
-    const bool ok = rec && (is(rec->Status, "ON") || is(rec->Status, "OFF")) && is(rec->ControlCycle, "DAY") &&
-                    time_ok(rec->StartTime) && time_ok(rec->EndTime);
-    return set_daily("OvanSetLED", kLEDPath, timers::kLEDTable, rec, ok);
+    return set_singleton({"OvanSetLED", kLEDPath, &timers::kLEDTable, "enter", kNullObj, "Invalid Parameter"},
+                         timers::kLED, rec, led_ok);
 }
 
 LUMO3_API int32_t OvanGetWiFiExTimerObjs(OvanWiFiExTimer_t **objs, uint32_t *num)

@@ -47,15 +47,6 @@ int32_t refuse(const char *tag, uint32_t *status, char **errmsg, const char *mes
     return fail_command(status, errmsg, message);
 }
 
-// The single objects' setters: entry line, NULL record refused with `refusal`.
-bool set_entry(const char *tag, const void *rec, const char *refusal)
-{
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!rec)
-        lumo_log(tag, LOG_ERR, "%s", refusal);
-    return rec != nullptr;
-}
-
 template <size_t N>
 bool ip6(const char (&field)[N])
 {
@@ -83,8 +74,9 @@ bool server_list_ok(const char (&field)[N])
     return true;
 }
 
-bool ipv6_lan_ok(const OvanIPv6LANConfig_t &r)
+bool ipv6_lan_ok(const void *record)
 {
+    const auto &r = *static_cast<const OvanIPv6LANConfig_t *>(record);
     return ip6(r.LocalAddress) && field_terminated(r.ConfigType) && is_valid_lan_dns6_config_type(r.ConfigType) &&
            field_terminated(r.DNSWAN) && server_list_ok(r.Servers) && field_terminated(r.PrefixMode) &&
            is_valid_lan_addr6_prefixmode(r.PrefixMode) && field_terminated(r.DelegatedWAN) && ip6_or_empty(r.Prefix) &&
@@ -93,8 +85,9 @@ bool ipv6_lan_ok(const OvanIPv6LANConfig_t &r)
 
 // The usual router advertisement bounds: the longest interval 4 to 1800 seconds, the
 // shortest 3 seconds to three quarters of the longest.
-bool ra_ok(const OvanRAConfig_t &r)
+bool ra_ok(const void *record)
 {
+    const auto &r = *static_cast<const OvanRAConfig_t *>(record);
     return r.MaxRtrAdvInterval >= 4 && r.MaxRtrAdvInterval <= 1800 && r.MinRtrAdvInterval >= 3 &&
            r.MinRtrAdvInterval <= r.MaxRtrAdvInterval * 3 / 4;
 }
@@ -103,6 +96,16 @@ template <size_t N>
 int shown(const char (&field)[N])
 {
     return static_cast<int>(strnlen(field, N));
+}
+
+bool dhcpv6_ok(const void *record)
+{
+    const auto &r = *static_cast<const OvanDHCPv6Server_t *>(record);
+    if (ip6(r.MinAddress) && ip6(r.MaxAddress))
+        return true;
+    lumo_log("OvanSetDHCPV6Server", LOG_ERR, "Invalid parameter MinAddress (%.*s) / MaxAddress (%.*s).",
+             shown(r.MinAddress), r.MinAddress, shown(r.MaxAddress), r.MaxAddress);
+    return false;
 }
 
 bool text_ok(const char *s)
@@ -156,9 +159,9 @@ LUMO3_API int32_t OvanGetVOIPSimulateTestConfig(OvanVOIPSimulateTest_t *info)
 
 LUMO3_API int32_t OvanSetVOIPSimulateTestConfig(OvanVOIPSimulateTest_t *rec)
 {
-    if (!set_entry("OvanSetVOIPSimulateTestConfig", rec, "Parameter 'obj' should not be NULL."))
-        return -1;
-    return set_fields(kSimulatePath, voicecwmp::kSimulateTestTable.interface, voicecwmp::kSimulateTestWritable, rec);
+    return set_singleton({"OvanSetVOIPSimulateTestConfig", kSimulatePath, &voicecwmp::kSimulateTestTable, "enter",
+                          "Parameter 'obj' should not be NULL."},
+                         voicecwmp::kSimulateTestWritable, rec);
 }
 
 LUMO3_API int32_t OvanStartVoIPSimulateTest(uint32_t testType, uint32_t *status, char **errmsg)
@@ -190,14 +193,9 @@ LUMO3_API int32_t OvanGetIPV6LANConfig(OvanIPv6LANConfig_t *info)
 
 LUMO3_API int32_t OvanSetIPV6LANConfig(OvanIPv6LANConfig_t *rec)
 {
-    static const char tag[] = "OvanSetIPV6LANConfig";
-    if (!set_entry(tag, rec, "Invalid parameter."))
-        return -1;
-    if (!ipv6_lan_ok(*rec)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameter.");
-        return -1;
-    }
-    return set_fields(kIPv6LANPath, voicecwmp::kIPv6LANTable.interface, voicecwmp::kIPv6LAN, rec);
+    return set_singleton({"OvanSetIPV6LANConfig", kIPv6LANPath, &voicecwmp::kIPv6LANTable, "enter",
+                          "Invalid parameter.", "Invalid parameter."},
+                         voicecwmp::kIPv6LAN, rec, ipv6_lan_ok);
 }
 
 LUMO3_API int32_t OvanGetDHCPV6Server(OvanDHCPv6Server_t *info)
@@ -207,15 +205,8 @@ LUMO3_API int32_t OvanGetDHCPV6Server(OvanDHCPv6Server_t *info)
 
 LUMO3_API int32_t OvanSetDHCPV6Server(OvanDHCPv6Server_t *rec)
 {
-    static const char tag[] = "OvanSetDHCPV6Server";
-    if (!set_entry(tag, rec, "Invalid parameter."))
-        return -1;
-    if (!ip6(rec->MinAddress) || !ip6(rec->MaxAddress)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameter MinAddress (%.*s) / MaxAddress (%.*s).", shown(rec->MinAddress),
-                 rec->MinAddress, shown(rec->MaxAddress), rec->MaxAddress);
-        return -1;
-    }
-    return set_fields(kDHCPv6Path, voicecwmp::kDHCPv6Table.interface, voicecwmp::kDHCPv6, rec);
+    return set_singleton({"OvanSetDHCPV6Server", kDHCPv6Path, &voicecwmp::kDHCPv6Table, "enter", "Invalid parameter."},
+                         voicecwmp::kDHCPv6, rec, dhcpv6_ok);
 }
 
 LUMO3_API int32_t OvanGetRAConfig(OvanRAConfig_t *info)
@@ -225,14 +216,9 @@ LUMO3_API int32_t OvanGetRAConfig(OvanRAConfig_t *info)
 
 LUMO3_API int32_t OvanSetRAConfig(OvanRAConfig_t *rec)
 {
-    static const char tag[] = "OvanSetRAConfig";
-    if (!set_entry(tag, rec, "Invalid parameter."))
-        return -1;
-    if (!ra_ok(*rec)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameter.");
-        return -1;
-    }
-    return set_fields(kRAPath, voicecwmp::kRATable.interface, voicecwmp::kRA, rec);
+    return set_singleton(
+        {"OvanSetRAConfig", kRAPath, &voicecwmp::kRATable, "enter", "Invalid parameter.", "Invalid parameter."},
+        voicecwmp::kRA, rec, ra_ok);
 }
 
 // ---- CWMP parameter tree ----

@@ -471,5 +471,20 @@ int32_t walk_rows(const char *tag, Fields fields, size_t record_size, GVariant *
     return 0;
 }
 
+int32_t set_singleton(const SetterSpec &shape, Fields fields, const void *record, bool (*check)(const void *record))
+{
+    lumo_log(shape.tag, LOG_DEBUG, "%s", shape.entry_line);
+    if (!record) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.null_line);
+        return -1;
+    }
+    if (check && !check(record)) {
+        if (shape.refusal)
+            lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    return set_fields(shape.path, shape.table->interface, fields, record);
+}
+
 }  // namespace lumo::gw
 

@@ -198,4 +198,21 @@ int32_t add_instance(const char *tag, const char *collection, void *record, int3
 int32_t walk_rows(const char *tag, Fields fields, size_t record_size, GVariant *rows, void **objs, uint32_t *num,
                   const char *alloc_line);
 
+// ---- shape 2 whole ----
+
+struct SetterSpec {
+    const char *tag;
+    const char *path;
+    const RecordTable *table;
+    const char *entry_line;         // priority 7
+    const char *null_line;          // priority 3 for a NULL record
+    const char *refusal = nullptr;  // priority 3 when `check` fails; null: the check logs its own line
+};
+
+// Entry line, NULL record refused, the family's `check` (may be null) of the record,
+// then SetMulti of `fields`.
+int32_t set_singleton(const SetterSpec &shape, Fields fields, const void *record,
+                      bool (*check)(const void *record) = nullptr);
+
 }  // namespace lumo::gw
+
