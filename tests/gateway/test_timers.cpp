@@ -253,31 +253,6 @@ TEST_F(Timers, DayListsSentAsFarAsTheyReach)
 
 // ---- reads ----
 
-TEST_F(Timers, CollectionsReadTheirDayLists)
-{
-    OvanWiFiExTimer_t *ex = nullptr;
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetWiFiExTimerObjs(&ex, &n), 0);
-    ASSERT_EQ(n, 3u);
-    EXPECT_STREQ(ex[2].path, "/com/quv/igd1/Config/WLAN/ExTimers/3");
-    EXPECT_STREQ(ex[2].Time, "1:00");
-    EXPECT_EQ(ex[2].SSIDMask, 17u);
-    ASSERT_EQ(ex[2].WeekDayNum, 2u);
-    EXPECT_STREQ(ex[2].WeekDay[1], "Sun");
-    for (uint32_t i = 0; i < n; i++)
-        g_free(ex[i].WeekDay);
-    g_free(ex);
-
-    OvanSleepTimer_t one{};
-    ASSERT_EQ(OvanGetSleepTimer(obj_path(kSleepTimer1), &one), 0);
-    EXPECT_STREQ(one.Time, "1:30");
-    ASSERT_EQ(one.DayNum, 5u);
-    EXPECT_STREQ(one.Day[4], "Fri");
-    g_free(one.Day);
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetSleepTimerObjs", "entry num (2)") ||
-                OvanGetSleepTimerObjs(nullptr, &n) == 0);
-}
-
 // The longest path among the listed records (their day lists freed).
 template <typename R, char (*R::*Days)[64]>
 size_t longest_listed_path(int32_t (*list)(R **, uint32_t *))
