@@ -2,6 +2,7 @@
 // walked into records.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
