@@ -387,7 +387,8 @@ int32_t enumerate(const CollectionSpec &shape, const char *collection, void **ob
     int32_t ret = OvanDBusCallMethod(kService, collection, kObjectManager, "GetManagedObjects", nullptr, &raw, -1);
     GPtr<GVariant> reply(raw);
     if (ret != 0 || !reply) {
-        lumo_log(shape.tag, LOG_ERR, "GetManagedObjects failed with ret(%d)", ret);
+        lumo_log(shape.tag, LOG_ERR, shape.failed_line ? shape.failed_line : "GetManagedObjects failed with ret(%d)",
+                 ret);
         return -1;
     }
     GPtr<GVariant> map(g_variant_get_child_value(reply.get(), 0));
@@ -531,3 +532,121 @@ int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const cha
 }
 
 }  // namespace lumo::gw
+
+// ---- per-instance members whole ----
+
+namespace lumo::gw {
+
+void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path)
+{
+    lumo_log(tag, LOG_DEBUG, line, static_cast<int>(strnlen(path.str, sizeof path.str)), path.str);
+}
+
+bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix)
+{
+    return path_terminated(path) && instance_path_ok(path.str, prefix);
+}
+
+bool instance_arg_ok(const InstanceSpec &shape, const OvanObjPath_t &path)
+{
+    return instance_arg_ok(path, shape.prefix) && (!shape.must_contain || std::strstr(path.str, shape.must_contain));
+}
+
+int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record)
+{
+    log_path_line(shape.tag, shape.entry_line, path);
+    if (!record || !instance_arg_ok(shape, path)) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    return get_all_into(GetterSpec{shape.tag, shape.table, shape.path_limit}, path.str, record);
+}
+
+int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path)
+{
+    log_path_line(shape.tag, shape.entry_line, path);
+    if (!instance_arg_ok(shape, path)) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    GStr collection(g_strndup(path.str, std::strrchr(path.str, '/') - path.str));
+    return delete_object(collection.get(), path.str);
+}
+
+int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const void *record, Fields fields)
+{
+    log_path_line(shape.tag, shape.entry_line, path);
+    if (!record || !instance_arg_ok(shape, path)) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    return set_fields(path.str, shape.table->interface, fields, record);
+}
+
+int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
+                     int32_t (*deleter)(OvanObjPath_t), const char *refusal, const char *add_failed_line)
+{
+    lumo_log(tag, LOG_DEBUG, "enter");
+    if (!record) {
+        lumo_log(tag, LOG_ERR, "%s", refusal);
+        return -1;
+    }
+    // The record's path is written only once AddObject has answered.
+    OvanObjPath_t before;
+    std::memcpy(before.str, record, sizeof before.str);
+    static_cast<char *>(record)[0] = '\0';
+    const int32_t ret = add_with_rollback(collection, record, setter, deleter);
+    if (ret != 0 && static_cast<char *>(record)[0] == '\0') {
+        std::memcpy(record, before.str, sizeof before.str);
+        if (add_failed_line)
+            lumo_log(tag, LOG_ERR, "%s", add_failed_line);
+    }
+    return ret;
+}
+
+int32_t walk_rows(const char *tag, Fields fields, size_t record_size, GVariant *rows, void **objs, uint32_t *num,
+                  const char *alloc_line)
+{
+    const size_t n = g_variant_n_children(rows);
+    *num = static_cast<uint32_t>(n);
+    if (!objs)
+        return 0;
+    if (n == 0) {
+        *objs = nullptr;
+        return 0;
+    }
+    char *block = static_cast<char *>(g_try_malloc0_n(n, record_size));
+    if (!block) {
+        lumo_log(tag, LOG_ERR, "%s", alloc_line);
+        return -1;
+    }
+    for (size_t k = 0; k < n; k++) {
+        GPtr<GVariant> row(g_variant_get_child_value(rows, k));
+        const size_t members = g_variant_is_container(row.get()) ? g_variant_n_children(row.get()) : 0;
+        for (size_t i = 0; i < fields.size() && i < members; i++) {
+            GPtr<GVariant> value(g_variant_get_child_value(row.get(), i));
+            if (wire_type_fits(fields[i], value.get()))
+                store(fields[i], block + k * record_size, value.get());
+        }
+    }
+    *objs = block;
+    return 0;
+}
+
+int32_t set_singleton(const SetterSpec &shape, Fields fields, const void *record, bool (*check)(const void *record))
+{
+    lumo_log(shape.tag, LOG_DEBUG, "%s", shape.entry_line);
+    if (!record) {
+        lumo_log(shape.tag, LOG_ERR, "%s", shape.null_line);
+        return -1;
+    }
+    if (check && !check(record)) {
+        if (shape.refusal)
+            lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
+        return -1;
+    }
+    return set_fields(shape.path, shape.table->interface, fields, record);
+}
+
+}  // namespace lumo::gw
+

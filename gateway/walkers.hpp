@@ -123,6 +123,7 @@ struct CollectionSpec {
     // Like `after`, given `after_context` too (e.g. data read once for the whole walk).
     void (*after_with)(void *record, void *context) = nullptr;
     void *after_context = nullptr;
+    const char *failed_line = nullptr;  // priority 3, "%d" = bus result; null: the usual line
 };
 
 // GetManagedObjects on `collection` into a newly allocated array (shape 3 after the
@@ -204,3 +205,80 @@ int32_t bus_version();
 int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const char *path, void *record);
 
 }  // namespace lumo::gw
+
+// ---- per-instance members whole: entry line, path check, one bus call ----
+
+namespace lumo::gw {
+
+// A fixed-width text field a caller filled holds its terminator within its width.
+template <size_t N>
+bool field_terminated(const char (&field)[N])
+{
+    return std::memchr(field, '\0', N) != nullptr;
+}
+
+// Logs `line` at priority 7; its one "%.*s" shows the path, which need not be
+// terminated within its 256 bytes.
+void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path);
+
+// An instance path argument: terminated, then as instance_path_ok.
+bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix);
+
+struct InstanceSpec {
+    const char *tag;
+    const RecordTable *table;
+    const char *prefix;      // the collection path and "/"
+    const char *entry_line;  // priority 7, "%.*s" = the path
+    const char *refusal;     // priority 3 for a bad path or a NULL record
+    size_t path_limit = 255;
+    const char *must_contain = nullptr;  // e.g. "/Type" for objects below an instance
+};
+
+// An instance path argument as the shape wants it.
+bool instance_arg_ok(const InstanceSpec &shape, const OvanObjPath_t &path);
+
+// Shape 4 whole: entry line, record and path checks, GetAll into the record.
+int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record);
+
+// Shape 6's delete whole: entry line, path check, DeleteObject on the collection
+// that holds the instance (the path up to its last "/").
+int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path);
+
+// Shape 5 whole for setters with no field checks of their own: entry line, record
+// and path checks, SetMulti of `fields`.
+int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const void *record, Fields fields);
+
+// Shape 6's add whole: entry "enter", a NULL record refused with `refusal`, then
+// add_with_rollback. When AddObject itself fails, `add_failed_line` (if any) is
+// logged and the record keeps the path it had.
+int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
+                     int32_t (*deleter)(OvanObjPath_t), const char *refusal, const char *add_failed_line = nullptr);
+
+// ---- arrays of tuples into records ----
+
+// Fills a new block of records from an array of tuples ("a(ss)", "a(sb)" ...):
+// field i of each record takes member i of its tuple when the types fit (names are
+// not used). *num receives the count; a NULL objs asks for the count only, and no
+// tuples give *objs NULL. -1 when the block cannot be had (`alloc_line` logged at
+// priority 3, *num already set).
+int32_t walk_rows(const char *tag, Fields fields, size_t record_size, GVariant *rows, void **objs, uint32_t *num,
+                  const char *alloc_line);
+
+// ---- shape 2 whole ----
+
+struct SetterSpec {
+    const char *tag;
+    const char *path;
+    const RecordTable *table;
+    const char *entry_line;         // priority 7
+    const char *null_line;          // priority 3 for a NULL record
+    const char *refusal = nullptr;  // priority 3 when `check` fails; null: the check logs its own line
+};
+
+// Entry line, NULL record refused, the family's `check` (may be null) of the record,
+// then SetMulti of `fields`.
+int32_t set_singleton(const SetterSpec &shape, Fields fields, const void *record,
+                      bool (*check)(const void *record) = nullptr);
+
+}  // namespace lumo::gw
+

@@ -19,5 +19,8 @@
 #include "lumo3_netsvc.h"
 #include "lumo3_access.h"
 #include "lumo3_speedtest.h"
+#include "lumo3_timers.h"
+#include "lumo3_qos.h"
+#include "lumo3_voicecwmp.h"
 
 #endif /* LUMO3_H */
