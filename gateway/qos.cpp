@@ -119,7 +119,7 @@ LUMO3_API int32_t OvanAddQoSClassification(OvanQoSClassification_t *rec)
 {
     return add_instance("OvanAddQoSClassification", kClassifications, rec,
                         set_as<OvanQoSClassification_t, OvanSetQoSClassification>, OvanDelQoSClassification,
-                        "Invalid parameters.");
+                        kClassification.writable, "Invalid parameters.");
 }
 
 LUMO3_API int32_t OvanDelQoSClassification(OvanObjPath_t path)
@@ -162,7 +162,7 @@ LUMO3_API int32_t OvanAddQoSClassType(OvanObjPath_t collection, OvanQoSClassType
         return -1;
     }
     return add_instance(tag, collection.str, rec, set_as<OvanQoSClassType_t, OvanSetQoSClassType>,
-                        OvanDelQoSClassType, "Invalid parameters.");
+                        OvanDelQoSClassType, kClassType.writable, "Invalid parameters.");
 }
 
 LUMO3_API int32_t OvanDelQoSClassType(OvanObjPath_t path)
@@ -207,7 +207,7 @@ LUMO3_API int32_t OvanSetQoSApp(OvanObjPath_t path, OvanQoSApp_t *rec)
 LUMO3_API int32_t OvanAddQoSApp(OvanQoSApp_t *rec)
 {
     return add_instance("OvanAddQoSApp", kApps, rec, set_as<OvanQoSApp_t, OvanSetQoSApp>, OvanDelQoSApp,
-                        "Invalid parameters.");
+                        kApp.writable, "Invalid parameters.");
 }
 
 LUMO3_API int32_t OvanDelQoSApp(OvanObjPath_t path)

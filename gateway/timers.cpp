@@ -157,7 +157,7 @@ LUMO3_API int32_t OvanSetWiFiExTimer(OvanObjPath_t path, OvanWiFiExTimer_t *rec)
         lumo_log(tag, LOG_ERR, "Invalid Time or Active value or SSIDMask is 0.");
         return -1;
     }
-    return set_fields(path.str, timers::kWiFiExTimerTable.interface, timers::kWiFiExTimerWritable, rec);
+    return set_fields(path.str, timers::kWiFiExTimerTable.interface, timers::kWiFiExTimerWritable, rec, tag);
 }
 
 LUMO3_API int32_t OvanAddWiFiExTimer(OvanWiFiExTimer_t *rec)
@@ -167,7 +167,7 @@ LUMO3_API int32_t OvanAddWiFiExTimer(OvanWiFiExTimer_t *rec)
     return add_instance(
         "OvanAddWiFiExTimer", kExTimers, rec,
         [](OvanObjPath_t p, void *r) { return OvanSetWiFiExTimer(p, static_cast<OvanWiFiExTimer_t *>(r)); },
-        OvanDelWiFiExTimer, "Invalid Parameter.", "AddObject failed.");
+        OvanDelWiFiExTimer, timers::kWiFiExTimerWritable, "Invalid Parameter.", "AddObject failed.");
 }
 
 LUMO3_API int32_t OvanDelWiFiExTimer(OvanObjPath_t path)
@@ -207,7 +207,7 @@ LUMO3_API int32_t OvanSetSleepTimer(OvanObjPath_t path, OvanSleepTimer_t *rec)
         lumo_log(tag, LOG_ERR, "Invalid Time or Active value.");
         return -1;
     }
-    return set_fields(path.str, timers::kSleepTimerTable.interface, timers::kSleepTimerWritable, rec);
+    return set_fields(path.str, timers::kSleepTimerTable.interface, timers::kSleepTimerWritable, rec, tag);
 }
 
 LUMO3_API int32_t OvanAddSleepTimer(OvanSleepTimer_t *rec)
@@ -215,7 +215,7 @@ LUMO3_API int32_t OvanAddSleepTimer(OvanSleepTimer_t *rec)
     return add_instance(
         "OvanAddSleepTimer", kSleepTimers, rec,
         [](OvanObjPath_t p, void *r) { return OvanSetSleepTimer(p, static_cast<OvanSleepTimer_t *>(r)); },
-        OvanDelSleepTimer, "Invalid Parameter.");
+        OvanDelSleepTimer, timers::kSleepTimerWritable, "Invalid Parameter.");
 }
 
 LUMO3_API int32_t OvanDelSleepTimer(OvanObjPath_t path)

@@ -1,5 +1,6 @@
 // Voice diagnostics, IPv6 LAN services and CWMP parameter access.
 #include <cstring>
+#include <tuple>
 #include <syslog.h>
 
 #include "gateway/voicecwmp_tables.hpp"
@@ -229,9 +230,13 @@ LUMO3_API int32_t OvanCWMPAddObject(const char *objName, uint32_t *instance, uin
     lumo_log(tag, LOG_DEBUG, "enter, objName (%s)", or_empty(objName));
     if (!text_ok(objName))
         return refuse(tag, status, errmsg, "Parameter 'objName' should not be empty.");
+    ArgTuple args(tag);
+    args.s("objName", objName);
+    if (args.refused())
+        return fail_command(status, errmsg, args.problem());
     GPtr<GVariant> number;
-    const int32_t ret = call(tag, kCWMPPath, kCWMPIface, "AddObject", g_variant_new("(s)", objName), status, errmsg,
-                             nullptr, "(uus)", &number);
+    const int32_t ret =
+        call(tag, kCWMPPath, kCWMPIface, "AddObject", args.end(), status, errmsg, nullptr, "(uus)", &number);
     if (ret == 0 && instance && number)
         *instance = g_variant_get_uint32(number.get());
     return ret;
@@ -243,7 +248,11 @@ LUMO3_API int32_t OvanCWMPDeleteObject(const char *objName, uint32_t *status, ch
     lumo_log(tag, LOG_DEBUG, "enter, objName (%s)", or_empty(objName));
     if (!text_ok(objName))
         return refuse(tag, status, errmsg, "Parameter 'objName' should not be empty.");
-    return call(tag, kCWMPPath, kCWMPIface, "DeleteObject", g_variant_new("(s)", objName), status, errmsg);
+    ArgTuple args(tag);
+    args.s("objName", objName);
+    if (args.refused())
+        return fail_command(status, errmsg, args.problem());
+    return call(tag, kCWMPPath, kCWMPIface, "DeleteObject", args.end(), status, errmsg);
 }
 
 LUMO3_API int32_t OvanCWMPSetParameterValues(const OvanCWMPParamValue_t *paraValObjs, uint32_t num,
@@ -253,6 +262,16 @@ LUMO3_API int32_t OvanCWMPSetParameterValues(const OvanCWMPParamValue_t *paraVal
     lumo_log(tag, LOG_DEBUG, "enter, num (%u)", num);
     if (!paraValObjs || num == 0)
         return refuse(tag, status, errmsg, "Parameter 'paraValObjs' should not be empty.");
+    // Every name and value is judged before the first pair is built.
+    for (uint32_t i = 0; i < num; i++) {
+        const OvanCWMPParamValue_t &pair = paraValObjs[i];
+        for (const auto &[what, text, width] : {std::tuple{"Name", pair.Name, sizeof pair.Name},
+                                                std::tuple{"Value", pair.Value, sizeof pair.Value}})
+            if (!text_ok(tag, what, text, width)) {
+                GStr message(g_strdup_printf("Invalid parameter: %s is not valid UTF-8.", what));
+                return fail_command(status, errmsg, message.get());
+            }
+    }
     GVariantBuilder pairs;
     g_variant_builder_init(&pairs, G_VARIANT_TYPE("a(ss)"));
     for (uint32_t i = 0; i < num; i++) {
@@ -273,6 +292,8 @@ LUMO3_API int32_t OvanCWMPGetParameterValues(const char *names, OvanCWMPParamVal
     const size_t len = names ? strnlen(names, kNamesLimit) : 0;
     if (len == 0 || len >= kNamesLimit || !num)
         return refuse(tag, status, errmsg, "Invalid Parameters");
+    if (!text_ok(tag, "names", names))
+        return fail_command(status, errmsg, "Invalid parameter: names is not valid UTF-8.");
     lumo::GStrv parts(g_strsplit(names, ",", -1));
     GPtr<GVariant> rows;
     if (call(tag, kCWMPPath, kCWMPIface, "GetParameterValues", g_variant_new("(^as)", parts.get()), status, errmsg,
@@ -291,9 +312,13 @@ LUMO3_API int32_t OvanCWMPGetParameterNames(const char *path, int32_t nextLevel,
     lumo_log(tag, LOG_DEBUG, "enter, path (%s), nextLevel (%d)", or_empty(path), nextLevel);
     if (!text_ok(path) || !num)
         return refuse(tag, status, errmsg, "Invalid Parameters");
+    ArgTuple args(tag);
+    args.s("path", path).b(nextLevel != 0);
+    if (args.refused())
+        return fail_command(status, errmsg, args.problem());
     GPtr<GVariant> rows;
-    if (call(tag, kCWMPPath, kCWMPIface, "GetParameterNames", g_variant_new("(sb)", path, nextLevel != 0), status,
-             errmsg, nullptr, "(a(sb)us)", &rows) != 0)
+    if (call(tag, kCWMPPath, kCWMPIface, "GetParameterNames", args.end(), status, errmsg, nullptr, "(a(sb)us)",
+             &rows) != 0)
         return -1;
     if (walk_rows(tag, kParamNameRow, sizeof(OvanCWMPParamName_t), rows.get(), reinterpret_cast<void **>(names), num,
                   "g_try_new0 failed.") != 0)

@@ -580,11 +580,12 @@ int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const
         lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
         return -1;
     }
-    return set_fields(path.str, shape.table->interface, fields, record);
+    return set_fields(path.str, shape.table->interface, fields, record, shape.tag);
 }
 
 int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                     int32_t (*deleter)(OvanObjPath_t), const char *refusal, const char *add_failed_line)
+                     int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *refusal,
+                     const char *add_failed_line)
 {
     lumo_log(tag, LOG_DEBUG, "enter");
     if (!record) {
@@ -595,7 +596,7 @@ int32_t add_instance(const char *tag, const char *collection, void *record, int3
     OvanObjPath_t before;
     std::memcpy(before.str, record, sizeof before.str);
     static_cast<char *>(record)[0] = '\0';
-    const int32_t ret = add_with_rollback(collection, record, setter, deleter);
+    const int32_t ret = add_with_rollback(collection, record, setter, deleter, checked, tag);
     if (ret != 0 && static_cast<char *>(record)[0] == '\0') {
         std::memcpy(record, before.str, sizeof before.str);
         if (add_failed_line)
@@ -645,7 +646,7 @@ int32_t set_singleton(const SetterSpec &shape, Fields fields, const void *record
             lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
         return -1;
     }
-    return set_fields(shape.path, shape.table->interface, fields, record);
+    return set_fields(shape.path, shape.table->interface, fields, record, shape.tag);
 }
 
 }  // namespace lumo::gw

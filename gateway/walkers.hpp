@@ -249,10 +249,11 @@ int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path);
 int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const void *record, Fields fields);
 
 // Shape 6's add whole: entry "enter", a NULL record refused with `refusal`, then
-// add_with_rollback. When AddObject itself fails, `add_failed_line` (if any) is
-// logged and the record keeps the path it had.
+// add_with_rollback (`checked`: the fields the setter writes). When AddObject itself
+// fails, `add_failed_line` (if any) is logged and the record keeps the path it had.
 int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                     int32_t (*deleter)(OvanObjPath_t), const char *refusal, const char *add_failed_line = nullptr);
+                     int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *refusal,
+                     const char *add_failed_line = nullptr);
 
 // ---- arrays of tuples into records ----
 
