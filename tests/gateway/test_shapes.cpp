@@ -449,7 +449,7 @@ TEST_F(SimShapes, AddRemovesANewObjectWhosePathDoesNotFit)
                                      ("(objectpath '" + whole + "',)").c_str(), 0, true));
         ASSERT_TRUE(sim.clear_call_log());
         Widget w{};
-        EXPECT_EQ(gw::add_with_rollback(kCollection, &w, set_widget, del_widget, limit), -1);
+        EXPECT_EQ(gw::add_with_rollback(kCollection, &w, set_widget, del_widget, {}, nullptr, limit), -1);
         EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 0u);
         ASSERT_EQ(sim.count_calls(kCollection, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
         EXPECT_EQ(sim.call_log().back().args_text(), "(objectpath '" + whole + "',)");

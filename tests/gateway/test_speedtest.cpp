@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"url_without_dot", [](StatusOut &) { return OvanSetHttpDownloadTestURL("localhost/x"); },
                 "OvanSetHttpDownloadTestURL", "invalid url(localhost/x)"},
         Refusal{"url_not_utf8", [](StatusOut &) { return OvanSetHttpDownloadTestURL("a.\xff"); },
-                "OvanSetHttpDownloadTestURL", "invalid url(a.\xff)"},
+                "OvanSetHttpDownloadTestURL", "Invalid parameter: URL is not valid UTF-8."},
         Refusal{"http_3601", [](StatusOut &o) { return OvanStartHttpDownloadTest(3601, &o.status, &o.errmsg); },
                 "OvanStartHttpDownloadTest", "Invalid parameter time[3601]", true},
         Refusal{"http_negative", [](StatusOut &o) { return OvanStartHttpDownloadTest(-1, &o.status, &o.errmsg); },
