@@ -138,3 +138,58 @@ int32_t bus_version();
 int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const char *path, void *record);
 
 }  // namespace lumo::gw
+
+// ---- other services, lists given as text, look-ups by a key field ----
+
+namespace lumo::gw {
+
+// The collection shapes on a service other than the gateway's (the same
+// object-manager interface). When that service is absent only these calls fail.
+int32_t enumerate_on(const char *service, const CollectionSpec &shape, const char *collection, void **objs,
+                     uint32_t *num);
+int32_t set_dict_on(const char *service, const char *path, const char *iface, GVariant *dict);
+int32_t add_with_rollback_on(const char *service, const char *collection, void *record,
+                             int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t));
+// AddObject on `collection`; the new path goes into the record's path field (at most
+// limit-1 characters). 0, or -1 for a failed call or a reply that is not "(o)".
+int32_t add_object_on(const char *service, const char *collection, void *record, size_t limit);
+int32_t delete_object_on(const char *service, const char *collection, const char *path);
+
+// Frees the "as" blocks of `n` records (not the records themselves).
+void free_string_lists(const RecordTable &table, void *records, uint32_t n);
+
+// The records of one listing, freed with their "as" blocks.
+class Listing {
+public:
+    explicit Listing(const RecordTable &table) : table_(table) {}
+    ~Listing();
+    Listing(const Listing &) = delete;
+    Listing &operator=(const Listing &) = delete;
+
+    int32_t load(const char *service, const CollectionSpec &shape, const char *collection);
+    uint32_t size() const { return n_; }
+    // The first record whose string field `key` holds exactly `value`; null if none.
+    void *find(const char *key, const char *value) const;
+
+private:
+    const RecordTable &table_;
+    void *block_ = nullptr;
+    uint32_t n_ = 0;
+};
+
+// The field of `fields` named `name`; null if none.
+const Field *field_named(Fields fields, const char *name);
+
+// The non-empty pieces of `list` split at ";", from its first `max_chars` characters
+// only. Never null (an empty vector for a null or empty list).
+lumo::GStrv split_list(const char *list, size_t max_chars);
+
+// The entries of the string-list field `list` of `record`, in order, that do not
+// occur as a substring anywhere in `within` (all of them for a null or empty
+// `within`). Coarse on purpose: separators in `within` play no part.
+lumo::GStrv entries_not_within(const Field &list, const void *record, const char *within);
+
+// An "as" (floating) of the strings of a null-terminated vector.
+GVariant *string_array(const char *const *items);
+
+}  // namespace lumo::gw

@@ -16,5 +16,7 @@
 #include "lumo3_wlan.h"
 #include "lumo3_syscmd.h"
 #include "lumo3_netsvc.h"
+#include "lumo3_vpn.h"
+#include "lumo3_dns.h"
 
 #endif /* LUMO3_H */

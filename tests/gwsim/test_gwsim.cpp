@@ -1,5 +1,6 @@
 // The gateway simulator and the private bus, exercised as the library and gateway
 // developers will use them: through D-Bus only.
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -264,7 +265,11 @@ TEST_F(Gwsim, CollectionsAddListAndDeleteWithSignals)
 
 TEST_F(Gwsim, IntrospectionListsChildrenAndInterfaces)
 {
-    EXPECT_EQ(children("/com/quv/igd1"), (std::vector<std::string>{"Config", "Info", "Tevra"}));
+    // In path order; families add branches of their own, so only the first ones are named.
+    const std::vector<std::string> gw = children("/com/quv/igd1");
+    EXPECT_TRUE(std::is_sorted(gw.begin(), gw.end()));
+    for (const char *branch : {"Config", "Info", "Tevra"})
+        EXPECT_NE(std::find(gw.begin(), gw.end(), branch), gw.end()) << branch;
     EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb"), (std::vector<std::string>{"1", "2"}));
     ok("/com/quv/igd1/Info/Network/WANConnectionDb", kOM, "AddObject");
     EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb").size(), 3u);
