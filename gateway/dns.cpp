@@ -166,12 +166,9 @@ LUMO3_API int32_t OvanAddDNSTunnel(const char *server, const char *domains)
 LUMO3_API int32_t OvanDelDNSTunnel(OvanObjPath_t path)
 {
     static const char tag[] = "OvanDelDNSTunnel";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_terminated(path) ? path.str : "");
-    if (!path_terminated(path) || !instance_path_ok(path.str, kTunnelPrefix)) {
-        lumo_log(tag, LOG_ERR, "invalid parameter.");
-        return -1;
-    }
-    int32_t ret = delete_object(kDNSPath, path.str);
+    int32_t ret = delete_instance_on(kService, tag, path, kTunnelPrefix, kDNSPath, "invalid parameter.");
+    if (!path_terminated(path) || !instance_path_ok(path.str, kTunnelPrefix))
+        return ret;  // refused, nothing sent
     lumo_log(tag, LOG_DEBUG, "DeleteObject returns (%d)", ret);
     return ret;
 }
@@ -283,13 +280,8 @@ LUMO3_API int32_t OvanAddDDNSServerInstance(OvanDDNSServer_t *obj)
 
 LUMO3_API int32_t OvanDelDDNSServerInstance(OvanObjPath_t path)
 {
-    static const char tag[] = "OvanDelDDNSServerInstance";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_terminated(path) ? path.str : "");
-    if (!path_terminated(path) || !instance_path_ok(path.str, kDDNSPrefix)) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
-        return -1;
-    }
-    return delete_object(kDDNSPath, path.str);
+    return delete_instance_on(kService, "OvanDelDDNSServerInstance", path, kDDNSPrefix, kDDNSPath,
+                              "Invalid Parameter.");
 }
 
 }  // extern "C"

@@ -148,12 +148,7 @@ int32_t add(const Flavour &fl, const char *tag, void *record)
 
 int32_t del(const Flavour &fl, const char *tag, OvanObjPath_t &path)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_terminated(path) ? path.str : "");
-    if (!path_terminated(path) || !instance_path_ok(path.str, fl.prefix)) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
-        return -1;
-    }
-    return delete_object_on(fl.service, fl.collection, path.str);
+    return delete_instance_on(fl.service, tag, path, fl.prefix, fl.collection, "Invalid Parameter.");
 }
 
 int32_t del_by_name(const Flavour &fl, const char *tag, const char *name)

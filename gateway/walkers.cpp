@@ -403,6 +403,18 @@ int32_t delete_object_on(const char *service, const char *collection, const char
                : -1;
 }
 
+int32_t delete_instance_on(const char *service, const char *tag, const OvanObjPath_t &path, const char *prefix,
+                           const char *collection, const char *refusal)
+{
+    const bool terminated = path_terminated(path);
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", terminated ? path.str : "");
+    if (!terminated || !instance_path_ok(path.str, prefix)) {
+        lumo_log(tag, LOG_ERR, "%s", refusal);
+        return -1;
+    }
+    return delete_object_on(service, collection, path.str);
+}
+
 void free_string_lists(const RecordTable &table, void *records, uint32_t n)
 {
     for (uint32_t i = 0; records && i < n; i++) {

@@ -155,6 +155,11 @@ int32_t add_with_rollback_on(const char *service, const char *collection, void *
 int32_t add_object_on(const char *service, const char *collection, void *record, size_t limit);
 int32_t delete_object_on(const char *service, const char *collection, const char *path);
 
+// Delete shape whole: logs "enter, path (%s)", refuses (with `refusal` at priority 3)
+// a path that is unterminated, invalid or outside `prefix`, then DeleteObject.
+int32_t delete_instance_on(const char *service, const char *tag, const OvanObjPath_t &path, const char *prefix,
+                           const char *collection, const char *refusal);
+
 // Frees the "as" blocks of `n` records (not the records themselves).
 void free_string_lists(const RecordTable &table, void *records, uint32_t n);
 
