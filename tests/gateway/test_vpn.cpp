@@ -120,9 +120,16 @@ TEST_F(Vpn, SetChecksValues)
     }
     EXPECT_TRUE(logged(3, "OvanSetVPNConnection", "Invalid parameters.")) << dump();
 
-    // Paths: wrong collection, the client's collection, unterminated.
+    // Paths: wrong collection, the client's collection, unterminated; and fields that
+    // fill their whole width (no terminator) are read within it.
     sim.clear_call_log();
     OvanVPNConnection_t r = valid_connection();
+    std::memset(r.vpn_mode, 's', sizeof r.vpn_mode);
+    EXPECT_EQ(OvanSetVPNConnection(obj_path(kConn1), &r), -1);
+    r = valid_connection();
+    std::memset(r.vpn_priority, '1', sizeof r.vpn_priority);  // "11111111": digits, but above 7
+    EXPECT_EQ(OvanSetVPNConnection(obj_path(kConn1), &r), -1);
+    r = valid_connection();
     EXPECT_EQ(OvanSetVPNConnection(obj_path("/com/quv/igd1/Config/PortMapping/1"), &r), -1);
     EXPECT_EQ(OvanSetVPNConnection(obj_path(kClientConn1), &r), -1);
     OvanObjPath_t full;
