@@ -383,16 +383,7 @@ int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs,
 
 int32_t enumerate(const CollectionSpec &shape, const char *collection, void **objs, uint32_t *num)
 {
-    GVariant *raw = nullptr;
-    int32_t ret = OvanDBusCallMethod(kService, collection, kObjectManager, "GetManagedObjects", nullptr, &raw, -1);
-    GPtr<GVariant> reply(raw);
-    if (ret != 0 || !reply) {
-        lumo_log(shape.tag, LOG_ERR, shape.failed_line ? shape.failed_line : "GetManagedObjects failed with ret(%d)",
-                 ret);
-        return -1;
-    }
-    GPtr<GVariant> map(g_variant_get_child_value(reply.get(), 0));
-    return walk_object_map(shape, map.get(), objs, num);
+    return enumerate_on(kService, shape, collection, objs, num);
 }
 
 int32_t set_fields(const char *path, const char *iface, Fields fields, const void *record, const char *tag)
@@ -400,43 +391,19 @@ int32_t set_fields(const char *path, const char *iface, Fields fields, const voi
     GVariant *dict = build_dict(fields, record, tag);
     if (!dict)
         return -1;
-    return OvanDBusSetMultiProperty(kService, path, iface, dict) == 0 ? 0 : -1;
+    return set_dict_on(kService, path, iface, dict);
 }
 
 int32_t add_with_rollback(const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
                           int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *tag,
                           size_t path_limit)
 {
-    // A record the bus could not carry must not leave a created-then-deleted object.
-    if (!checked.empty() && !record_text_ok(tag, checked, record))
-        return -1;
-    GVariant *raw = nullptr;
-    if (OvanDBusCallMethod(kService, collection, kObjectManager, "AddObject", nullptr, &raw, -1) != 0 || !raw)
-        return -1;
-    GPtr<GVariant> reply(raw);
-    if (!g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(o)")))
-        return -1;
-    const char *path = nullptr;
-    g_variant_get(reply.get(), "(&o)", &path);
-    if (std::strlen(path) >= std::min(path_limit, kPathSize)) {
-        delete_object(collection, path);
-        return -1;
-    }
-    copy_path(record, path, path_limit);
-    OvanObjPath_t at_path{};
-    std::memcpy(at_path.str, record, sizeof at_path.str);
-    int32_t ret = setter(at_path, record);
-    if (ret != 0)
-        deleter(at_path);  // leave no half-made object behind
-    return ret;
+    return add_with_rollback_on(kService, collection, record, setter, deleter, checked, tag, path_limit);
 }
 
 int32_t delete_object(const char *collection, const char *path)
 {
-    return OvanDBusCallMethod(kService, collection, kObjectManager, "DeleteObject", g_variant_new("(o)", path),
-                              nullptr, -1) == 0
-               ? 0
-               : -1;
+    return delete_object_on(kService, collection, path);
 }
 
 int32_t fail_command(uint32_t *status, char **errmsg, const char *message)
@@ -651,3 +618,172 @@ int32_t set_singleton(const SetterSpec &shape, Fields fields, const void *record
 
 }  // namespace lumo::gw
 
+// ---- other services, lists given as text, look-ups by a key field ----
+
+namespace lumo::gw {
+
+int32_t enumerate_on(const char *service, const CollectionSpec &shape, const char *collection, void **objs,
+                     uint32_t *num)
+{
+    GVariant *raw = nullptr;
+    int32_t ret = OvanDBusCallMethod(service, collection, kObjectManager, "GetManagedObjects", nullptr, &raw, -1);
+    GPtr<GVariant> reply(raw);
+    if (ret != 0 || !reply) {
+        lumo_log(shape.tag, LOG_ERR, shape.failed_line ? shape.failed_line : "GetManagedObjects failed with ret(%d)",
+                 ret);
+        return -1;
+    }
+    GPtr<GVariant> map(g_variant_get_child_value(reply.get(), 0));
+    return walk_object_map(shape, map.get(), objs, num);
+}
+
+int32_t set_dict_on(const char *service, const char *path, const char *iface, GVariant *dict)
+{
+    if (!dict)  // a refused record: nothing is sent
+        return -1;
+    return OvanDBusSetMultiProperty(service, path, iface, dict) == 0 ? 0 : -1;
+}
+
+int32_t add_with_rollback_on(const char *service, const char *collection, void *record,
+                             int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t),
+                             Fields checked, const char *tag, size_t path_limit)
+{
+    // A record the bus could not carry must not leave a created-then-deleted object.
+    if (!checked.empty() && !record_text_ok(tag, checked, record))
+        return -1;
+    if (add_object_on(service, collection, record, path_limit) != 0)
+        return -1;
+    OvanObjPath_t at_path{};
+    std::memcpy(at_path.str, record, sizeof at_path.str);
+    int32_t ret = setter(at_path, record);
+    if (ret != 0)
+        deleter(at_path);  // leave no half-made object behind
+    return ret;
+}
+
+int32_t add_object_on(const char *service, const char *collection, void *record, size_t limit)
+{
+    GVariant *raw = nullptr;
+    if (OvanDBusCallMethod(service, collection, kObjectManager, "AddObject", nullptr, &raw, -1) != 0 || !raw)
+        return -1;
+    GPtr<GVariant> reply(raw);
+    if (!g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(o)")))
+        return -1;
+    const char *path = nullptr;
+    g_variant_get(reply.get(), "(&o)", &path);
+    // A cut path may name another object: the new one is removed by its whole path.
+    if (std::strlen(path) >= std::min(limit, kPathSize)) {
+        delete_object_on(service, collection, path);
+        return -1;
+    }
+    copy_path(record, path, limit);
+    return 0;
+}
+
+int32_t delete_object_on(const char *service, const char *collection, const char *path)
+{
+    return OvanDBusCallMethod(service, collection, kObjectManager, "DeleteObject", g_variant_new("(o)", path),
+                              nullptr, -1) == 0
+               ? 0
+               : -1;
+}
+
+int32_t delete_instance_on(const char *service, const char *tag, const OvanObjPath_t &path, const char *prefix,
+                           const char *collection, const char *refusal)
+{
+    const bool terminated = path_terminated(path);
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", terminated ? path.str : "");
+    if (!terminated || !instance_path_ok(path.str, prefix)) {
+        lumo_log(tag, LOG_ERR, "%s", refusal);
+        return -1;
+    }
+    return delete_object_on(service, collection, path.str);
+}
+
+void free_string_lists(const RecordTable &table, void *records, uint32_t n)
+{
+    for (uint32_t i = 0; records && i < n; i++) {
+        void *record = static_cast<char *>(records) + static_cast<size_t>(i) * table.record_size;
+        for (const Field &f : table.fields) {
+            if (f.type != Type::StrList)
+                continue;
+            g_free(get<void *>(record, f.aux));
+            put<void *>(record, f.aux, nullptr);
+            put<uint32_t>(record, f.offset, 0);
+        }
+    }
+}
+
+Listing::~Listing()
+{
+    free_string_lists(table_, block_, n_);
+    g_free(block_);
+}
+
+int32_t Listing::load(const char *service, const CollectionSpec &shape, const char *collection)
+{
+    uint32_t n = 0;
+    void *block = nullptr;
+    int32_t ret = enumerate_on(service, shape, collection, &block, &n);
+    free_string_lists(table_, block_, n_);
+    g_free(block_);
+    block_ = block;
+    n_ = block ? n : 0;
+    return ret;
+}
+
+void *Listing::find(const char *key, const char *value) const
+{
+    const Field *f = field_named(table_.fields, key);
+    if (!f || f->type != Type::Str || !value)
+        return nullptr;
+    for (uint32_t i = 0; i < n_; i++) {
+        char *record = static_cast<char *>(block_) + static_cast<size_t>(i) * table_.record_size;
+        if (std::strcmp(record + f->offset, value) == 0)
+            return record;
+    }
+    return nullptr;
+}
+
+const Field *field_named(Fields fields, const char *name)
+{
+    for (const Field &f : fields)
+        if (std::strcmp(f.name, name) == 0)
+            return &f;
+    return nullptr;
+}
+
+lumo::GStrv split_list(const char *list, size_t max_chars)
+{
+    GPtrArray *pieces = g_ptr_array_new();
+    if (list) {
+        GStr head(g_strndup(list, strnlen(list, max_chars)));
+        lumo::GStrv all(g_strsplit(head.get(), ";", -1));
+        for (char **p = all.get(); *p; p++)
+            if (**p)
+                g_ptr_array_add(pieces, g_strdup(*p));
+    }
+    g_ptr_array_add(pieces, nullptr);
+    return lumo::GStrv(reinterpret_cast<char **>(g_ptr_array_free(pieces, FALSE)));
+}
+
+lumo::GStrv entries_not_within(const Field &list, const void *record, const char *within)
+{
+    GPtrArray *kept = g_ptr_array_new();
+    const uint32_t n = get<uint32_t>(record, list.offset);
+    const char *block = get<const char *>(record, list.aux);
+    for (uint32_t i = 0; block && i < n; i++) {
+        GStr entry(g_strndup(block + static_cast<size_t>(i) * list.size, list.size));
+        if (!within || !*within || !std::strstr(within, entry.get()))
+            g_ptr_array_add(kept, entry.release());
+    }
+    g_ptr_array_add(kept, nullptr);
+    return lumo::GStrv(reinterpret_cast<char **>(g_ptr_array_free(kept, FALSE)));
+}
+
+GVariant *string_array(const char *const *items)
+{
+    return g_variant_new_strv(items, -1);
+}
+
+}  // namespace lumo::gw

@@ -283,3 +283,65 @@ int32_t set_singleton(const SetterSpec &shape, Fields fields, const void *record
 
 }  // namespace lumo::gw
 
+// ---- other services, lists given as text, look-ups by a key field ----
+
+namespace lumo::gw {
+
+// The collection shapes on a service other than the gateway's (the same
+// object-manager interface). When that service is absent only these calls fail.
+int32_t enumerate_on(const char *service, const CollectionSpec &shape, const char *collection, void **objs,
+                     uint32_t *num);
+int32_t set_dict_on(const char *service, const char *path, const char *iface, GVariant *dict);
+// set_dict_on takes a null dictionary (a refused record) as -1, sending nothing.
+int32_t add_with_rollback_on(const char *service, const char *collection, void *record,
+                             int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t),
+                             Fields checked = {}, const char *tag = nullptr, size_t path_limit = 255);
+// AddObject on `collection`; the new path goes into the record's path field (at most
+// limit-1 characters). 0, or -1 for a failed call or a reply that is not "(o)"; a new
+// path longer than that is deleted again by its whole path and -1 returned.
+int32_t add_object_on(const char *service, const char *collection, void *record, size_t limit);
+int32_t delete_object_on(const char *service, const char *collection, const char *path);
+
+// Delete shape whole: logs "enter, path (%s)", refuses (with `refusal` at priority 3)
+// a path that is unterminated, invalid or outside `prefix`, then DeleteObject.
+int32_t delete_instance_on(const char *service, const char *tag, const OvanObjPath_t &path, const char *prefix,
+                           const char *collection, const char *refusal);
+
+// Frees the "as" blocks of `n` records (not the records themselves).
+void free_string_lists(const RecordTable &table, void *records, uint32_t n);
+
+// The records of one listing, freed with their "as" blocks.
+class Listing {
+public:
+    explicit Listing(const RecordTable &table) : table_(table) {}
+    ~Listing();
+    Listing(const Listing &) = delete;
+    Listing &operator=(const Listing &) = delete;
+
+    int32_t load(const char *service, const CollectionSpec &shape, const char *collection);
+    uint32_t size() const { return n_; }
+    // The first record whose string field `key` holds exactly `value`; null if none.
+    void *find(const char *key, const char *value) const;
+
+private:
+    const RecordTable &table_;
+    void *block_ = nullptr;
+    uint32_t n_ = 0;
+};
+
+// The field of `fields` named `name`; null if none.
+const Field *field_named(Fields fields, const char *name);
+
+// The non-empty pieces of `list` split at ";", from its first `max_chars` characters
+// only. Never null (an empty vector for a null or empty list).
+lumo::GStrv split_list(const char *list, size_t max_chars);
+
+// The entries of the string-list field `list` of `record`, in order, that do not
+// occur as a substring anywhere in `within` (all of them for a null or empty
+// `within`). Coarse on purpose: separators in `within` play no part.
+lumo::GStrv entries_not_within(const Field &list, const void *record, const char *within);
+
+// An "as" (floating) of the strings of a null-terminated vector.
+GVariant *string_array(const char *const *items);
+
+}  // namespace lumo::gw

@@ -22,5 +22,7 @@
 #include "lumo3_timers.h"
 #include "lumo3_qos.h"
 #include "lumo3_voicecwmp.h"
+#include "lumo3_vpn.h"
+#include "lumo3_dns.h"
 
 #endif /* LUMO3_H */

@@ -265,6 +265,8 @@ Simulator::Simulator(PrivateBus &bus, SimulatorOptions options)
         args.push_back("--write-address-file=" + options.address_file);
     if (options.reconnect)
         args.push_back("--reconnect");
+    if (!options.vpn_client)
+        args.push_back("--no-vpnclient");
     pid_ = spawn(args, &out_fd_);
     if (pid_ > 0 && !wait_ready())
         ADD_FAILURE() << "lumo-gwsim did not get ready";

@@ -49,6 +49,7 @@ struct SimulatorOptions {
     std::string address_file;  // --write-address-file
     std::string name;          // bus name to own (default com.quv.igd1)
     bool reconnect = true;     // keep serving across PrivateBus::restart()
+    bool vpn_client = true;    // also own com.morvane.vpnclient1 (else --no-vpnclient)
 };
 
 // One method call the simulator received (calls to its control object excluded).

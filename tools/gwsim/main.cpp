@@ -7,6 +7,7 @@
 #include <glib-unix.h>
 
 #include "tools/gwsim/service.hpp"
+#include "tools/gwsim/vpnclient.hpp"
 
 namespace {
 
@@ -20,6 +21,7 @@ struct App {
     std::string bus_name;
     std::string address_file;
     bool reconnect = false;
+    bool vpn_client = true;
     ObjPtr<GDBusConnection> conn;
     gulong closed_handler = 0;
     guint retry_source = 0;
@@ -42,6 +44,10 @@ bool connect_bus(App &app, std::string *error)
     }
     if (!app.svc->attach(conn.get(), app.bus_name.c_str(), error))
         return false;
+    // Only the gateway's own simulator plays the client; one started under another
+    // name (a second simulator, say) leaves it alone.
+    if (app.vpn_client && app.bus_name == "com.quv.igd1")
+        own_vpn_client(conn.get());
     app.conn = std::move(conn);
     app.closed_handler = g_signal_connect(app.conn.get(), "closed", G_CALLBACK(on_closed), &app);
     if (!app.address_file.empty()) {
@@ -107,7 +113,7 @@ gboolean on_signal(gpointer data)
 int main(int argc, char **argv)
 {
     char *address = nullptr, *model_file = nullptr, *address_file = nullptr, *name = nullptr;
-    gboolean reconnect = FALSE, print_model = FALSE;
+    gboolean reconnect = FALSE, print_model = FALSE, no_vpn_client = FALSE;
     GOptionEntry entries[] = {
         {"address", 'a', 0, G_OPTION_ARG_STRING, &address,
          "Bus address to serve on (default: the system bus, $DBUS_SYSTEM_BUS_ADDRESS)", "ADDR"},
@@ -117,6 +123,8 @@ int main(int argc, char **argv)
         {"name", 'n', 0, G_OPTION_ARG_STRING, &name, "Bus name to own (default: com.quv.igd1)", "NAME"},
         {"reconnect", 'r', 0, G_OPTION_ARG_NONE, &reconnect,
          "When the bus goes away, keep trying to connect again instead of exiting", nullptr},
+        {"no-vpnclient", 0, 0, G_OPTION_ARG_NONE, &no_vpn_client,
+         "Do not play the external VPN client service (com.morvane.vpnclient1)", nullptr},
         {"print-default-model", 0, 0, G_OPTION_ARG_NONE, &print_model,
          "Print the built-in model and exit", nullptr},
         {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
@@ -166,6 +174,7 @@ int main(int argc, char **argv)
     app.bus_name = name_h ? name_h.get() : "com.quv.igd1";
     app.address_file = file_h ? file_h.get() : "";
     app.reconnect = reconnect != FALSE;
+    app.vpn_client = no_vpn_client == FALSE;
     if (address_h) {
         app.address = address_h.get();
     } else {
