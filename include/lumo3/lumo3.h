@@ -16,6 +16,7 @@
 #include "lumo3_wlan.h"
 #include "lumo3_syscmd.h"
 #include "lumo3_netsvc.h"
+#include "lumo3_omdiag.h"
 #include "lumo3_servers.h"
 
 #endif /* LUMO3_H */
