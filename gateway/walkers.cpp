@@ -436,7 +436,8 @@ void *records_from_array(const RecordTable &table, GVariant *array, size_t limit
         return nullptr;
     for (size_t k = 0; k < n; k++) {
         GPtr<GVariant> entry(g_variant_get_child_value(array, k));
-        if (g_variant_is_of_type(entry.get(), G_VARIANT_TYPE_TUPLE))
+        if (g_variant_is_of_type(entry.get(), G_VARIANT_TYPE_TUPLE) ||
+            g_variant_is_of_type(entry.get(), G_VARIANT_TYPE_DICT_ENTRY))
             fill_positional(table.fields, block + k * table.record_size, entry.get());
     }
     *count = n;
@@ -497,6 +498,21 @@ int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t
         return -1;
     }
     return delete_object(c.collection, path.str);
+}
+
+int32_t lookup_then_get(const CommandSpec &shape, GVariant *args, int32_t (*getter)(OvanObjPath_t, void *),
+                        void *rec, const char *get_failed, uint32_t *status, char **errmsg)
+{
+    GPtr<GVariant> lead;
+    if (run_command(shape, args, status, errmsg, &lead) != 0)
+        return -1;
+    OvanObjPath_t path{};
+    if (lead && g_variant_is_of_type(lead.get(), G_VARIANT_TYPE_OBJECT_PATH))
+        g_strlcpy(path.str, g_variant_get_string(lead.get(), nullptr), 255);
+    const int32_t ret = getter(path, rec);
+    if (ret != 0)
+        fail_command(status, errmsg, get_failed);
+    return ret;
 }
 
 }  // namespace lumo::gw

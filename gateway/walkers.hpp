@@ -166,7 +166,7 @@ inline const char *path_text(const OvanObjPath_t &path)
 void fill_positional(Fields fields, void *record, GVariant *tuple);
 
 // A newly allocated, zero-filled block of at most `limit` records filled positionally
-// from an array of tuples, in reply order; *count receives how many. Null (count 0)
+// from an array of tuples (or a dictionary's entries), in reply order; *count receives how many. Null (count 0)
 // for an empty array or a failed allocation.
 void *records_from_array(const RecordTable &table, GVariant *array, size_t limit, size_t *count);
 
@@ -197,5 +197,11 @@ int32_t instance_get(const char *tag, const Instances &c, const OvanObjPath_t &p
 int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t &path);
 // True when the path is terminated and inside the collection.
 bool instance_path_ok(const Instances &c, const OvanObjPath_t &path);
+
+// A look-up command whose reply leads with an object path ("(&ou&s)", "(ou&s)"), then
+// `getter` on that path (a lead of another type leaves the path empty, which the getter
+// refuses). When the getter fails: *status 1 and a copy of `get_failed`.
+int32_t lookup_then_get(const CommandSpec &shape, GVariant *args, int32_t (*getter)(OvanObjPath_t, void *),
+                        void *rec, const char *get_failed, uint32_t *status, char **errmsg);
 
 }  // namespace lumo::gw
