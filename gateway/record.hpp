@@ -24,6 +24,7 @@ enum class Type : char {
     I32 = 'i',
     Byte = 'y',
     U64 = 't',
+    U16 = 'q',
     Double = 'd',
     StrList = 'a',  // "as": a 32-bit count, then a pointer to count fixed-width slots
     Bytes = 'Y',    // "ay": a 32-bit count, then a pointer to count bytes
@@ -68,6 +69,8 @@ consteval bool letter_fits()
         return L == 'u' || L == 'b';
     else if constexpr (std::is_same_v<M, uint64_t>)
         return L == 't';
+    else if constexpr (std::is_same_v<M, uint16_t>)
+        return L == 'q';
     else if constexpr (std::is_same_v<M, double>)
         return L == 'd';
     else

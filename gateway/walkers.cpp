@@ -49,6 +49,7 @@ bool wire_type_fits(const Field &f, GVariant *value)
     case Type::I32: return g_variant_is_of_type(value, G_VARIANT_TYPE_INT32);
     case Type::Byte: return g_variant_is_of_type(value, G_VARIANT_TYPE_BYTE);
     case Type::U64: return g_variant_is_of_type(value, G_VARIANT_TYPE_UINT64);
+    case Type::U16: return g_variant_is_of_type(value, G_VARIANT_TYPE_UINT16);
     case Type::Double: return g_variant_is_of_type(value, G_VARIANT_TYPE_DOUBLE);
     case Type::StrList: return g_variant_is_of_type(value, G_VARIANT_TYPE_STRING_ARRAY);
     case Type::Bytes: return g_variant_is_of_type(value, G_VARIANT_TYPE_BYTESTRING);
@@ -98,6 +99,7 @@ void store(const Field &f, void *record, GVariant *value)
     case Type::I32: put<int32_t>(record, f.offset, g_variant_get_int32(value)); break;
     case Type::Byte: put<uint8_t>(record, f.offset, g_variant_get_byte(value)); break;
     case Type::U64: put<uint64_t>(record, f.offset, g_variant_get_uint64(value)); break;
+    case Type::U16: put<uint16_t>(record, f.offset, g_variant_get_uint16(value)); break;
     case Type::Double: put<double>(record, f.offset, g_variant_get_double(value)); break;
     case Type::StrList: store_string_list(f, record, value); break;
     case Type::Bytes: store_bytes(f, record, value); break;
@@ -119,6 +121,7 @@ GVariant *field_value(const Field &f, const void *record)
     case Type::I32: return g_variant_new_int32(get<int32_t>(record, f.offset));
     case Type::Byte: return g_variant_new_byte(get<uint8_t>(record, f.offset));
     case Type::U64: return g_variant_new_uint64(get<uint64_t>(record, f.offset));
+    case Type::U16: return g_variant_new_uint16(get<uint16_t>(record, f.offset));
     case Type::Double: return g_variant_new_double(get<double>(record, f.offset));
     case Type::StrList: {
         GVariantBuilder b;

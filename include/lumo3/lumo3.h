@@ -18,6 +18,7 @@
 #include "lumo3_netsvc.h"
 #include "lumo3_omdiag.h"
 #include "lumo3_servers.h"
+#include "lumo3_storage.h"
 #include "lumo3_vsie.h"
 
 #endif /* LUMO3_H */

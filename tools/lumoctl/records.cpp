@@ -92,6 +92,7 @@ Json value_json(const void *rec, const Field &f)
     case Type::I32: return load<int32_t>(rec, f.offset);
     case Type::Byte: return load<uint8_t>(rec, f.offset);
     case Type::U64: return load<uint64_t>(rec, f.offset);
+    case Type::U16: return load<uint16_t>(rec, f.offset);
     case Type::Double: return load<double>(rec, f.offset);
     case Type::StrList: return list_at(rec, f);
     case Type::Bytes: return hex_at(rec, f);
@@ -109,6 +110,7 @@ std::string value_text(const void *rec, const Field &f)
     case Type::I32: return std::to_string(load<int32_t>(rec, f.offset));
     case Type::Byte: return std::to_string(load<uint8_t>(rec, f.offset));
     case Type::U64: return std::to_string(load<uint64_t>(rec, f.offset));
+    case Type::U16: return std::to_string(load<uint16_t>(rec, f.offset));
     case Type::Double: return double_text(load<double>(rec, f.offset));
     case Type::StrList: {
         std::string out;
@@ -131,6 +133,7 @@ const char *type_word(const Field &f)
     case Type::I32: return "signed 32-bit number";
     case Type::Byte: return "0..255";
     case Type::U64: return "unsigned 64-bit number";
+    case Type::U16: return "0..65535";
     case Type::Double: return "number";
     case Type::StrList: return "comma-separated texts";
     case Type::Bytes: return "hex digits, two per byte";
@@ -187,6 +190,10 @@ bool parse_into(void *rec, const Field &f, const std::string &text)
     }
     case Type::Byte: {
         uint8_t v;
+        return parse_number(text, v) && (store(rec, f.offset, v), true);
+    }
+    case Type::U16: {
+        uint16_t v;
         return parse_number(text, v) && (store(rec, f.offset, v), true);
     }
     case Type::U64: {
