@@ -2,6 +2,7 @@
 // developers will use them: through D-Bus only.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <set>
 #include <string>
@@ -264,7 +265,11 @@ TEST_F(Gwsim, CollectionsAddListAndDeleteWithSignals)
 
 TEST_F(Gwsim, IntrospectionListsChildrenAndInterfaces)
 {
-    EXPECT_EQ(children("/com/quv/igd1"), (std::vector<std::string>{"Config", "Info", "Tevra"}));
+    // Direct children in path order; the default model grows with every family.
+    std::vector<std::string> gw = children("/com/quv/igd1");
+    EXPECT_TRUE(std::is_sorted(gw.begin(), gw.end()));
+    for (const char *child : {"Config", "Info", "Tevra"})
+        EXPECT_NE(std::find(gw.begin(), gw.end(), child), gw.end()) << child;
     EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb"), (std::vector<std::string>{"1", "2"}));
     ok("/com/quv/igd1/Info/Network/WANConnectionDb", kOM, "AddObject");
     EXPECT_EQ(children("/com/quv/igd1/Info/Network/WANConnectionDb").size(), 3u);
