@@ -179,12 +179,16 @@ LUMO3_API int32_t OvanGetUsbDeviceInfo(OvanVariant *value, OvanUSBDevice_t *pUsb
     }
     copy_path(pUsbEntry, path, 255);
     fill_from_interfaces(storage::kUSBDeviceTable, storage::kFileSystemIface, pUsbEntry, ifaces.get());
+    // Fields the notification did not carry keep what the caller left there, which
+    // need not be terminated.
     const OvanUSBDevice_t &d = *pUsbEntry;
+    GStr name(g_strndup(d.DeviceName, sizeof d.DeviceName)), point(g_strndup(d.MountPoint, sizeof d.MountPoint)),
+        label(g_strndup(d.Label, sizeof d.Label));
     lumo_log(tag, LOG_DEBUG,
              "usb device info: path = %s, type = %d, id = %d, name = %s, mountpoint = %s, totalsize = %lld, "
              "usedsize = %lld, freesize = %lld, label = %s",
-             d.path, d.DeviceType, d.DeviceId, d.DeviceName, d.MountPoint, static_cast<long long>(d.TotalSize),
-             static_cast<long long>(d.UsedSize), static_cast<long long>(d.FreeSize), d.Label);
+             d.path, d.DeviceType, d.DeviceId, name.get(), point.get(), static_cast<long long>(d.TotalSize),
+             static_cast<long long>(d.UsedSize), static_cast<long long>(d.FreeSize), label.get());
     return 0;
 }
 
