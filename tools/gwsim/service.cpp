@@ -1,9 +1,9 @@
 #include "tools/gwsim/service.hpp"
 
-#include "tools/gwsim/extension.hpp"
-
 #include <cstdio>
 #include <cstring>
+
+#include "tools/gwsim/extension.hpp"
 
 namespace lumo::gwsim {
 
@@ -331,17 +331,6 @@ bool Service::path_exists(const std::string &path) const
 void Service::builtin(Call &c)
 {
     const std::string path = c.path(), iface = c.iface(), member = c.member();
-    {
-        GPtr<GVariant> answer;
-        ExtensionCall ext{model_, path, iface, member, c.body(),
-                          [this](const std::string &p, const std::string &i, const std::string &n, GVariant *v) {
-                              set_prop(p, i, n, v);
-                          }};
-        if (run_extensions(ext, &answer)) {
-            reply(c, answer.get());
-            return;
-        }
-    }
     auto mm = model_.methods.find(Model::method_key(path, iface, member));
     if (mm != model_.methods.end()) {
         // A declared method with neither reply nor error answers an empty reply.
@@ -352,6 +341,17 @@ void Service::builtin(Call &c)
         else
             reply(c, g_variant_new("()"));
         return;
+    }
+    {
+        GPtr<GVariant> answer;
+        ExtensionCall ext{model_, path, iface, member, c.body(),
+                          [this](const std::string &p, const std::string &i, const std::string &n, GVariant *v) {
+                              set_prop(p, i, n, v);
+                          }};
+        if (run_extensions(ext, &answer)) {
+            reply(c, answer.get());
+            return;
+        }
     }
     if (!path_exists(path)) {
         reply_error(c, kErrUnknownObject, "No such object path '" + path + "'");
