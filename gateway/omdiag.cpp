@@ -74,6 +74,41 @@ int32_t delete_by_name(const char *tag, int32_t (*list)(R **, uint32_t *), int32
     return del(path);
 }
 
+// Both watch lists: a path of the list and a non-empty ServiceName, then `fields`.
+template <typename R>
+int32_t set_named(const char *tag, const Instances &c, const OvanObjPath_t &path, const R *obj, Fields fields)
+{
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
+    if (!obj || !instance_path_ok(c, path)) {
+        lumo_log(tag, LOG_ERR, "Invalid parameters.");
+        return -1;
+    }
+    if (obj->ServiceName[0] == '\0') {
+        lumo_log(tag, LOG_ERR, "Empty ServiceName");
+        return -1;
+    }
+    return set_fields(path.str, c.table->interface, fields, obj);
+}
+
+// A new entry of a watch list, holding its name and whatever `Setter` writes; the
+// caller has logged its entry line.
+template <typename R, int32_t (*Setter)(OvanObjPath_t, R *)>
+int32_t add_named(const char *tag, const Instances &c, R *obj, int32_t (*deleter)(OvanObjPath_t))
+{
+    if (obj->ServiceName[0] == '\0') {
+        lumo_log(tag, LOG_ERR, "Empty ServiceName");
+        return -1;
+    }
+    return instance_add(
+        tag, c, obj, [](OvanObjPath_t p, void *r) { return Setter(p, static_cast<R *>(r)); }, deleter);
+}
+
+// A new resource gets its name as well as its limits.
+int32_t set_new_resource(OvanObjPath_t path, OvanDiagResource_t *obj)
+{
+    return set_fields(path.str, kResources.table->interface, omdiag::kDiagResource, obj);
+}
+
 }  // namespace
 
 extern "C" {
@@ -128,17 +163,7 @@ LUMO3_API int32_t OvanGetDiagResource(OvanObjPath_t path, OvanDiagResource_t *ob
 
 LUMO3_API int32_t OvanSetDiagResource(OvanObjPath_t path, OvanDiagResource_t *obj)
 {
-    static const char tag[] = "OvanSetDiagResource";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (!obj || !instance_path_ok(kResources, path)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
-    if (obj->ServiceName[0] == '\0') {
-        lumo_log(tag, LOG_ERR, "Empty ServiceName");
-        return -1;
-    }
-    return set_fields(path.str, kResources.table->interface, omdiag::kDiagResourceLimits, obj);
+    return set_named("OvanSetDiagResource", kResources, path, obj, omdiag::kDiagResourceLimits);
 }
 
 LUMO3_API int32_t OvanAddDiagResource(OvanDiagResource_t *obj)
@@ -150,15 +175,7 @@ LUMO3_API int32_t OvanAddDiagResource(OvanDiagResource_t *obj)
     }
     lumo_log(tag, LOG_DEBUG, "enter, add ServiceName <%s>, CPUPercentage <%u>, MEMPercentage <%u>",
              text(obj->ServiceName).get(), obj->CPUPercentage, obj->MEMPercentage);
-    if (obj->ServiceName[0] == '\0') {
-        lumo_log(tag, LOG_ERR, "Empty ServiceName");
-        return -1;
-    }
-    // A new entry gets its name as well as its limits.
-    return add_with_rollback(
-        kResources.collection, obj,
-        [](OvanObjPath_t p, void *r) { return set_fields(p.str, kResources.table->interface, omdiag::kDiagResource, r); },
-        OvanDelDiagResource);
+    return add_named<OvanDiagResource_t, set_new_resource>(tag, kResources, obj, OvanDelDiagResource);
 }
 
 LUMO3_API int32_t OvanDelDiagResource(OvanObjPath_t path)
@@ -217,17 +234,7 @@ LUMO3_API int32_t OvanGetDiagProcess(OvanObjPath_t path, OvanDiagProcess_t *obj)
 
 LUMO3_API int32_t OvanSetDiagProcess(OvanObjPath_t path, OvanDiagProcess_t *obj)
 {
-    static const char tag[] = "OvanSetDiagProcess";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (!obj || !instance_path_ok(kProcesses, path)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
-    if (obj->ServiceName[0] == '\0') {
-        lumo_log(tag, LOG_ERR, "Empty ServiceName");
-        return -1;
-    }
-    return set_fields(path.str, kProcesses.table->interface, omdiag::kDiagProcess, obj);
+    return set_named("OvanSetDiagProcess", kProcesses, path, obj, omdiag::kDiagProcess);
 }
 
 LUMO3_API int32_t OvanAddDiagProcess(OvanDiagProcess_t *obj)
@@ -238,14 +245,7 @@ LUMO3_API int32_t OvanAddDiagProcess(OvanDiagProcess_t *obj)
         return -1;
     }
     lumo_log(tag, LOG_DEBUG, "enter, add ServiceName <%s>", text(obj->ServiceName).get());
-    if (obj->ServiceName[0] == '\0') {
-        lumo_log(tag, LOG_ERR, "Empty ServiceName");
-        return -1;
-    }
-    return add_with_rollback(
-        kProcesses.collection, obj,
-        [](OvanObjPath_t p, void *r) { return OvanSetDiagProcess(p, static_cast<OvanDiagProcess_t *>(r)); },
-        OvanDelDiagProcess);
+    return add_named<OvanDiagProcess_t, OvanSetDiagProcess>(tag, kProcesses, obj, OvanDelDiagProcess);
 }
 
 LUMO3_API int32_t OvanDelDiagProcess(OvanObjPath_t path)
@@ -321,12 +321,8 @@ LUMO3_API int32_t OvanAddBridgeDataAclv4(OvanBridgeDataAcl_t *obj)
 {
     static const char tag[] = "OvanAddBridgeDataAclv4";
     lumo_log(tag, LOG_DEBUG, "enter");
-    if (!obj) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
-    return add_with_rollback(
-        kAcls.collection, obj,
+    return instance_add(
+        tag, kAcls, obj,
         [](OvanObjPath_t p, void *r) { return OvanSetBridgeDataAclv4(p, static_cast<OvanBridgeDataAcl_t *>(r)); },
         OvanDelBridgeDataAclv4);
 }

@@ -72,15 +72,8 @@ int32_t account_add(const char *tag, const Instances &a, OvanFileAccount_t *rec,
     GStr name(rec ? g_strndup(rec->UserName, sizeof rec->UserName) : g_strdup(""));
     const bool has_password = rec && rec->Password[0] != '\0';
     lumo_log(tag, LOG_DEBUG, "enter, username <%s>, password <%s>", name.get(), has_password ? "******" : "");
-    if (int32_t g = usb_guard())
-        return g;
-    if (!rec) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
-    return add_with_rollback(
-        a.collection, rec, [](OvanObjPath_t p, void *r) { return Setter(p, static_cast<OvanFileAccount_t *>(r)); },
-        deleter);
+    return instance_add(
+        tag, a, rec, [](OvanObjPath_t p, void *r) { return Setter(p, static_cast<OvanFileAccount_t *>(r)); }, deleter);
 }
 
 }  // namespace

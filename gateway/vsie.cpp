@@ -66,15 +66,9 @@ int32_t entry_set(const char *tag, const Instances &c, const OvanObjPath_t &path
 template <typename R, int32_t (*Setter)(OvanObjPath_t, R *)>
 int32_t entry_add(const char *tag, const Instances &c, R *rec, int32_t (*deleter)(OvanObjPath_t))
 {
-    if (int32_t g = wifi_guard())
-        return g;
     lumo_log(tag, LOG_DEBUG, "enter");
-    if (!rec) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
-    return add_with_rollback(
-        c.collection, rec, [](OvanObjPath_t p, void *r) { return Setter(p, static_cast<R *>(r)); }, deleter);
+    return instance_add(
+        tag, c, rec, [](OvanObjPath_t p, void *r) { return Setter(p, static_cast<R *>(r)); }, deleter);
 }
 
 // A command with status and message; its texts follow from the method's name.

@@ -491,6 +491,18 @@ int32_t instance_get(const char *tag, const Instances &c, const OvanObjPath_t &p
     return get_all_into({tag, c.table, 255}, path.str, rec);
 }
 
+int32_t instance_add(const char *tag, const Instances &c, void *rec, int32_t (*setter)(OvanObjPath_t, void *),
+                     int32_t (*deleter)(OvanObjPath_t))
+{
+    if (int32_t g = c.guard ? c.guard() : 0)
+        return g;
+    if (!rec) {
+        lumo_log(tag, LOG_ERR, "Invalid parameters.");
+        return -1;
+    }
+    return add_with_rollback(c.collection, rec, setter, deleter);
+}
+
 int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t &path)
 {
     lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));

@@ -197,6 +197,10 @@ int32_t instance_get(const char *tag, const Instances &c, const OvanObjPath_t &p
 int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t &path);
 // True when the path is terminated and inside the collection.
 bool instance_path_ok(const Instances &c, const OvanObjPath_t &path);
+// Runs the guard; a null record logs "Invalid parameters."; then add_with_rollback.
+// The caller logs its entry line first.
+int32_t instance_add(const char *tag, const Instances &c, void *rec, int32_t (*setter)(OvanObjPath_t, void *),
+                     int32_t (*deleter)(OvanObjPath_t));
 
 // A look-up command whose reply leads with an object path ("(&ou&s)", "(ou&s)"), then
 // `getter` on that path (a lead of another type leaves the path empty, which the getter
