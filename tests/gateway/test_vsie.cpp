@@ -139,6 +139,14 @@ TEST_F(VSIE, LookupsByServiceName)
                        "Call GetProbeRxVSIEByServiceName() errmsg [no such service]."))
         << dump();
 
+    OvanBeaconTxVSIE_t other{};
+    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("iot-onboard", &other, nullptr, nullptr), 0);
+    EXPECT_STREQ(other.path, "/com/quv/igd1/VSIE/BeaconTxVSIE/2");
+    g_free(other.IEData);
+    StatusOut none;
+    EXPECT_EQ(OvanGetBeaconTxVSIEByServiceName("nobody", &other, &none.status, &none.errmsg), -1);
+    EXPECT_EQ(none.status, 1u);
+
     StatusOut bad;
     EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("", &p, &bad.status, &bad.errmsg), -1);
     EXPECT_EQ(bad.status, 1u);
