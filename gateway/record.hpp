@@ -24,8 +24,10 @@ enum class Type : char {
     I32 = 'i',
     Byte = 'y',
     U64 = 't',
+    U16 = 'q',
     Double = 'd',
     StrList = 'a',  // "as": a 32-bit count, then a pointer to count fixed-width slots
+    Bytes = 'Y',    // "ay": a 32-bit count, then a pointer to count bytes
     Drop = '-',     // a property that is recognised and thrown away
 };
 
@@ -67,6 +69,8 @@ consteval bool letter_fits()
         return L == 'u' || L == 'b';
     else if constexpr (std::is_same_v<M, uint64_t>)
         return L == 't';
+    else if constexpr (std::is_same_v<M, uint16_t>)
+        return L == 'q';
     else if constexpr (std::is_same_v<M, double>)
         return L == 'd';
     else
@@ -97,6 +101,17 @@ consteval Field string_list(const char *name, size_t count_offset, size_t pointe
                  flags,
                  static_cast<uint16_t>(count_offset),
                  static_cast<uint16_t>(sizeof(std::remove_pointer_t<P>)),
+                 static_cast<uint16_t>(pointer_offset)};
+}
+
+// "ay": the count member (uint32_t) and the pointer member (uint8_t *). The count is
+// the array's own: filling the block sets it, whatever a count property said.
+template <typename C, typename P>
+consteval Field byte_array(const char *name, size_t count_offset, size_t pointer_offset)
+{
+    static_assert(std::is_same_v<C, uint32_t>, "an \"ay\" count is a 32-bit unsigned member");
+    static_assert(std::is_same_v<P, uint8_t *>, "an \"ay\" pointer member is a uint8_t *");
+    return Field{name, Type::Bytes, kNone, static_cast<uint16_t>(count_offset), 1,
                  static_cast<uint16_t>(pointer_offset)};
 }
 
@@ -171,3 +186,7 @@ struct RecordTable {
 #define LUMO_AS(T, count_member, pointer_member, ...)                                                         \
     ::lumo::gw::string_list<decltype(T::count_member), decltype(T::pointer_member)>(                            \
         #pointer_member, offsetof(T, count_member), offsetof(T, pointer_member) __VA_OPT__(, ) __VA_ARGS__)
+// "ay" property held in a count member and a byte-pointer member named after it.
+#define LUMO_AY(T, count_member, pointer_member)                                                              \
+    ::lumo::gw::byte_array<decltype(T::count_member), decltype(T::pointer_member)>(                            \
+        #pointer_member, offsetof(T, count_member), offsetof(T, pointer_member))

@@ -135,13 +135,13 @@ size_t set_fields_of(const Flavour &fl, const void *record, Fields *out)
     return n;
 }
 
-// The texts a set would send are judged before anything goes out (an add judges them
-// before the object is created).
+// Every text a caller may set is judged before anything goes out (an add judges them
+// before the object is created), also those the mode leaves unsent: a record the bus
+// could not carry is refused whatever its mode.
 bool sendable(const Flavour &fl, const char *tag, const void *record)
 {
-    Fields parts[5];
-    for (size_t i = 0, n = set_fields_of(fl, record, parts); i < n; i++)
-        if (!record_text_ok(tag, parts[i], record))
+    for (Fields part : {fl.head, fl.proxy, fl.tail, fl.attach_mode, fl.macs, fl.addresses})
+        if (!record_text_ok(tag, part, record))
             return false;
     return true;
 }

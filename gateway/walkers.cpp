@@ -49,8 +49,10 @@ bool wire_type_fits(const Field &f, GVariant *value)
     case Type::I32: return g_variant_is_of_type(value, G_VARIANT_TYPE_INT32);
     case Type::Byte: return g_variant_is_of_type(value, G_VARIANT_TYPE_BYTE);
     case Type::U64: return g_variant_is_of_type(value, G_VARIANT_TYPE_UINT64);
+    case Type::U16: return g_variant_is_of_type(value, G_VARIANT_TYPE_UINT16);
     case Type::Double: return g_variant_is_of_type(value, G_VARIANT_TYPE_DOUBLE);
     case Type::StrList: return g_variant_is_of_type(value, G_VARIANT_TYPE_STRING_ARRAY);
+    case Type::Bytes: return g_variant_is_of_type(value, G_VARIANT_TYPE_BYTESTRING);
     case Type::Drop: return false;
     }
     return false;
@@ -76,6 +78,18 @@ void store_string_list(const Field &f, void *record, GVariant *value)
     }
 }
 
+// The count always describes the block: a block that cannot be had leaves 0 and NULL.
+void store_bytes(const Field &f, void *record, GVariant *value)
+{
+    gsize n = 0;
+    const void *data = g_variant_get_fixed_array(value, &n, 1);
+    void *block = n ? g_try_malloc0(n) : nullptr;
+    if (block)
+        std::memcpy(block, data, n);
+    put<uint32_t>(record, f.offset, block ? static_cast<uint32_t>(n) : 0);
+    put<void *>(record, f.aux, block);
+}
+
 void store(const Field &f, void *record, GVariant *value)
 {
     switch (f.type) {
@@ -85,8 +99,10 @@ void store(const Field &f, void *record, GVariant *value)
     case Type::I32: put<int32_t>(record, f.offset, g_variant_get_int32(value)); break;
     case Type::Byte: put<uint8_t>(record, f.offset, g_variant_get_byte(value)); break;
     case Type::U64: put<uint64_t>(record, f.offset, g_variant_get_uint64(value)); break;
+    case Type::U16: put<uint16_t>(record, f.offset, g_variant_get_uint16(value)); break;
     case Type::Double: put<double>(record, f.offset, g_variant_get_double(value)); break;
     case Type::StrList: store_string_list(f, record, value); break;
+    case Type::Bytes: store_bytes(f, record, value); break;
     case Type::Drop: break;
     }
 }
@@ -105,6 +121,7 @@ GVariant *field_value(const Field &f, const void *record)
     case Type::I32: return g_variant_new_int32(get<int32_t>(record, f.offset));
     case Type::Byte: return g_variant_new_byte(get<uint8_t>(record, f.offset));
     case Type::U64: return g_variant_new_uint64(get<uint64_t>(record, f.offset));
+    case Type::U16: return g_variant_new_uint16(get<uint16_t>(record, f.offset));
     case Type::Double: return g_variant_new_double(get<double>(record, f.offset));
     case Type::StrList: {
         GVariantBuilder b;
@@ -116,6 +133,14 @@ GVariant *field_value(const Field &f, const void *record)
             g_variant_builder_add(&b, "s", item.get());
         }
         return g_variant_builder_end(&b);
+    }
+    case Type::Bytes: {
+        // Sent only when there is something to send.
+        const uint32_t n = get<uint32_t>(record, f.offset);
+        const void *block = get<const void *>(record, f.aux);
+        if (n == 0 || !block)
+            return nullptr;
+        return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, block, n, 1);
     }
     case Type::Drop: break;
     }
@@ -334,6 +359,25 @@ int32_t get_all_into(const GetterSpec &shape, const char *path, void *record)
     return 0;
 }
 
+void fill_from_interfaces(const RecordTable &table, const char *also, void *record, GVariant *ifaces)
+{
+    const size_t m = g_variant_n_children(ifaces);
+    for (size_t i = 0; i < m; i++) {
+        GPtr<GVariant> iface(g_variant_get_child_value(ifaces, i));
+        GPtr<GVariant> name(g_variant_get_child_value(iface.get(), 0));
+        const char *iname = g_variant_get_string(name.get(), nullptr);
+        const bool second = also && std::strcmp(iname, also) == 0;
+        if (!second && std::strcmp(iname, table.interface) != 0)
+            continue;
+        GPtr<GVariant> props(g_variant_get_child_value(iface.get(), 1));
+        if (g_variant_n_children(props.get()) > 0) {
+            fill_record(table.fields, record, props.get());
+            if (!also)
+                break;
+        }
+    }
+}
+
 int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs, uint32_t *num)
 {
     const size_t n = g_variant_n_children(map);
@@ -361,18 +405,7 @@ int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs,
             GStr printed = bus::print_value(ifaces.get(), LOG_DEBUG);
             lumo_log(shape.tag, LOG_DEBUG, "path (%s) [%s]", path, printed.get());
         }
-        const size_t m = g_variant_n_children(ifaces.get());
-        for (size_t i = 0; i < m; i++) {
-            GPtr<GVariant> iface(g_variant_get_child_value(ifaces.get(), i));
-            GPtr<GVariant> name(g_variant_get_child_value(iface.get(), 0));
-            if (std::strcmp(g_variant_get_string(name.get(), nullptr), shape.table->interface) != 0)
-                continue;
-            GPtr<GVariant> props(g_variant_get_child_value(iface.get(), 1));
-            if (g_variant_n_children(props.get()) > 0) {
-                fill_record(shape.table->fields, record, props.get());
-                break;
-            }
-        }
+        fill_from_interfaces(*shape.table, shape.also_interface, record, ifaces.get());
         if (shape.after)
             shape.after(record);
         if (shape.after_with)
@@ -496,6 +529,134 @@ int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const cha
     if (!record)
         return -1;
     return get_all_into(shape, path, record);
+}
+
+// ---- storage families ----
+
+int32_t usb_guard()
+{
+    if (bus_version() > 1) {
+        if (usbvalinit == 0) {
+            if (OvanSupportUSB(&supportusb) != 0)
+                return -1;
+            usbvalinit = 1;
+        }
+        if (supportusb == 0)
+            return 1;
+    }
+    return 0;
+}
+
+// ---- replies with leading values ----
+
+void fill_positional(Fields fields, void *record, GVariant *tuple)
+{
+    const size_t n = std::min(g_variant_n_children(tuple), fields.size());
+    for (size_t i = 0; i < n; i++) {
+        GPtr<GVariant> value(g_variant_get_child_value(tuple, i));
+        if (fields[i].from_bus() && wire_type_fits(fields[i], value.get()))
+            store(fields[i], record, value.get());
+    }
+}
+
+void *records_from_array(const RecordTable &table, GVariant *array, size_t limit, size_t *count)
+{
+    *count = 0;
+    const size_t n = std::min(g_variant_n_children(array), limit);
+    char *block = n ? static_cast<char *>(g_try_malloc0_n(n, table.record_size)) : nullptr;
+    if (!block)
+        return nullptr;
+    for (size_t k = 0; k < n; k++) {
+        GPtr<GVariant> entry(g_variant_get_child_value(array, k));
+        if (g_variant_is_of_type(entry.get(), G_VARIANT_TYPE_TUPLE) ||
+            g_variant_is_of_type(entry.get(), G_VARIANT_TYPE_DICT_ENTRY))
+            fill_positional(table.fields, block + k * table.record_size, entry.get());
+    }
+    *count = n;
+    return block;
+}
+
+void lead_string(const GPtr<GVariant> &lead, char **out)
+{
+    if (out && lead && g_variant_is_of_type(lead.get(), G_VARIANT_TYPE_STRING)) {
+        const char *s = g_variant_get_string(lead.get(), nullptr);
+        if (*s)
+            *out = g_strdup(s);
+    }
+}
+
+void lead_u32(const GPtr<GVariant> &lead, uint32_t *out)
+{
+    if (out && lead && g_variant_is_of_type(lead.get(), G_VARIANT_TYPE_UINT32))
+        *out = g_variant_get_uint32(lead.get());
+}
+
+// ---- per-instance members whole ----
+
+bool instance_path_ok(const Instances &c, const OvanObjPath_t &path)
+{
+    return path_terminated(path) && instance_path_ok(path.str, c.prefix);
+}
+
+int32_t instance_list(const char *tag, const Instances &c, void **objs, uint32_t *num)
+{
+    lumo_log(tag, LOG_DEBUG, "enter");
+    if (int32_t g = c.guard ? c.guard() : 0)
+        return g;
+    if (!num)
+        return -1;
+    return enumerate({tag, c.table, "entry num (%d)", 255}, c.collection, objs, num);
+}
+
+int32_t instance_get(const char *tag, const Instances &c, const OvanObjPath_t &path, void *rec, const char *bad_line)
+{
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
+    if (int32_t g = c.guard ? c.guard() : 0)
+        return g;
+    if (!rec || !instance_path_ok(c, path)) {
+        lumo_log(tag, LOG_ERR, "%s", bad_line);
+        return -1;
+    }
+    return get_all_into({tag, c.table, 255}, path.str, rec);
+}
+
+int32_t instance_add(const char *tag, const Instances &c, void *rec, Fields checked,
+                     int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t))
+{
+    if (int32_t g = c.guard ? c.guard() : 0)
+        return g;
+    if (!rec) {
+        lumo_log(tag, LOG_ERR, "Invalid parameters.");
+        return -1;
+    }
+    return add_with_rollback(c.collection, rec, setter, deleter, checked, tag);
+}
+
+int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t &path)
+{
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
+    if (int32_t g = c.guard ? c.guard() : 0)
+        return g;
+    if (!instance_path_ok(c, path)) {
+        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
+        return -1;
+    }
+    return delete_object(c.collection, path.str);
+}
+
+int32_t lookup_then_get(const CommandSpec &shape, ArgTuple &args, int32_t (*getter)(OvanObjPath_t, void *),
+                        void *rec, const char *get_failed, uint32_t *status, char **errmsg)
+{
+    GPtr<GVariant> lead;
+    if (run_command(shape, args, status, errmsg, &lead) != 0)
+        return -1;
+    OvanObjPath_t path{};
+    if (lead && g_variant_is_of_type(lead.get(), G_VARIANT_TYPE_OBJECT_PATH))
+        g_strlcpy(path.str, g_variant_get_string(lead.get(), nullptr), 255);
+    const int32_t ret = getter(path, rec);
+    if (ret != 0)
+        fail_command(status, errmsg, get_failed);
+    return ret;
 }
 
 }  // namespace lumo::gw

@@ -60,6 +60,8 @@ public:
     ArgTuple &q(uint16_t v);
     ArgTuple &i(int32_t v);
     ArgTuple &u(uint32_t v);
+    // A value built by the caller from texts already judged (a floating reference).
+    ArgTuple &v(GVariant *value) { return add(value); }
 
     bool refused() const { return problem_[0] != '\0'; }
     // The refusal's text ("Invalid parameter: X is not valid UTF-8."), or "".
@@ -124,11 +126,19 @@ struct CollectionSpec {
     void (*after_with)(void *record, void *context) = nullptr;
     void *after_context = nullptr;
     const char *failed_line = nullptr;  // priority 3, "%d" = bus result; null: the usual line
+    // A second interface whose properties fill the same record (a device and its file
+    // system); null: only the table's.
+    const char *also_interface = nullptr;
 };
 
 // GetManagedObjects on `collection` into a newly allocated array (shape 3 after the
 // entry line). num must not be null.
 int32_t enumerate(const CollectionSpec &shape, const char *collection, void **objs, uint32_t *num);
+
+// Fills `record` from an "a{sa{sv}}" interface map: from the first non-empty
+// dictionary of the table's interface, or, when `also` is given, from every non-empty
+// one of either interface.
+void fill_from_interfaces(const RecordTable &table, const char *also, void *record, GVariant *ifaces);
 
 // Walks an "a{oa{sa{sv}}}" object map into a newly allocated array.
 int32_t walk_object_map(const CollectionSpec &shape, GVariant *map, void **objs, uint32_t *num);
@@ -203,6 +213,69 @@ int32_t bus_version();
 // Logs `entry_line` at priority 7 (a "%p" in it shows the record), refuses a NULL
 // record with -1, then get_all_into.
 int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const char *path, void *record);
+
+// ---- storage families: the USB support gate, path arguments ----
+
+// 0: go on; 1: the gateway has no USB (return 1 untouched); -1: the query failed
+// (asked again next time).
+int32_t usb_guard();
+
+// A path argument as text for log lines: "" when it lacks its terminator.
+inline const char *path_text(const OvanObjPath_t &path)
+{
+    return path_terminated(path) ? path.str : "";
+}
+
+// ---- replies with leading values: "(&su&s)", "(uu&s)", "(@a(ssbts)u&s)" ----
+// run_command hands the leading value out through `lead`; set CommandSpec::reply_type
+// so that a reply of another shape fails before any of it is used.
+
+// Fills `record` from a tuple member by member: child i goes to fields[i] when its
+// wire type fits (one "(ssbts)" entry of a listing, say).
+void fill_positional(Fields fields, void *record, GVariant *tuple);
+
+// A newly allocated, zero-filled block of at most `limit` records filled positionally
+// from an array of tuples (or a dictionary's entries), in reply order; *count receives how many. Null (count 0)
+// for an empty array or a failed allocation.
+void *records_from_array(const RecordTable &table, GVariant *array, size_t limit, size_t *count);
+
+// A leading string handed out as a new copy when it is not empty (*out untouched
+// otherwise, or when out is null).
+void lead_string(const GPtr<GVariant> &lead, char **out);
+// A leading "u" stored in *out (when both are there).
+void lead_u32(const GPtr<GVariant> &lead, uint32_t *out);
+
+// ---- per-instance members whole: entry line, guard, checks, then the bus ----
+
+struct Instances {
+    const RecordTable *table;
+    const char *collection;
+    const char *prefix;              // the collection path and "/"
+    int32_t (*guard)() = nullptr;    // usb_guard, wifi_guard; null: none
+};
+
+// Logs "enter" and runs the guard; a null num is refused; then enumerate ("entry num
+// (%d)", paths bound 255).
+int32_t instance_list(const char *tag, const Instances &c, void **objs, uint32_t *num);
+// Logs "enter, path (%s)" and runs the guard; a null record, an unterminated path or
+// one outside the collection logs `bad_line` and gives -1; then GetAll (path bound 255).
+int32_t instance_get(const char *tag, const Instances &c, const OvanObjPath_t &path, void *rec,
+                     const char *bad_line);
+// Logs "enter, path (%s)" and runs the guard; a bad path logs "Invalid Parameter.";
+// then DeleteObject.
+int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t &path);
+// True when the path is terminated and inside the collection.
+bool instance_path_ok(const Instances &c, const OvanObjPath_t &path);
+// Runs the guard; a null record logs "Invalid parameters."; then add_with_rollback
+// (`checked`: the fields the setter writes). The caller logs its entry line first.
+int32_t instance_add(const char *tag, const Instances &c, void *rec, Fields checked,
+                     int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t));
+
+// A look-up command whose reply leads with an object path ("(&ou&s)", "(ou&s)"), then
+// `getter` on that path (a lead of another type leaves the path empty, which the getter
+// refuses). When the getter fails: *status 1 and a copy of `get_failed`.
+int32_t lookup_then_get(const CommandSpec &shape, ArgTuple &args, int32_t (*getter)(OvanObjPath_t, void *),
+                        void *rec, const char *get_failed, uint32_t *status, char **errmsg);
 
 }  // namespace lumo::gw
 

@@ -24,5 +24,9 @@
 #include "lumo3_voicecwmp.h"
 #include "lumo3_vpn.h"
 #include "lumo3_dns.h"
+#include "lumo3_omdiag.h"
+#include "lumo3_servers.h"
+#include "lumo3_storage.h"
+#include "lumo3_vsie.h"
 
 #endif /* LUMO3_H */

@@ -282,6 +282,23 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
     EXPECT_EQ(sim.count_calls(), 0u);
 }
 
+// Byte arrays: shown as hex, given as hex (either case), the count following the bytes.
+TEST_F(LumoctlTest, ByteArraysAsHex)
+{
+    const std::string beacon = "/com/quv/igd1/VSIE/BeaconTxVSIE/2";
+    Json b = lumoctl({"--json", "beacon-vsie", "get", beacon}).json();
+    EXPECT_EQ(b["IEData"], "dd04a4c3f001");
+    EXPECT_EQ(b["LenofIEData"], 6);
+    Outcome set = lumoctl({"beacon-vsie", "set", beacon, "IEData=0A0bFF"});
+    ASSERT_EQ(set.code, 0) << set.err;
+    EXPECT_EQ(text(sim.property(beacon, "com.quv.igd1.VSIE.BeaconTxVSIE", "IEData")), "[0x0a, 0x0b, 0xff]");
+    EXPECT_EQ(text(sim.property(beacon, "com.quv.igd1.VSIE.BeaconTxVSIE", "LenofIEData")), "3");
+    for (const char *bad : {"IEData=abc", "IEData=zz", "LenofIEData=3"}) {
+        Outcome r = lumoctl({"beacon-vsie", "set", beacon, bad});
+        EXPECT_EQ(r.code, 2) << bad << r.err;
+    }
+}
+
 TEST_F(LumoctlTest, HelpForEverySubcommand)
 {
     for (const std::vector<std::string> &args : std::vector<std::vector<std::string>>{

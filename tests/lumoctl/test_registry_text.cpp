@@ -30,9 +30,12 @@ protected:
     void SetUp() override
     {
         SimTest::SetUp();
-        // The WiFi capability guard asks the gateway once per process: ask it now.
+        // The WiFi and USB capability guards ask the gateway once per process: ask
+        // them now.
         uint32_t n = 0;
         ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
+        OvanFTPServer_t ftp{};
+        ASSERT_EQ(Ovan_GetFTPServer(&ftp), 0);
     }
 
     // A realistic record to start from, so that the family's own checks pass and
@@ -147,7 +150,8 @@ TEST_F(RegistryText, EveryCommandRefusesEachTextArgument)
                 // Plain queries match the text against what they read (it is never
                 // sent); commands send nothing at all.
                 if (result.has_status) {
-                    EXPECT_EQ(sim.call_log().size(), 0u);
+                    const auto calls = sim.call_log();
+                    EXPECT_EQ(calls.size(), 0u) << (calls.empty() ? "" : calls[0].path + " " + calls[0].method);
                     if (log.contains("is not valid UTF-8", LOG_ERR)) {
                         ++judged_as_text;
                         EXPECT_EQ(result.status, 1u);

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tools/gwsim/extension.hpp"
+
 namespace lumo::gwsim {
 
 namespace {
@@ -343,6 +345,17 @@ void Service::builtin(Call &c)
             reply(c, g_variant_new("()"));
         return;
     }
+    {
+        GPtr<GVariant> answer;
+        ExtensionCall ext{model_, path, iface, member, c.body(),
+                          [this](const std::string &p, const std::string &i, const std::string &n, GVariant *v) {
+                              set_prop(p, i, n, v);
+                          }};
+        if (run_extensions(ext, &answer)) {
+            reply(c, answer.get());
+            return;
+        }
+    }
     if (!path_exists(path)) {
         reply_error(c, kErrUnknownObject, "No such object path '" + path + "'");
         return;
@@ -459,6 +472,17 @@ void Service::properties(Call &c, bool quv)
         emit_changed(path, iface->name, dict.get(), {});
 }
 
+// A collection nested in another's instance (the records below one entry, say)
+// manages its own objects: the outer collection does not list them.
+bool Service::in_nested_collection(const std::string &outer, const std::string &object) const
+{
+    for (auto it = model_.collections.upper_bound(outer + "/");
+         it != model_.collections.end() && it->first.compare(0, outer.size() + 1, outer + "/") == 0; ++it)
+        if (object == it->first || object.compare(0, it->first.size() + 1, it->first + "/") == 0)
+            return true;
+    return false;
+}
+
 void Service::object_manager(Call &c)
 {
     const std::string path = c.path(), member = c.member();
@@ -479,7 +503,8 @@ void Service::object_manager(Call &c)
         g_variant_builder_init(&b, G_VARIANT_TYPE("a{oa{sa{sv}}}"));
         for (auto it = model_.objects.lower_bound(prefix);
              it != model_.objects.end() && it->first.compare(0, prefix.size(), prefix) == 0; ++it)
-            g_variant_builder_add(&b, "{o@a{sa{sv}}}", it->first.c_str(), it->second.to_dict());
+            if (!in_nested_collection(path, it->first))
+                g_variant_builder_add(&b, "{o@a{sa{sv}}}", it->first.c_str(), it->second.to_dict());
         reply(c, g_variant_new("(@a{oa{sa{sv}}})", g_variant_builder_end(&b)));
         return;
     }

@@ -54,6 +54,7 @@ private:
     void control(Call &call);
     void properties(Call &call, bool quv);
     void object_manager(Call &call);
+    bool in_nested_collection(const std::string &outer, const std::string &object) const;
     std::string introspect(const std::string &path) const;
     bool path_exists(const std::string &path) const;
 

@@ -44,6 +44,33 @@ std::vector<std::string> list_at(const void *rec, const Field &f)
     return out;
 }
 
+// "ay" fields as hex digits, two per byte.
+std::string hex_at(const void *rec, const Field &f)
+{
+    static const char digits[] = "0123456789abcdef";
+    const uint32_t n = load<uint32_t>(rec, f.offset);
+    const auto *block = load<const uint8_t *>(rec, f.aux);
+    std::string out;
+    for (uint32_t i = 0; block && i < n; ++i) {
+        out += digits[block[i] >> 4];
+        out += digits[block[i] & 15];
+    }
+    return out;
+}
+
+bool parse_hex(const std::string &text, std::vector<uint8_t> &out)
+{
+    if (text.size() % 2)
+        return false;
+    for (size_t i = 0; i < text.size(); i += 2) {
+        int hi = g_ascii_xdigit_value(text[i]), lo = g_ascii_xdigit_value(text[i + 1]);
+        if (hi < 0 || lo < 0)
+            return false;
+        out.push_back(uint8_t(hi << 4 | lo));
+    }
+    return true;
+}
+
 bool is_true(const void *rec, const Field &f)
 {
     return f.size == 1 ? load<uint8_t>(rec, f.offset) != 0 : load<uint32_t>(rec, f.offset) != 0;
@@ -65,8 +92,10 @@ Json value_json(const void *rec, const Field &f)
     case Type::I32: return load<int32_t>(rec, f.offset);
     case Type::Byte: return load<uint8_t>(rec, f.offset);
     case Type::U64: return load<uint64_t>(rec, f.offset);
+    case Type::U16: return load<uint16_t>(rec, f.offset);
     case Type::Double: return load<double>(rec, f.offset);
     case Type::StrList: return list_at(rec, f);
+    case Type::Bytes: return hex_at(rec, f);
     case Type::Drop: break;
     }
     return nullptr;
@@ -81,6 +110,7 @@ std::string value_text(const void *rec, const Field &f)
     case Type::I32: return std::to_string(load<int32_t>(rec, f.offset));
     case Type::Byte: return std::to_string(load<uint8_t>(rec, f.offset));
     case Type::U64: return std::to_string(load<uint64_t>(rec, f.offset));
+    case Type::U16: return std::to_string(load<uint16_t>(rec, f.offset));
     case Type::Double: return double_text(load<double>(rec, f.offset));
     case Type::StrList: {
         std::string out;
@@ -88,6 +118,7 @@ std::string value_text(const void *rec, const Field &f)
             out += (out.empty() ? "" : ", ") + s;
         return out;
     }
+    case Type::Bytes: return hex_at(rec, f);
     case Type::Drop: break;
     }
     return {};
@@ -102,8 +133,10 @@ const char *type_word(const Field &f)
     case Type::I32: return "signed 32-bit number";
     case Type::Byte: return "0..255";
     case Type::U64: return "unsigned 64-bit number";
+    case Type::U16: return "0..65535";
     case Type::Double: return "number";
     case Type::StrList: return "comma-separated texts";
+    case Type::Bytes: return "hex digits, two per byte";
     case Type::Drop: break;
     }
     return "";
@@ -159,6 +192,10 @@ bool parse_into(void *rec, const Field &f, const std::string &text)
         uint8_t v;
         return parse_number(text, v) && (store(rec, f.offset, v), true);
     }
+    case Type::U16: {
+        uint16_t v;
+        return parse_number(text, v) && (store(rec, f.offset, v), true);
+    }
     case Type::U64: {
         uint64_t v;
         return parse_number(text, v) && (store(rec, f.offset, v), true);
@@ -184,6 +221,16 @@ bool parse_into(void *rec, const Field &f, const std::string &text)
         g_free(load<char *>(rec, f.aux));
         store<uint32_t>(rec, f.offset, uint32_t(items.size()));
         store<char *>(rec, f.aux, block);
+        return true;
+    }
+    case Type::Bytes: {
+        std::vector<uint8_t> bytes;
+        if (!parse_hex(text, bytes))
+            return false;
+        void *block = bytes.empty() ? nullptr : g_memdup2(bytes.data(), bytes.size());
+        g_free(load<void *>(rec, f.aux));
+        store<uint32_t>(rec, f.offset, uint32_t(bytes.size()));
+        store<void *>(rec, f.aux, block);
         return true;
     }
     case Type::Drop: break;
@@ -249,7 +296,7 @@ void release_lists(const RecordTable &table, void *rec, uint32_t count)
     for (uint32_t i = 0; rec && i < count; ++i) {
         char *r = static_cast<char *>(rec) + size_t(i) * table.record_size;
         for (const Field &f : table.fields)
-            if (f.type == Type::StrList) {
+            if (f.type == Type::StrList || f.type == Type::Bytes) {
                 g_free(load<char *>(r, f.aux));
                 store<char *>(r, f.aux, nullptr);
             }

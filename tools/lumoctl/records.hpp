@@ -41,7 +41,7 @@ std::string record_text(const RecordTable &table, const void *rec);
 // (a JSON array, or text blocks separated by blank lines) even for one record.
 void print_records(const RecordTable &table, const void *recs, uint32_t count, bool list, bool json);
 
-// Frees the string-list blocks a getter allocated in the record (pointers reset).
+// Frees the string-list and byte blocks a getter allocated in the record (pointers reset).
 void release_lists(const RecordTable &table, void *rec, uint32_t count = 1);
 
 // The fields named by "NAME=VALUE" words, applied to rec. Only writable fields are

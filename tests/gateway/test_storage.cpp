@@ -1,0 +1,383 @@
+// USB storage and NAS: records from two interfaces and from a notification value,
+// replies with leading values, result codes and texts, the USB gate, and file
+// operations that really change the simulated NAS.
+#include <cstring>
+#include <string>
+#include <syslog.h>
+#include <vector>
+
+#include "bus_support/bus_fixture.hpp"
+#include "lumo3_storage.h"
+
+namespace {
+
+using namespace lumo::test;
+using lumo::GPtr;
+
+constexpr const char kNas[] = "/com/quv/igd1/Storage/nas";
+constexpr const char kNasIface[] = "com.quv.igd1.NASAccess";
+constexpr const char kDev2[] = "/com/quv/igd1/Storage/usb/devices/2";
+constexpr const char kFs[] = "com.quv.igd1.usb.FileSystem";
+
+class Storage : public SimTest {
+protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        gwdbusver = -1;
+        usbvalinit = 0;
+    }
+    std::vector<std::string> names(const char *folder)
+    {
+        uint32_t n = 0;
+        StatusOut o;
+        EXPECT_EQ(Ovan_NAS_GetFileNum(folder, &n, &o.status, &o.errmsg), 0) << folder << ": " << o.msg();
+        std::vector<std::string> out;
+        if (n == 0)
+            return out;
+        OvanNASFileEntry_t *e = nullptr;
+        EXPECT_EQ(Ovan_NAS_ListFolder(folder, 1, n, &e, nullptr, nullptr), 0) << folder;
+        for (uint32_t i = 0; e && i < n; i++)
+            out.emplace_back(e[i].Name);
+        g_free(e);
+        return out;
+    }
+};
+
+TEST_F(Storage, DevicesFilledFromBothInterfaces)
+{
+    ASSERT_TRUE(sim.set_property(kDev2, "com.example.Other", "Label", "'not this one'"));
+    OvanUSBDevice_t *devs = nullptr;
+    uint32_t n = 0;
+    ASSERT_EQ(Ovan_GetUSBDeviceObjs(&devs, &n), 0);
+    ASSERT_EQ(n, 3u);
+    EXPECT_STREQ(devs[1].Vendor, "Seagate");             // device interface
+    EXPECT_EQ(devs[1].TotalSize, 1000204886016ull);      // file-system interface
+    EXPECT_STREQ(devs[1].Label, "");
+    EXPECT_EQ(devs[2].DeviceId, 5);
+    EXPECT_EQ(devs[2].DeviceType, 2);
+    EXPECT_EQ(devs[2].WriteProtection, 1);
+    g_free(devs);
+
+    OvanUSBDevice_t one{};
+    ASSERT_EQ(Ovan_GetUSBDevice(obj_path("/com/quv/igd1/Storage/usb/devices/1"), &one), 0);
+    EXPECT_STREQ(one.Model, "Ultra Fit");
+    EXPECT_STREQ(one.MountPoint, "/mnt/usb1_1");
+    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Storage/usb/devices/1", "", "GetAll"), 2u);
+    sim.clear_call_log();
+    EXPECT_EQ(Ovan_GetUSBDevice(obj_path("/com/quv/igd1/Storage/usb/device/1"), &one), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "Ovan_GetUSBDevice", "invalid parameter.")) << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(Storage, DeviceFromANotificationValue)
+{
+    struct Case {
+        const char *name;
+        const char *value;  // GVariant text; null: no value
+        int32_t ret;
+        const char *label;
+    };
+    const Case cases[] = {
+        {"both interfaces",
+         "(objectpath '/com/quv/igd1/Storage/usb/devices/9', {'com.quv.igd1.usb.Device': {'DeviceId': <9>, "
+         "'Vendor': <'Acme'>}, 'com.quv.igd1.usb.FileSystem': {'Label': <'CAM'>, 'TotalSize': <uint64 42>}})",
+         0, "CAM"},
+        {"other interfaces only", "(objectpath '/x', {'com.example.X': {'Label': <'no'>}})", 0, ""},
+        {"wrong shape", "('/com/quv/igd1/Storage/usb/devices/9', 1)", -1, ""},
+        {"no value", nullptr, -1, ""},
+    };
+    for (const Case &c : cases) {
+        GPtr<GVariant> v = c.value ? parse_variant(c.value) : GPtr<GVariant>();
+        OvanUSBDevice_t d{};
+        EXPECT_EQ(OvanGetUsbDeviceInfo(v.get(), &d), c.ret) << c.name;
+        EXPECT_STREQ(d.Label, c.label) << c.name;
+    }
+    OvanUSBDevice_t d{};
+    GPtr<GVariant> v = parse_variant(cases[0].value);
+    ASSERT_EQ(OvanGetUsbDeviceInfo(v.get(), &d), 0);
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Storage/usb/devices/9");
+    EXPECT_EQ(d.DeviceId, 9);
+    EXPECT_EQ(d.TotalSize, 42u);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetUsbDeviceInfo",
+                       "usb device info: path = /com/quv/igd1/Storage/usb/devices/9, type = 0, id = 9, name = , "
+                       "mountpoint = , totalsize = 42, usedsize = 0, freesize = 0, label = CAM"))
+        << dump();
+    EXPECT_EQ(OvanGetUsbDeviceInfo(v.get(), nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetUsbDeviceInfo", "Invalid parameter 'value' or 'pUsbEntry'.")) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetUsbDeviceInfo", "get usb device path failed.")) << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(Storage, MountUnmountLabelFormat)
+{
+    StatusOut m;
+    char *point = nullptr;
+    ASSERT_EQ(Ovan_USBMount(2, &point, &m.status, &m.errmsg), 0) << m.msg();
+    ASSERT_NE(point, nullptr);
+    EXPECT_STREQ(point, "/mnt/usb2_1");
+    g_free(point);
+    auto args = last_args(sim, "Mount");
+    ASSERT_TRUE(args);
+    EXPECT_EQ(printed(args.get()), "({'NULL': <'NULL'>},)");
+
+    StatusOut u;
+    ASSERT_EQ(Ovan_USBUnMount("/mnt/usb2_1", &u.status, &u.errmsg), 0) << u.msg();
+    auto mp = sim.property(kDev2, kFs, "MountPoint");
+    ASSERT_TRUE(mp);
+    EXPECT_EQ(printed(mp.get()), "''");
+
+    struct Refusal {
+        const char *name;
+        int32_t (*call)(StatusOut &);
+        const char *message;
+    };
+    const std::string l127(127, 'L'), l128(128, 'L');
+    static std::string s127, s128;
+    s127 = l127;
+    s128 = l128;
+    const Refusal refusals[] = {
+        {"unknown devid", [](StatusOut &o) { return Ovan_USBMount(77, nullptr, &o.status, &o.errmsg); },
+         "Failed to found usb device with required devid."},
+        {"not mounted anywhere", [](StatusOut &o) { return Ovan_USBUnMount("/mnt/none", &o.status, &o.errmsg); },
+         "Failed to found specified usb device."},
+        {"empty mount path", [](StatusOut &o) { return Ovan_USBUnMount("", &o.status, &o.errmsg); },
+         "Invalid mount path"},
+        {"label of 128",
+         [](StatusOut &o) { return Ovan_USBSetLabel(obj_path(kDev2), s128.c_str(), &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+        {"empty label", [](StatusOut &o) { return Ovan_USBSetLabel(obj_path(kDev2), "", &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+        {"format without path", [](StatusOut &o) { return Ovan_USBFormat(obj_path(""), &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+    };
+    for (const Refusal &r : refusals) {
+        StatusOut o;
+        EXPECT_EQ(r.call(o), -1) << r.name;
+        EXPECT_EQ(o.status, 1u) << r.name;
+        EXPECT_EQ(o.msg(), r.message) << r.name;
+    }
+    EXPECT_EQ(sim.count_calls("", kFs, ""), 2u) << "only the mount and unmount above";
+
+    StatusOut l;
+    ASSERT_EQ(Ovan_USBSetLabel(obj_path(kDev2), s127.c_str(), &l.status, &l.errmsg), 0) << l.msg();
+    EXPECT_EQ(printed(sim.property(kDev2, kFs, "Label").get()), "'" + l127 + "'");
+    StatusOut f;
+    ASSERT_EQ(Ovan_USBFormat(obj_path(kDev2), &f.status, &f.errmsg), 0) << f.msg();
+    EXPECT_EQ(printed(sim.property(kDev2, kFs, "UsedSize").get()), "uint64 0");
+
+    // A failed call names the method, with SetLabel's failure text as it is spelled.
+    sim.script_error("", kFs, "SetLabel", "org.freedesktop.DBus.Error.Failed", "busy", 0, true);
+    StatusOut e;
+    EXPECT_EQ(Ovan_USBSetLabel(obj_path(kDev2), "X", &e.status, &e.errmsg), -1);
+    EXPECT_EQ(e.msg(), "Failed to call SetLable() function.");
+
+    // The mount's text reaches only a caller that also takes the code.
+    sim.script_reply("", kFs, "Mount", "('', uint32 5, 'read-only medium')", 0, false);
+    StatusOut t;
+    EXPECT_EQ(Ovan_USBMount(5, nullptr, &t.status, &t.errmsg), -1);
+    EXPECT_EQ(t.status, 5u);
+    EXPECT_EQ(t.msg(), "read-only medium");
+    char *text = nullptr;
+    EXPECT_EQ(Ovan_USBMount(5, nullptr, nullptr, &text), -1);
+    EXPECT_EQ(text, nullptr);
+}
+
+TEST_F(Storage, FileOperationsChangeTheTree)
+{
+    StatusOut o;
+    ASSERT_EQ(Ovan_NAS_CreateFolter("/mnt/usb1_1/new", &o.status, &o.errmsg), 0) << o.msg();
+    ASSERT_EQ(Ovan_NAS_ReName("/mnt/usb1_1/readme.txt", "README", &o.status, &o.errmsg), 0) << o.msg();
+    ASSERT_EQ(Ovan_NAS_Move("/mnt/usb1_1/README", "/mnt/usb1_1/new", &o.status, &o.errmsg), 0) << o.msg();
+    EXPECT_EQ(names("/mnt/usb1_1/new"), (std::vector<std::string>{"README"}));
+    EXPECT_EQ(names("/mnt/usb1_1"), (std::vector<std::string>{"docs", "music", "new", "photos"}));
+
+    uint32_t id = 0;
+    ASSERT_EQ(Ovan_NAS_Copy("/mnt/usb1_1/docs", "/mnt/usb5_1", &id, &o.status, &o.errmsg), 0) << o.msg();
+    EXPECT_NE(id, 0u);
+    uint32_t progress = 0, last = 0;
+    for (int poll = 0; poll < 10 && progress < 100; poll++) {
+        ASSERT_EQ(Ovan_NAS_GetCopyProgress(id, &progress, &o.status, &o.errmsg), 0);
+        EXPECT_GT(progress, last);
+        last = progress;
+    }
+    EXPECT_EQ(progress, 100u);
+    EXPECT_EQ(names("/mnt/usb5_1/docs"), (std::vector<std::string>{"manual.pdf", "notes.txt"}));
+    ASSERT_EQ(Ovan_NAS_Remove("/mnt/usb1_1/docs", &o.status, &o.errmsg), 0);
+    EXPECT_EQ(names("/mnt/usb1_1"), (std::vector<std::string>{"music", "new", "photos"}));
+
+    // Names go to the gateway as they are: the gateway's refusal comes back.
+    StatusOut miss;
+    EXPECT_EQ(Ovan_NAS_Remove("../../etc/passwd", &miss.status, &miss.errmsg), -1);
+    EXPECT_EQ(last_args(sim, "Remove").get() ? printed(last_args(sim, "Remove").get()) : "", "('../../etc/passwd',)");
+    EXPECT_EQ(miss.status, 2u);
+    EXPECT_EQ(miss.msg(), "No such file or folder");
+}
+
+TEST_F(Storage, ListFolderRanges)
+{
+    struct Case {
+        const char *name;
+        const char *folder;
+        uint32_t start, end;
+        int32_t ret;
+        uint32_t code;
+        const char *first;  // Name of entry 0
+    };
+    const Case cases[] = {
+        {"one entry", "/mnt/usb1_1", 2, 2, 0, 0, "music"},
+        {"whole folder", "/mnt/usb1_1", 1, 100, 0, 0, "docs"},
+        {"beyond the end", "/mnt/usb1_1", 9, 12, -1, 0, nullptr},
+        {"start 0", "/mnt/usb1_1", 0, 3, -1, 1, nullptr},
+        {"start after end", "/mnt/usb1_1", 3, 2, -1, 1, nullptr},
+        {"empty name", "", 1, 2, -1, 1, nullptr},
+        {"no such folder", "/mnt/nope", 1, 2, -1, 2, nullptr},
+    };
+    for (const Case &c : cases) {
+        StatusOut o;
+        OvanNASFileEntry_t *e = nullptr;
+        EXPECT_EQ(Ovan_NAS_ListFolder(c.folder, c.start, c.end, &e, &o.status, &o.errmsg), c.ret) << c.name;
+        EXPECT_EQ(o.status, c.code) << c.name;
+        EXPECT_EQ(e != nullptr, c.first != nullptr) << c.name;
+        if (e && c.first) {
+            EXPECT_STREQ(e[0].Name, c.first) << c.name;
+        }
+        if (c.code == 1) {
+            EXPECT_EQ(o.msg(), "Invalid Parameters.") << c.name;
+        }
+        g_free(e);
+    }
+    OvanNASFileEntry_t *e = nullptr;
+    EXPECT_EQ(Ovan_NAS_ListFolder("/mnt/usb1_1", 1, 2, nullptr, nullptr, nullptr), -1);
+    ASSERT_EQ(Ovan_NAS_ListFolder("/mnt/usb1_1", 4, 4, &e, nullptr, nullptr), 0);
+    EXPECT_STREQ(e[0].Path, "/mnt/usb1_1/readme.txt");
+    EXPECT_EQ(e[0].Size, 512u);
+    EXPECT_EQ(e[0].IsFolder, 0);
+    EXPECT_STREQ(e[0].ModifyTime, "2026-03-02 10:00:10");
+    g_free(e);
+}
+
+TEST_F(Storage, HostileReplies)
+{
+    // More entries than asked for, over-long strings, a member of the wrong type.
+    const std::string long_name(600, 'n');
+    std::string reply = "([('" + long_name + "', '/p', true, uint64 1, '2026-01-01 00:00:00 and more'), " +
+                        "('b', '/b', false, 2, 'x'), ('c', '/c', false, 3, 'y')], uint32 0, '')";
+    sim.script_reply(kNas, kNasIface, "ListFolder", reply.c_str());
+    OvanNASFileEntry_t *e = nullptr;
+    ASSERT_EQ(Ovan_NAS_ListFolder("/f", 1, 2, &e, nullptr, nullptr), 0);
+    // Two entries asked for: an asan build proves nothing beyond them is written.
+    EXPECT_EQ(std::strlen(e[0].Name), 255u);
+    EXPECT_STREQ(e[0].ModifyTime, "2026-01-01 00:00:00 and");
+    EXPECT_STREQ(e[1].Name, "b");
+    g_free(e);
+
+    struct Case {
+        const char *method;
+        const char *reply;
+        int32_t (*call)(StatusOut &);
+        int32_t ret;
+        uint32_t code;
+        const char *text;
+    };
+    const Case cases[] = {
+        {"ListFolder", "([('a', 1)], uint32 0, '')",
+         [](StatusOut &o) {
+             OvanNASFileEntry_t *x = nullptr;
+             return Ovan_NAS_ListFolder("/f", 1, 1, &x, &o.status, &o.errmsg);
+         },
+         -1, 1, "Return value is of incorrect variant type."},
+        {"GetFileNum", "(uint32 3, 'three')",
+         [](StatusOut &o) {
+             uint32_t n = 0;
+             return Ovan_NAS_GetFileNum("/f", &n, &o.status, &o.errmsg);
+         },
+         -1, 1, "Return value is of incorrect variant type."},
+        {"Remove", "(uint32 9, '')",
+         [](StatusOut &o) { return Ovan_NAS_Remove("/f", &o.status, &o.errmsg); }, -1, 9, "<untouched>"},
+        {"Move", "(uint32 4, 'disk full')",
+         [](StatusOut &o) { return Ovan_NAS_Move("/f", "/g", &o.status, &o.errmsg); }, -1, 4, "disk full"},
+        {"Copy", "(uint32 7, uint32 0, '')",
+         [](StatusOut &o) {
+             uint32_t id = 0;
+             return Ovan_NAS_Copy("/f", "/g", &id, &o.status, &o.errmsg);
+         },
+         0, 0, "<untouched>"},
+        {"CreateFolder", "(uint32 0, 'ok')",
+         [](StatusOut &o) { return Ovan_NAS_CreateFolter("/f", &o.status, &o.errmsg); }, 0, 0, "<untouched>"},
+    };
+    for (const Case &c : cases) {
+        sim.script_reply(kNas, kNasIface, c.method, c.reply, 0, true);
+        StatusOut o;
+        EXPECT_EQ(c.call(o), c.ret) << c.method;
+        EXPECT_EQ(o.status, c.code) << c.method;
+        EXPECT_EQ(o.msg(), c.text) << c.method;
+    }
+    sim.script_error(kNas, kNasIface, "GetCopyProgress", "org.freedesktop.DBus.Error.Failed", "gone", 0, true);
+    StatusOut p;
+    uint32_t progress = 77;
+    EXPECT_EQ(Ovan_NAS_GetCopyProgress(3, &progress, &p.status, &p.errmsg), -1);
+    EXPECT_EQ(p.msg(), "Failed to call GetCopyProgress() function.");
+    EXPECT_EQ(progress, 77u);
+}
+
+TEST_F(Storage, NasRefusalsSendNothing)
+{
+    struct Case {
+        const char *tag;
+        int32_t (*call)(StatusOut &);
+        const char *message;
+    };
+    const Case cases[] = {
+        {"Ovan_NAS_GetFileNum", [](StatusOut &o) { return Ovan_NAS_GetFileNum("/f", nullptr, &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+        {"Ovan_NAS_CreateFolter", [](StatusOut &o) { return Ovan_NAS_CreateFolter(nullptr, &o.status, &o.errmsg); },
+         "Invalid folderName."},
+        {"Ovan_NAS_ReName", [](StatusOut &o) { return Ovan_NAS_ReName("/a", "", &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+        {"Ovan_NAS_Remove", [](StatusOut &o) { return Ovan_NAS_Remove("", &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+        {"Ovan_NAS_Move", [](StatusOut &o) { return Ovan_NAS_Move(nullptr, "/g", &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+        {"Ovan_NAS_Copy", [](StatusOut &o) { return Ovan_NAS_Copy("/f", nullptr, nullptr, &o.status, &o.errmsg); },
+         "Invalid Parameters."},
+    };
+    for (const Case &c : cases) {
+        StatusOut o;
+        EXPECT_EQ(c.call(o), -1) << c.tag;
+        EXPECT_EQ(o.status, 1u) << c.tag;
+        EXPECT_EQ(o.msg(), c.message) << c.tag;
+        EXPECT_TRUE(logged(LOG_ERR, c.tag, c.message)) << dump();
+    }
+    EXPECT_TRUE(logged(LOG_DEBUG, "Ovan_NAS_ReName", "enter, olderName (/a), newName ()")) << dump();
+    EXPECT_EQ(sim.count_calls(kNas), 0u);
+}
+
+TEST_F(Storage, NoUsbReturns1AndSendsNothing)
+{
+    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", "'1.2.0'"));
+    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "Capability", "'1;1;0;1;1'"));
+    sim.clear_call_log();
+    StatusOut o;
+    uint32_t n = 77;
+    char *point = nullptr;
+    OvanNASFileEntry_t *e = nullptr;
+    EXPECT_EQ(Ovan_NAS_GetFileNum("/f", &n, &o.status, &o.errmsg), 1);
+    EXPECT_EQ(Ovan_NAS_ListFolder("/f", 1, 2, &e, &o.status, &o.errmsg), 1);
+    EXPECT_EQ(Ovan_NAS_CreateFolter("/f", &o.status, &o.errmsg), 1);
+    EXPECT_EQ(Ovan_NAS_Copy("/f", "/g", &n, &o.status, &o.errmsg), 1);
+    EXPECT_EQ(Ovan_NAS_GetCopyProgress(1, &n, &o.status, &o.errmsg), 1);
+    EXPECT_EQ(Ovan_USBMount(1, &point, &o.status, &o.errmsg), 1);
+    EXPECT_EQ(Ovan_USBUnMount("/mnt/usb1_1", &o.status, &o.errmsg), 1);
+    EXPECT_EQ(Ovan_USBSetLabel(obj_path(kDev2), "L", &o.status, &o.errmsg), 1);
+    EXPECT_EQ(n, 77u);
+    EXPECT_EQ(o.status, 77u);
+    EXPECT_EQ(point, nullptr);
+    EXPECT_EQ(sim.count_calls(), 2u) << "the version and the capability";
+    // The readers are not gated.
+    uint32_t count = 0;
+    EXPECT_EQ(Ovan_GetUSBDeviceObjs(nullptr, &count), 0);
+    EXPECT_EQ(count, 3u);
+}
+
+}  // namespace

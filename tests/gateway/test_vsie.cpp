@@ -1,0 +1,311 @@
+// Wi-Fi vendor IEs, roaming and stations: byte-array properties both ways, the
+// look-ups by service name, the records below an entry, the RSSI query's dictionary
+// and the station's two interface names.
+#include <cstring>
+#include <string>
+#include <syslog.h>
+#include <vector>
+
+#include "bus_support/bus_fixture.hpp"
+#include "lumo3_vsie.h"
+
+namespace {
+
+using namespace lumo::test;
+
+constexpr const char kBeacon1[] = "/com/quv/igd1/VSIE/BeaconTxVSIE/1";
+constexpr const char kBeaconIface[] = "com.quv.igd1.VSIE.BeaconTxVSIE";
+constexpr const char kProbeRx1[] = "/com/quv/igd1/VSIE/ProbeRxVSIE/1";
+constexpr const char kRoaming[] = "/com/quv/igd1/Config/WLAN/5G/Roaming";
+
+class VSIE : public SimTest {
+protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        gwdbusver = -1;
+        wifivalinit = 0;
+    }
+};
+
+std::vector<uint8_t> bytes_of(const uint8_t *p, uint32_t n)
+{
+    return p ? std::vector<uint8_t>(p, p + n) : std::vector<uint8_t>{};
+}
+
+TEST_F(VSIE, ByteArraysAreReadWithTheirOwnCount)
+{
+    OvanBeaconTxVSIE_t *objs = nullptr;
+    uint32_t n = 0;
+    ASSERT_EQ(OvanGetBeaconTxVSIEObjs(&objs, &n), 0);
+    ASSERT_EQ(n, 2u);
+    EXPECT_EQ(bytes_of(objs[1].IEData, objs[1].LenofIEData), (std::vector<uint8_t>{0xdd, 0x04, 0xa4, 0xc3, 0xf0, 0x01}));
+    EXPECT_EQ(objs[1].SSIDIndex, 5);
+    for (uint32_t i = 0; i < n; i++)
+        g_free(objs[i].IEData);
+    g_free(objs);
+
+    struct Case {
+        const char *name;
+        const char *ie_data;  // GVariant text, null: property removed
+        const char *len;      // the LenofIEData the service claims
+        std::vector<uint8_t> want;
+    };
+    const Case cases[] = {
+        {"claims more than it sends", "[byte 0x01, 0x02]", "uint32 4096", {0x01, 0x02}},
+        {"claims less than it sends", "[byte 0x01, 0x02, 0x03]", "uint32 1", {0x01, 0x02, 0x03}},
+        {"empty array", "@ay []", "uint32 9", {}},
+        {"wrong wire type", "'dd0700'", "uint32 3", {}},
+        {"absent", nullptr, "uint32 3", {}},
+    };
+    for (const Case &c : cases) {
+        if (c.ie_data)
+            ASSERT_TRUE(sim.set_property(kBeacon1, kBeaconIface, "IEData", c.ie_data)) << c.name;
+        else
+            ASSERT_TRUE(sim.remove_property(kBeacon1, kBeaconIface, "IEData")) << c.name;
+        ASSERT_TRUE(sim.set_property(kBeacon1, kBeaconIface, "LenofIEData", c.len)) << c.name;
+        OvanBeaconTxVSIE_t b{};
+        ASSERT_EQ(OvanGetBeaconTxVSIE(obj_path(kBeacon1), &b), 0) << c.name;
+        EXPECT_EQ(b.LenofIEData, c.want.size()) << c.name;
+        EXPECT_EQ(b.IEData == nullptr, c.want.empty()) << c.name;
+        EXPECT_EQ(bytes_of(b.IEData, b.LenofIEData), c.want) << c.name;
+        g_free(b.IEData);
+    }
+}
+
+TEST_F(VSIE, SettersSendBytesOnlyWhenThereAreSome)
+{
+    uint8_t ie[] = {0xdd, 0x03, 0x00, 0x50, 0xf2};
+    OvanBeaconTxVSIE_t b{};
+    g_strlcpy(b.ServiceName, "probe", sizeof b.ServiceName);
+    b.Duration = 60;
+    b.LenofIEData = 0;
+    b.IEData = ie;
+    ASSERT_EQ(OvanSetBeaconTxVSIE(obj_path(kBeacon1), &b), 0);
+    EXPECT_EQ(sent_keys(sim),
+              (std::vector<std::string>{"ServiceName", "Status", "SSIDIndex", "Duration", "LenofIEData"}));
+    b.LenofIEData = sizeof ie;
+    b.IEData = nullptr;
+    ASSERT_EQ(OvanSetBeaconTxVSIE(obj_path(kBeacon1), &b), 0);
+    EXPECT_EQ(sent_keys(sim).size(), 5u);
+
+    b.IEData = ie;
+    ASSERT_EQ(OvanAddBeaconTxVSIE(&b), 0);
+    EXPECT_EQ(sent_keys(sim).back(), "IEData");
+    OvanBeaconTxVSIE_t back{};
+    ASSERT_EQ(OvanGetBeaconTxVSIE(obj_path(b.path), &back), 0);
+    EXPECT_EQ(bytes_of(back.IEData, back.LenofIEData), std::vector<uint8_t>(ie, ie + sizeof ie));
+    EXPECT_STREQ(back.ServiceName, "probe");
+    g_free(back.IEData);
+
+    OvanProbeRspTxVSIE_t r{};
+    g_strlcpy(r.MAC, "A4C3F0445566", sizeof r.MAC);
+    r.LenofIEData = 2;
+    r.IEData = ie;
+    ASSERT_EQ(OvanSetProbeRspTxVSIEv4(obj_path("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1"), &r), 0);
+    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"MAC", "Band", "LenofIEData", "IEData"}));
+    auto v = sim.property("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1", "com.quv.igd1.VSIE.ProbeRspTxVSIE", "IEData");
+    ASSERT_TRUE(v);
+    EXPECT_EQ(printed(v.get()), "[byte 0xdd, 0x03]");
+
+    // Paths of the wrong collection never reach the bus.
+    sim.clear_call_log();
+    EXPECT_EQ(OvanSetBeaconTxVSIE(obj_path("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1"), &b), -1);
+    EXPECT_EQ(OvanSetProbeRspTxVSIEv4(obj_path(kBeacon1), &r), -1);
+    EXPECT_EQ(OvanSetBeaconTxVSIE(obj_path(kBeacon1), nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIE", "Invalid parameters.")) << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(VSIE, LookupsByServiceName)
+{
+    StatusOut out;
+    OvanBeaconTxVSIE_t b{};
+    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("mesh-agent", &b, &out.status, &out.errmsg), 0) << out.msg();
+    EXPECT_STREQ(b.path, kBeacon1);
+    EXPECT_EQ(b.LenofIEData, 9u);
+    g_free(b.IEData);
+    EXPECT_TRUE(log.contains("GetBeaconTxVSIEByServiceName() return [(objectpath '/com/quv/igd1/VSIE/BeaconTxVSIE/1'"))
+        << dump();
+
+    sim.script_reply("/com/quv/igd1/VSIE/ProbeRxVSIE", "", "GetProbeRxVSIEByServiceName",
+                     "(objectpath '/', uint32 3, 'no such service')", 0, true);
+    StatusOut miss;
+    OvanProbeRxVSIE_t p{};
+    EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("x", &p, &miss.status, &miss.errmsg), -1);
+    EXPECT_EQ(miss.status, 3u);
+    EXPECT_EQ(miss.msg(), "no such service");
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetProbeRxVSIEByServiceName",
+                       "Call GetProbeRxVSIEByServiceName() errmsg [no such service]."))
+        << dump();
+
+    OvanBeaconTxVSIE_t other{};
+    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("iot-onboard", &other, nullptr, nullptr), 0);
+    EXPECT_STREQ(other.path, "/com/quv/igd1/VSIE/BeaconTxVSIE/2");
+    g_free(other.IEData);
+    StatusOut none;
+    EXPECT_EQ(OvanGetBeaconTxVSIEByServiceName("nobody", &other, &none.status, &none.errmsg), -1);
+    EXPECT_EQ(none.status, 1u);
+
+    StatusOut bad;
+    EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("", &p, &bad.status, &bad.errmsg), -1);
+    EXPECT_EQ(bad.status, 1u);
+    EXPECT_EQ(bad.msg(), "Invalid Parameter.");
+}
+
+TEST_F(VSIE, RecordsBelowAnEntry)
+{
+    OvanProbeRxVSIE_t *entries = nullptr;
+    uint32_t n = 0;
+    ASSERT_EQ(OvanGetProbeRxVSIEObjs(&entries, &n), 0);
+    EXPECT_EQ(n, 1u) << "the records below an entry are not entries";
+    g_free(entries);
+
+    OvanProbeRxVSIERecordManager_t m{};
+    ASSERT_EQ(OvanGetProbeRxVSIERecordManager(obj_path(kProbeRx1), &m), 0);
+    EXPECT_EQ(m.RecordNum, 2u);
+    OvanProbeRxVSIERecord_t *recs = nullptr;
+    ASSERT_EQ(OvanGetProbeRxVSIERecordObjs(obj_path(kProbeRx1), &recs, &n), 0);
+    ASSERT_EQ(n, 2u);
+    EXPECT_EQ(recs[0].RSSI, -61);
+    EXPECT_EQ(bytes_of(recs[1].IEData, recs[1].LenofIEData), (std::vector<uint8_t>{0xdd, 0x02, 0x01, 0x02}));
+    OvanProbeRxVSIERecord_t one{};
+    ASSERT_EQ(OvanGetProbeRxVSIERecord(obj_path(recs[0].path), &one), 0);
+    EXPECT_EQ(one.BAND, 2);
+    g_free(one.IEData);
+    for (uint32_t i = 0; i < n; i++)
+        g_free(recs[i].IEData);
+    g_free(recs);
+    StatusOut out;
+    ASSERT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kProbeRx1), &out.status, &out.errmsg), 0);
+
+    sim.clear_call_log();
+    StatusOut bad;
+    EXPECT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kBeacon1), &bad.status, &bad.errmsg), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanFlushProbeRxVSIERecord", std::string("invalid path ") + kBeacon1)) << dump();
+    EXPECT_EQ(OvanGetProbeRxVSIERecord(obj_path(kProbeRx1), &one), -1);
+    EXPECT_EQ(OvanGetProbeRxVSIERecord(obj_path("/com/quv/igd1/VSIE/ProbeRxVSIE/1/RecordsX/1"), &one), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(VSIE, SteeringCommands)
+{
+    StatusOut q;
+    OvanAPRSSI_t aps[2] = {};
+    g_strlcpy(aps[0].MAC, "A4:C3:F0:11:22:34", sizeof aps[0].MAC);
+    aps[0].Value = 36;
+    g_strlcpy(aps[1].MAC, "A4:C3:F0:99:88:77", sizeof aps[1].MAC);
+    aps[1].Value = 149;
+    ASSERT_EQ(OvanStartAPRSSIQuery("A4C3F0445566", 36, aps, 2, &q.status, &q.errmsg), 0) << q.msg();
+    auto args = last_args(sim, "StartAPRSSIQuery");
+    ASSERT_TRUE(args);
+    EXPECT_EQ(printed(args.get()),
+              "('A4C3F0445566', uint32 36, {'A4:C3:F0:11:22:34': uint32 36, 'A4:C3:F0:99:88:77': 149})");
+
+    OvanAPRSSI_t *answers = nullptr;
+    uint32_t n = 0;
+    StatusOut g;
+    ASSERT_EQ(OvanGetSTARSSIQuery("A4C3F0445566", &answers, &n, &g.status, &g.errmsg), 0) << g.msg();
+    ASSERT_EQ(n, 2u);
+    EXPECT_STREQ(answers[1].MAC, "A4:C3:F0:99:88:77");
+    EXPECT_EQ(answers[1].Value, 48u);
+    g_free(answers);
+
+    // A reply of another shape is refused whole.
+    sim.script_reply(kRoaming, "", "GetSTARSSIQuery", "({'x': 'y'}, uint32 0, '')", 0, true);
+    answers = nullptr;
+    StatusOut wrong;
+    EXPECT_EQ(OvanGetSTARSSIQuery("A4C3F0445566", &answers, &n, &wrong.status, &wrong.errmsg), -1);
+    EXPECT_EQ(answers, nullptr);
+    EXPECT_EQ(wrong.status, 1u);
+
+    StatusOut d;
+    ASSERT_EQ(OvanSetSTADeassociationRequest(obj_path("/com/quv/igd1/Config/WLAN/STA/1"), "A4C3F0445566", &d.status,
+                                             &d.errmsg),
+              0);
+    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/WLAN/STA/1", "com.quv.igd1.STAInfo",
+                              "SetSTADeassociationRequest"),
+              1u);
+
+    sim.clear_call_log();
+    struct Refused {
+        const char *name;
+        int32_t (*call)(StatusOut &);
+    };
+    const Refused refused[] = {
+        {"query: bad MAC", [](StatusOut &o) { return OvanStartAPRSSIQuery("xyz", 1, nullptr, 0, &o.status, &o.errmsg); }},
+        {"query: aps missing",
+         [](StatusOut &o) { return OvanStartAPRSSIQuery("A4C3F0445566", 1, nullptr, 2, &o.status, &o.errmsg); }},
+        {"transition: no BSSID",
+         [](StatusOut &o) { return OvanStartSTABSSTransitionRequest("A4C3F0445566", 1, "", &o.status, &o.errmsg); }},
+        {"rssi: no outputs",
+         [](StatusOut &o) { return OvanGetSTARSSIQuery("A4C3F0445566", nullptr, nullptr, &o.status, &o.errmsg); }},
+        {"deassoc: wrong path",
+         [](StatusOut &o) {
+             return OvanSetSTADeassociationRequest(obj_path(kBeacon1), "A4C3F0445566", &o.status, &o.errmsg);
+         }},
+        {"start: wrong path",
+         [](StatusOut &o) { return OvanStartBeaconTxVSIE(obj_path(kProbeRx1), &o.status, &o.errmsg); }},
+    };
+    for (const Refused &r : refused) {
+        StatusOut o;
+        EXPECT_EQ(r.call(o), -1) << r.name;
+        EXPECT_EQ(o.status, 1u) << r.name;
+        EXPECT_EQ(o.msg(), "Invalid Parameter.") << r.name;
+    }
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(VSIE, StationsUnderTwoInterfaceNames)
+{
+    OvanSTAInfo_t *sta = nullptr;
+    uint32_t n = 0;
+    ASSERT_EQ(OvanGetSTAInfoObjs(&sta, &n), 0);
+    ASSERT_EQ(n, 2u);
+    // Only the listing's interface fills the listing.
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/STA/2", "com.quv.igd1.STAInfo", "RSSI", "-1"));
+    g_free(sta);
+    ASSERT_EQ(OvanGetSTAInfoObjs(&sta, &n), 0);
+    EXPECT_EQ(sta[1].RSSI, -71);
+    EXPECT_STREQ(sta[1].BSSID, "A4:C3:F0:11:22:33");
+    g_free(sta);
+    OvanSTAInfo_t one{};
+    ASSERT_EQ(OvanGetSTAInfo(obj_path("/com/quv/igd1/Config/WLAN/STA/2"), &one), 0);
+    EXPECT_EQ(one.RSSI, -1);
+    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/WLAN/STA/2", "", "GetAll"), 1u);
+    auto calls = sim.call_log();
+    EXPECT_NE(calls.back().args_text().find("com.quv.igd1.STAInfo"), std::string::npos);
+
+    OvanRoamingConfig_t r{};
+    ASSERT_EQ(OvanGetRoamingConfig(&r), 0);
+    EXPECT_EQ(r.Threshold2_RSSI, -80);
+    r.Threshold1_RSSI = -65;
+    ASSERT_EQ(OvanSetRoamingConfig(&r), 0);
+    EXPECT_EQ(sent_keys(sim),
+              (std::vector<std::string>{"Enable", "Start_time", "Threshold1_RSSI", "Threshold2_RSSI"}));
+    EXPECT_EQ(OvanSetRoamingConfig(nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetRoamingConfig", "Invalid parameter.")) << dump();
+    EXPECT_EQ(OvanSetBeaconTxVSIEManager(nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIEManager", "NULL obj")) << dump();
+}
+
+TEST_F(VSIE, NoWiFiReturns1)
+{
+    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", "'1.2.0'"));
+    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "Capability", "'1;1;1;0;0'"));
+    sim.clear_call_log();
+    OvanBeaconTxVSIE_t b{};
+    OvanRoamingConfig_t r{};
+    StatusOut o;
+    uint32_t n = 77;
+    EXPECT_EQ(OvanGetBeaconTxVSIE(obj_path(kBeacon1), &b), 1);
+    EXPECT_EQ(OvanGetRoamingConfig(&r), 1);
+    EXPECT_EQ(OvanStartBeaconTxVSIE(obj_path(kBeacon1), &o.status, &o.errmsg), 1);
+    EXPECT_EQ(OvanGetSTAInfoObjs(nullptr, &n), 1);
+    EXPECT_EQ(OvanGetProbeRxVSIERecordObjs(obj_path(kProbeRx1), nullptr, &n), 1);
+    EXPECT_EQ(o.status, 77u);
+    EXPECT_EQ(n, 77u);
+    EXPECT_EQ(sim.count_calls(), 2u) << "the version and the capability";
+}
+
+}  // namespace
