@@ -368,4 +368,14 @@ int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const cha
     return get_all_into(shape, path, record);
 }
 
+// ---- one property at a time ----
+
+bool fill_field(const Field &f, void *record, GVariant *value)
+{
+    if (!f.from_bus() || !value || !wire_type_fits(f, value))
+        return false;
+    store(f, record, value);
+    return true;
+}
+
 }  // namespace lumo::gw

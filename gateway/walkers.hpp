@@ -137,4 +137,10 @@ int32_t bus_version();
 // record with -1, then get_all_into.
 int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const char *path, void *record);
 
+// ---- one property at a time ----
+
+// Stores `value` into field `f` of `record` as fill_record would (cut to the width,
+// nothing written for another wire type); true when written.
+bool fill_field(const Field &f, void *record, GVariant *value);
+
 }  // namespace lumo::gw

@@ -16,5 +16,6 @@
 #include "lumo3_wlan.h"
 #include "lumo3_syscmd.h"
 #include "lumo3_netsvc.h"
+#include "lumo3_cache.h"
 
 #endif /* LUMO3_H */
