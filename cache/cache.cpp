@@ -69,6 +69,13 @@ GDBusProxy *make_proxy(const char *path, const char *iface, GCallback on_changed
                                               path, iface, nullptr, out(error));
     if (!proxy)
         return nullptr;
+    // No property loaded: the object is gone (or was never there) by the time it was
+    // read. Nothing is made; an information getter tries again on its next call.
+    GStrv names(g_dbus_proxy_get_cached_property_names(proxy));
+    if (!names) {
+        g_object_unref(proxy);
+        return nullptr;
+    }
     g_signal_connect(proxy, "g-signal", G_CALLBACK(lumo_proxy_on_signal), nullptr);
     g_signal_connect(proxy, "g-properties-changed", on_changed, user_data);
     return proxy;
@@ -248,6 +255,7 @@ struct Collection {
     std::mutex mutex;                 // guards *table and rendered
     Rendered rendered[kSlots] = {};   // one record per slot
     bool stale = false;               // under mutex: the gateway changed owner
+    char owner[256] = {};             // cache thread: the gateway's unique name at the fill
     guint added_id = 0, removed_id = 0;  // cache thread only
     uint64_t version = 0;                // under mutex: bumped by every change
 };
@@ -350,6 +358,22 @@ void clear_table(Collection &c)
         drop_proxy(p);
 }
 
+// The gateway's owner now, so that the owner change that brought it in does not
+// empty the table again once its signal arrives.
+void remember_owner(Collection &c)
+{
+    c.owner[0] = '\0';
+    GPtr<GVariant> reply(g_dbus_connection_call_sync(dbusconn, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                     "org.freedesktop.DBus", "GetNameOwner",
+                                                     g_variant_new("(s)", gw::kService), G_VARIANT_TYPE("(s)"),
+                                                     G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    const char *owner = nullptr;
+    if (reply) {
+        g_variant_get(reply.get(), "(&s)", &owner);
+        g_strlcpy(c.owner, owner, sizeof c.owner);
+    }
+}
+
 struct FillJob {
     Collection *c;
     int32_t status;
@@ -371,12 +395,15 @@ void fill(void *arg)
     }
     clear_table(c);  // a new gateway owner: no old member may survive
     subscribe(c);
+    remember_owner(c);
     GStrv paths;
     job->status = c.enumerate(&paths);
     if (job->status != 0)
         return;  // the table stays uninitialised: the next call tries again
     size_t n = 0, left_out = 0;
     for (char **p = paths.get(); p && *p; p++) {
+        if (!is_member_path(c, *p))
+            continue;  // e.g. the WPS objects under the WLAN devices
         if (n == kSlots) {
             left_out++;
             continue;
@@ -442,6 +469,8 @@ void on_owner_changed(GDBusConnection *, const char *, const char *, const char 
     if (std::strcmp(name, gw::kService) != 0 || std::strcmp(old_owner, new_owner) == 0)
         return;
     for (Collection *c : {&g_lan, &g_wlan}) {
+        if (std::strcmp(new_owner, c->owner) == 0)
+            continue;  // the owner the table was filled from
         std::lock_guard<std::mutex> lock(c->mutex);
         if (c->table->initialized)
             c->stale = true;
