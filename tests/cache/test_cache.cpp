@@ -95,6 +95,9 @@ TEST_F(Cache, InformationGettersMatchTheDirectOnesAndFollowChangesWithoutCalls)
     ASSERT_EQ(OvanGetWiFiInfo_Cache(&wifi), 0);
     EXPECT_EQ(wifi.Enable2G, wifi_direct.Enable2G);
     EXPECT_STREQ(wifi.WiFiMode, wifi_direct.WiFiMode);
+    EXPECT_EQ(wifi.ChannelScanScore, nullptr) << "string lists are not cached";
+    g_free(wifi_direct.ChannelScanScore);
+    g_free(wifi_direct.ChannelScanScore5G);
     EXPECT_NE(devinfoproxy, nullptr);
     EXPECT_NE(ntwkinfoproxy, nullptr);
     EXPECT_NE(wifiinfoproxy, nullptr);
