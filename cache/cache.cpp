@@ -422,26 +422,13 @@ void fill(void *arg)
     c.table->initialized = 1;
 }
 
-int32_t lan_host_paths(GStrv *paths)
+// The member paths of a direct enumerator's records (each begins with its path).
+template <typename Record, int32_t (*Direct)(Record **, uint32_t *)>
+int32_t member_paths(GStrv *paths)
 {
-    OvanLANHostExtWithIPv6_t *objs = nullptr;
+    Record *objs = nullptr;
     uint32_t num = 0;
-    int32_t ret = OvanGetLANHostExtWithIPv6Objs(&objs, &num);
-    if (ret != 0)
-        return ret;
-    char **out = g_new0(char *, num + 1);
-    for (uint32_t i = 0; i < num; i++)
-        out[i] = g_strndup(objs[i].path, sizeof objs[i].path);
-    g_free(objs);
-    paths->reset(out);
-    return 0;
-}
-
-int32_t wlan_device_paths(GStrv *paths)
-{
-    OvanWLANDevice_t *objs = nullptr;
-    uint32_t num = 0;
-    int32_t ret = OvanGetWLANDeviceObjs(&objs, &num);
+    int32_t ret = Direct(&objs, &num);
     if (ret != 0)
         return ret;
     char **out = g_new0(char *, num + 1);
@@ -453,9 +440,10 @@ int32_t wlan_device_paths(GStrv *paths)
 }
 
 Collection g_lan{"OvanGetLANHostObjs_Cache", "/com/quv/igd1/Config/LANHosts", "com.quv.igd1.LANHost", &lanpxyctx,
-                 &kLANHostTable, lan_host_paths};
+                 &kLANHostTable, member_paths<OvanLANHostExtWithIPv6_t, OvanGetLANHostExtWithIPv6Objs>};
 Collection g_wlan{"OvanGetWLANDeviceObjs_Cache", "/com/quv/igd1/Config/WLAN/Devices",
-                  "com.quv.igd1.WLANConfiguration", &wlanpxyctx, &kWLANDeviceTable, wlan_device_paths};
+                  "com.quv.igd1.WLANConfiguration", &wlanpxyctx, &kWLANDeviceTable,
+                  member_paths<OvanWLANDevice_t, OvanGetWLANDeviceObjs>};
 
 // ---- the gateway's owner ----
 
