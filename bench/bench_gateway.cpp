@@ -14,9 +14,8 @@ namespace {
 using lumo::GPtr;
 
 constexpr const char kLanHosts[] = "/com/quv/igd1/Config/LANHosts";
-constexpr const char kControlPath[] = "/org/lumo3/Simulator";
-constexpr const char kControlIface[] = "org.lumo3.Simulator1";
 
+using lumo::bench::populate_lan_hosts;
 using lumo::bench::raw_call;
 
 void BM_RawGetAllDevice(benchmark::State &state)
@@ -44,37 +43,6 @@ void BM_OvanGetDeviceInfo(benchmark::State &state)
     }
 }
 BENCHMARK(BM_OvanGetDeviceInfo)->UseRealTime();
-
-// Makes the LAN host collection hold exactly n hosts.
-bool populate_lan_hosts(int n)
-{
-    GPtr<GVariant> listing = raw_call(kLanHosts, "com.quv.igd1.ObjectManager", "GetManagedObjects", nullptr,
-                                  "(a{oa{sa{sv}}})");
-    if (!listing)
-        return false;
-    GPtr<GVariant> map(g_variant_get_child_value(listing.get(), 0));
-    GVariantIter it;
-    g_variant_iter_init(&it, map.get());
-    const char *path = nullptr;
-    GVariant *ifaces = nullptr;
-    while (g_variant_iter_next(&it, "{&o@a{sa{sv}}}", &path, &ifaces)) {
-        g_variant_unref(ifaces);
-        raw_call(kControlPath, kControlIface, "RemoveObject", g_variant_new("(s)", path));
-    }
-    for (int i = 0; i < n; i++) {
-        std::string host = std::string(kLanHosts) + "/" + std::to_string(1000 + i);
-        char mac[13];
-        g_snprintf(mac, sizeof mac, "0200%08X", static_cast<unsigned>(i));
-        GPtr<GVariant> props(g_variant_ref_sink(g_variant_new_parsed(
-            "{'com.quv.igd1.LANHost': {'MAC': <%s>, 'HostName': <'host'>, 'IP': <'192.168.1.20'>, "
-            "'DevType': <'PC'>, 'Active': <true>, 'OnlineTime': <uint32 100>, 'RxBytes': <uint64 1>, "
-            "'TxBytes': <uint64 2>, 'InternetAccess': <byte 1>, 'Brand': <'Brand'>, 'OS': <'Linux'>}}",
-            mac)));
-        if (!raw_call(kControlPath, kControlIface, "AddObject", g_variant_new("(s@a{sa{sv}})", host.c_str(), props.get())))
-            return false;
-    }
-    return true;
-}
 
 void BM_RawLANHostObjects(benchmark::State &state)
 {

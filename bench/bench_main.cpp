@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <map>
+#include <string>
 #include <syslog.h>
 #include <utility>
 #include <vector>
@@ -69,6 +70,39 @@ GPtr<GVariant> raw_call(const char *path, const char *iface, const char *method,
     return GPtr<GVariant>(g_dbus_connection_call_sync(conn, "com.quv.igd1", path, iface, method, args,
                                                       reply_type ? G_VARIANT_TYPE(reply_type) : nullptr,
                                                       G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+}
+
+bool populate_lan_hosts(int n)
+{
+    static const char kLanHosts[] = "/com/quv/igd1/Config/LANHosts";
+    static const char kControlPath[] = "/org/lumo3/Simulator";
+    static const char kControlIface[] = "org.lumo3.Simulator1";
+    GPtr<GVariant> listing = raw_call(kLanHosts, "com.quv.igd1.ObjectManager", "GetManagedObjects", nullptr,
+                                  "(a{oa{sa{sv}}})");
+    if (!listing)
+        return false;
+    GPtr<GVariant> map(g_variant_get_child_value(listing.get(), 0));
+    GVariantIter it;
+    g_variant_iter_init(&it, map.get());
+    const char *path = nullptr;
+    GVariant *ifaces = nullptr;
+    while (g_variant_iter_next(&it, "{&o@a{sa{sv}}}", &path, &ifaces)) {
+        g_variant_unref(ifaces);
+        raw_call(kControlPath, kControlIface, "RemoveObject", g_variant_new("(s)", path));
+    }
+    for (int i = 0; i < n; i++) {
+        std::string host = std::string(kLanHosts) + "/" + std::to_string(1000 + i);
+        char mac[13];
+        g_snprintf(mac, sizeof mac, "0200%08X", static_cast<unsigned>(i));
+        GPtr<GVariant> props(g_variant_ref_sink(g_variant_new_parsed(
+            "{'com.quv.igd1.LANHost': {'MAC': <%s>, 'HostName': <'host'>, 'IP': <'192.168.1.20'>, "
+            "'DevType': <'PC'>, 'Active': <true>, 'OnlineTime': <uint32 100>, 'RxBytes': <uint64 1>, "
+            "'TxBytes': <uint64 2>, 'InternetAccess': <byte 1>, 'Brand': <'Brand'>, 'OS': <'Linux'>}}",
+            mac)));
+        if (!raw_call(kControlPath, kControlIface, "AddObject", g_variant_new("(s@a{sa{sv}})", host.c_str(), props.get())))
+            return false;
+    }
+    return true;
 }
 
 void add_ratio(const std::string &library_benchmark, const std::string &raw_benchmark)

@@ -14,6 +14,9 @@ namespace lumo::bench {
 GPtr<GVariant> raw_call(const char *path, const char *iface, const char *method, GVariant *args,
                         const char *reply_type = nullptr);
 
+// Makes the simulator's LAN host collection hold exactly n hosts.
+bool populate_lan_hosts(int n);
+
 void add_ratio(const std::string &library_benchmark, const std::string &raw_benchmark);
 
 }  // namespace lumo::bench

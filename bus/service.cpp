@@ -2,6 +2,7 @@
 // and objects whose calls are routed to the application's callbacks.
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -146,8 +147,13 @@ GStr derive_service_name()
     return result;
 }
 
+// Guards the registration list: it is changed by the application's threads and
+// walked by the "mainLoop" thread.
+std::mutex g_reg_lock;
+
 OvanDBusObjReg_t *find_registration(const char *path, const char *iface)
 {
+    std::lock_guard<std::mutex> hold(g_reg_lock);
     for (OvanDBusObjReg_t *rec = qzr_dbus_obj_reg_list_head; rec; rec = rec->next)
         if (std::strcmp(rec->object_path, path) == 0 && std::strcmp(rec->interface_name, iface) == 0)
             return rec;
@@ -405,6 +411,7 @@ LUMO3_API int32_t OvanDBusRegisterObject(const char *object_path, GDBusInterface
         rec->object_path = g_strdup(object_path);
         rec->interface_name = g_strdup(interface_info->name);
         rec->callbacks = callbacks;
+        std::lock_guard<std::mutex> hold(g_reg_lock);
         rec->next = qzr_dbus_obj_reg_list_head;
         qzr_dbus_obj_reg_list_head = rec;
         vtable.method_call = callbacks->method_call ? generic_method_call : nullptr;
@@ -432,8 +439,13 @@ LUMO3_API void OvanDBusUnRegisterObject(unsigned int reg_id)
         return;
     }
     g_dbus_connection_unregister_object(conn, reg_id);
-    if (OvanDBusObjReg_t *rec = lumo::bus::unlink_first(&qzr_dbus_obj_reg_list_head, &OvanDBusObjReg_t::reg_id,
-                                                         static_cast<uint32_t>(reg_id))) {
+    OvanDBusObjReg_t *rec;
+    {
+        std::lock_guard<std::mutex> hold(g_reg_lock);
+        rec = lumo::bus::unlink_first(&qzr_dbus_obj_reg_list_head, &OvanDBusObjReg_t::reg_id,
+                                      static_cast<uint32_t>(reg_id));
+    }
+    if (rec) {
         g_free(rec->object_path);
         g_free(rec->interface_name);
         g_free(rec);

@@ -1,4 +1,5 @@
 // Signal emission and subscriptions on the hosted service's connection.
+#include <mutex>
 #include <syslog.h>
 
 #include "bus/connection.hpp"
@@ -26,6 +27,10 @@ void free_record(OvanDBusSigSubst_t *rec)
 extern "C" {
 
 LUMO3_API OvanDBusSigSubst_t *qzr_dbus_sigsubst_list_head = nullptr;
+
+// Guards the list: it is changed by the application's threads and walked by the
+// thread that dispatches signals.
+static std::mutex g_sigsubst_lock;
 
 LUMO3_API int32_t OvanDBusEmitSignal(const char *destination_bus_name, const char *object_path,
                                      const char *interface_name, const char *signal_name, OvanVariant *parameters)
@@ -95,8 +100,11 @@ LUMO3_API uint32_t OvanDBusSubscribeSignal(const char *sender_name, const char *
     rec->signal_name = g_strdup(signal_name);
     rec->callback = handler;
     rec->user_data = user_data;
-    rec->next = qzr_dbus_sigsubst_list_head;
-    qzr_dbus_sigsubst_list_head = rec;
+    {
+        std::lock_guard<std::mutex> hold(g_sigsubst_lock);
+        rec->next = qzr_dbus_sigsubst_list_head;
+        qzr_dbus_sigsubst_list_head = rec;
+    }
     rec->subid = g_dbus_connection_signal_subscribe(conn, sender_name, interface_name, signal_name, object_path,
                                                     nullptr, G_DBUS_SIGNAL_FLAGS_NONE, _OvanBusGenericSignalFunction,
                                                     rec, nullptr);
@@ -114,8 +122,13 @@ LUMO3_API void OvanDBusUnSubscribeSignal(unsigned int subid)
         return;
     }
     g_dbus_connection_signal_unsubscribe(conn, subid);
-    if (OvanDBusSigSubst_t *rec = lumo::bus::unlink_first(&qzr_dbus_sigsubst_list_head, &OvanDBusSigSubst_t::subid,
-                                                           static_cast<uint32_t>(subid)))
+    OvanDBusSigSubst_t *rec;
+    {
+        std::lock_guard<std::mutex> hold(g_sigsubst_lock);
+        rec = lumo::bus::unlink_first(&qzr_dbus_sigsubst_list_head, &OvanDBusSigSubst_t::subid,
+                                      static_cast<uint32_t>(subid));
+    }
+    if (rec)
         free_record(rec);
 }
 
@@ -132,12 +145,24 @@ LUMO3_API void _OvanBusGenericSignalFunction(GDBusConnection *, const char *send
     }
     // The record may have been unsubscribed meanwhile: find it in the list before
     // touching it (records are unique per subscription id).
-    for (OvanDBusSigSubst_t *rec = qzr_dbus_sigsubst_list_head; rec; rec = rec->next) {
-        if (rec == user_data) {
-            if (rec->callback)
-                rec->callback(sender_name, object_path, interface_name, signal_name, parameters, rec->user_data);
-            return;
+    OvanDBusSignalHandler_t callback = nullptr;
+    void *callback_data = nullptr;
+    bool found = false;
+    {
+        std::lock_guard<std::mutex> hold(g_sigsubst_lock);
+        for (OvanDBusSigSubst_t *rec = qzr_dbus_sigsubst_list_head; rec && !found; rec = rec->next) {
+            if (rec == user_data) {
+                found = true;
+                callback = rec->callback;
+                callback_data = rec->user_data;
+            }
         }
+    }
+    if (found) {
+        // Called without the lock: a handler may subscribe or unsubscribe.
+        if (callback)
+            callback(sender_name, object_path, interface_name, signal_name, parameters, callback_data);
+        return;
     }
     lumo_log(tag, LOG_ERR, "Signal [sender(%s) path(%s), interface(%s), signal(%s)] not Subscribed by any APP.",
              nn(sender_name), nn(object_path), nn(interface_name), nn(signal_name));

@@ -947,4 +947,14 @@ GVariant *string_array(const char *const *items)
     return g_variant_new_strv(items, -1);
 }
 
+// ---- one property at a time ----
+
+bool fill_field(const Field &f, void *record, GVariant *value)
+{
+    if (!f.from_bus() || !value || !wire_type_fits(f, value))
+        return false;
+    store(f, record, value);
+    return true;
+}
+
 }  // namespace lumo::gw

@@ -417,4 +417,10 @@ lumo::GStrv entries_not_within(const Field &list, const void *record, const char
 // An "as" (floating) of the strings of a null-terminated vector.
 GVariant *string_array(const char *const *items);
 
+// ---- one property at a time ----
+
+// Stores `value` into field `f` of `record` as fill_record would (cut to the width,
+// nothing written for another wire type); true when written.
+bool fill_field(const Field &f, void *record, GVariant *value);
+
 }  // namespace lumo::gw

@@ -28,5 +28,6 @@
 #include "lumo3_servers.h"
 #include "lumo3_storage.h"
 #include "lumo3_vsie.h"
+#include "lumo3_cache.h"
 
 #endif /* LUMO3_H */

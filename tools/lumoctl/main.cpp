@@ -406,9 +406,16 @@ void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs>
 }  // namespace
 }  // namespace lumoctl
 
+namespace lumoctl {
+int run_cached(int argc, char **argv);  // cached.cpp
+}
+
 int main(int argc, char **argv)
 {
     using namespace lumoctl;
+    for (int i = 1; i < argc; i++)
+        if (std::strcmp(argv[i], "--cached") == 0)
+            return run_cached(argc, argv);
     CLI::App app{"lumoctl: read and change a home gateway's objects and run its commands over D-Bus, "
                  "through liblumo3."};
     app.name("lumoctl");

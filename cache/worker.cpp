@@ -1,0 +1,107 @@
+// The cache thread. Jobs are handed over through a queue under a std::mutex (not
+// through GLib's sources) so that every hand-over is visible to thread checkers.
+#include "cache/worker.hpp"
+
+#include <condition_variable>
+#include <mutex>
+
+namespace lumo::cache {
+
+namespace {
+
+struct Job {
+    void (*fn)(void *);
+    void *arg;
+    bool done = false;
+    Job *next = nullptr;
+};
+
+struct Worker {
+    std::mutex mutex;
+    std::condition_variable finished;
+    Job *head = nullptr;
+    Job *tail = nullptr;
+    GMainContext *context = nullptr;
+};
+
+thread_local bool t_on_worker = false;
+
+void run_jobs(Worker &w)
+{
+    for (;;) {
+        Job *job;
+        {
+            std::lock_guard<std::mutex> lock(w.mutex);
+            job = w.head;
+            if (!job)
+                return;
+            w.head = job->next;
+            if (!w.head)
+                w.tail = nullptr;
+        }
+        job->fn(job->arg);
+        {
+            std::lock_guard<std::mutex> lock(w.mutex);
+            job->done = true;
+        }
+        w.finished.notify_all();
+    }
+}
+
+gpointer worker_main(gpointer data)
+{
+    auto *w = static_cast<Worker *>(data);
+    t_on_worker = true;
+    g_main_context_push_thread_default(w->context);
+    for (;;) {
+        run_jobs(*w);
+        g_main_context_iteration(w->context, TRUE);
+    }
+    return nullptr;
+}
+
+Worker &worker()
+{
+    static Worker *w = [] {
+        auto *fresh = new Worker;
+        fresh->context = g_main_context_new();
+        g_thread_unref(g_thread_new("lumoCache", worker_main, fresh));
+        return fresh;
+    }();
+    return *w;
+}
+
+}  // namespace
+
+void run_on_worker(void (*fn)(void *), void *arg)
+{
+    if (t_on_worker) {
+        fn(arg);
+        return;
+    }
+    Worker &w = worker();
+    Job job{fn, arg};
+    {
+        std::lock_guard<std::mutex> lock(w.mutex);
+        if (w.tail)
+            w.tail->next = &job;
+        else
+            w.head = &job;
+        w.tail = &job;
+    }
+    g_main_context_wakeup(w.context);
+    std::unique_lock<std::mutex> lock(w.mutex);
+    w.finished.wait(lock, [&] { return job.done; });
+}
+
+GMainContext *worker_context()
+{
+    return worker().context;
+}
+
+bool on_worker()
+{
+    return t_on_worker;
+}
+
+}  // namespace lumo::cache
