@@ -70,7 +70,7 @@ GStr print_value(GVariant *value, int priority)
 {
     if (!lumo::log::wanted(priority))
         return GStr(g_strdup(""));
-    return GStr(value ? g_variant_print(value, TRUE) : g_strdup("NULL"));
+    return value ? print_masked(value) : GStr(g_strdup("NULL"));
 }
 
 }  // namespace lumo::bus
