@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "bus_support/bus_fixture.hpp"
+#include "lumo3_uci.h"
 #include "support/service_context.hpp"
+#include "support/temp_root.hpp"
 #include "tools/lumoctl/registry.hpp"
 
 namespace {
@@ -87,6 +89,37 @@ TEST_F(Concurrency, EightThreadsGetTheAnswersALoneCallerGets)
     for (const std::string &w : first_wrong)
         shown += w;
     EXPECT_EQ(wrong.load(), 0) << shown;
+}
+
+// Writers of one package on eight threads: each commit applies its own change to the
+// file as it is then, so none is lost and the file always parses.
+TEST(ConcurrentUci, EightWritersOfOnePackageLoseNothing)
+{
+    lumo::test::TempRoot root;
+    root.write("/etc/config/devname", "config names 'macs'\n");
+    constexpr int kPerThread = 12;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; t++) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < kPerThread; i++) {
+                const std::string option = "m" + std::to_string(t) + "_" + std::to_string(i);
+                uci_write_option("devname", "macs", option.c_str(), ("name " + option).c_str());
+            }
+        });
+    }
+    for (std::thread &th : threads)
+        th.join();
+    uint32_t count = 0;
+    EXPECT_EQ(uci_read_section("devname", "names", "macs", nullptr, &count), 0);
+    EXPECT_EQ(count, uint32_t(kThreads * kPerThread));
+    for (int t = 0; t < kThreads; t++) {
+        for (int i = 0; i < kPerThread; i++) {
+            const std::string option = "m" + std::to_string(t) + "_" + std::to_string(i);
+            char value[256] = "";
+            uci_read_option("devname", "macs", option.c_str(), value);
+            EXPECT_EQ(std::string(value), "name " + option);
+        }
+    }
 }
 
 }  // namespace
