@@ -98,6 +98,10 @@ TEST_F(LumoctlTest, ReadsEachKindWithTypedJson)
     EXPECT_EQ(lumoctl({"--json", "device", "get", "--layout", "v4"}).json()["DevStyle"], "white");
 
     Json pon = lumoctl({"--json", "pon", "get"}).json();
+    EXPECT_EQ(pon["LOID"], "<hidden>");  // secrets only on request
+    EXPECT_EQ(pon["Password"], "<hidden>");
+    EXPECT_EQ(lumoctl({"--json", "--show-secrets", "pon", "get"}).json()["Password"], "ponpass");
+    EXPECT_EQ(lumoctl({"pon", "get"}).out.find("ponpass"), std::string::npos);
     EXPECT_TRUE(pon["Temperature"].is_number_float());
     EXPECT_DOUBLE_EQ(pon["Temperature"].get<double>(), 45.5);
 

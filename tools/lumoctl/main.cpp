@@ -480,6 +480,8 @@ int main(int argc, char **argv)
                                ->capture_default_str();
     app.add_option("--address", opt.address, "D-Bus address of the gateway's system bus");
     app.add_option("--root", opt.root, "redirected root directory (LUMO_SYSROOT)");
+    bool reveal = false;
+    app.add_flag("--show-secrets", reveal, "print password, key and LOID fields instead of <hidden>");
     app.add_option("--password-file", opt.password_file,
                    "read passwords from FILE's first line ('-': standard input, also the default)");
 
@@ -508,6 +510,7 @@ int main(int argc, char **argv)
         return kExitRefused;
     }
 
+    show_secrets(reveal);
     if (!opt.address.empty())
         g_setenv("DBUS_SYSTEM_BUS_ADDRESS", opt.address.c_str(), TRUE);
     if (!opt.root.empty())
