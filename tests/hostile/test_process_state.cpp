@@ -65,8 +65,10 @@ TEST_F(ProcessStateTest, CallsLeaveUmaskSignalsLocaleCwdAndEnvironmentAlone)
     EXPECT_EQ(OvanInit(), 0);
     for (const lumoctl::Entry &e : lumoctl::entries()) {
         std::vector<unsigned char> rec(e.table->record_size);
-        if (e.get)
+        if (e.get) {
             e.get(rec.data());
+            lumoctl::release_lists(*e.table, rec.data());
+        }
         if (e.list) {
             void *objs = nullptr;
             uint32_t n = 0, status = 0;
