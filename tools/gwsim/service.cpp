@@ -1,8 +1,9 @@
 #include "tools/gwsim/service.hpp"
-#include "tools/gwsim/hostile.hpp"
 
 #include <cstdio>
 #include <cstring>
+
+#include "tools/gwsim/hostile.hpp"
 
 namespace lumo::gwsim {
 
