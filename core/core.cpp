@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <pthread.h>
 #include <syslog.h>
 
 #include "core/glib_ptr.hpp"
@@ -10,7 +11,9 @@
 
 namespace {
 
-GMutex errmsg_lock;  // guards qzr_dbus_service_context->errmsg
+// Guards qzr_dbus_service_context->errmsg. A pthread mutex rather than a GMutex, so
+// that ThreadSanitizer sees the ordering it gives.
+pthread_mutex_t errmsg_lock = PTHREAD_MUTEX_INITIALIZER;
 
 }  // namespace
 
@@ -65,10 +68,10 @@ LUMO3_API void OvanSetErrMsg(const char *msg)
     }
     // Every bus call on every thread clears or sets the message: unguarded, two
     // threads would free the same string.
-    g_mutex_lock(&errmsg_lock);
+    pthread_mutex_lock(&errmsg_lock);
     g_free(ctx->errmsg);
     ctx->errmsg = g_strdup(msg);
-    g_mutex_unlock(&errmsg_lock);
+    pthread_mutex_unlock(&errmsg_lock);
 }
 
 LUMO3_API const char *OvanGetErrMsg(void)
@@ -79,9 +82,9 @@ LUMO3_API const char *OvanGetErrMsg(void)
     // The caller reads a copy of its own (valid until this thread asks again), so
     // another thread's call cannot free the text under it.
     static thread_local lumo::GStr copy;
-    g_mutex_lock(&errmsg_lock);
+    pthread_mutex_lock(&errmsg_lock);
     copy.reset(ctx->errmsg ? g_strdup(ctx->errmsg) : nullptr);
-    g_mutex_unlock(&errmsg_lock);
+    pthread_mutex_unlock(&errmsg_lock);
     return copy.get();
 }
 
