@@ -67,68 +67,11 @@ void consume_floating(GVariant *value)
         g_variant_unref(g_variant_ref_sink(value));
 }
 
-namespace {
-
-// Dictionary keys whose values are secrets (vpn_pwd, DDNSPassword, InitUAPwd, ...).
-bool secret_key(const char *key)
-{
-    GStr lower(g_ascii_strdown(key, -1));
-    return std::strstr(lower.get(), "pwd") || std::strstr(lower.get(), "passw");
-}
-
-// A copy of `value` in which the values of secret keys are replaced by their type.
-GVariant *masked(GVariant *value)
-{
-    if (!g_variant_is_container(value))
-        return g_variant_ref(value);
-    if (g_variant_is_of_type(value, G_VARIANT_TYPE("{sv}"))) {
-        GPtr<GVariant> key(g_variant_get_child_value(value, 0));
-        if (secret_key(g_variant_get_string(key.get(), nullptr))) {
-            GPtr<GVariant> boxed(g_variant_get_child_value(value, 1));
-            GPtr<GVariant> inner(g_variant_get_variant(boxed.get()));
-            GStr shown(g_strdup_printf("<hidden %s>", g_variant_get_type_string(inner.get())));
-            return g_variant_ref_sink(
-                g_variant_new_dict_entry(key.get(), g_variant_new_variant(g_variant_new_string(shown.get()))));
-        }
-    }
-    const size_t n = g_variant_n_children(value);
-    GVariant **children = g_new(GVariant *, n ? n : 1);
-    for (size_t i = 0; i < n; i++) {
-        GPtr<GVariant> child(g_variant_get_child_value(value, i));
-        children[i] = masked(child.get());
-    }
-    GVariant *out;
-    if (g_variant_is_of_type(value, G_VARIANT_TYPE_VARIANT))
-        out = g_variant_new_variant(children[0]);
-    else if (g_variant_is_of_type(value, G_VARIANT_TYPE_MAYBE))
-        out = g_variant_new_maybe(g_variant_type_element(g_variant_get_type(value)), n ? children[0] : nullptr);
-    else if (g_variant_is_of_type(value, G_VARIANT_TYPE_ARRAY))
-        out = n ? g_variant_new_array(nullptr, children, n)
-                : g_variant_new_array(g_variant_type_element(g_variant_get_type(value)), nullptr, 0);
-    else if (g_variant_is_of_type(value, G_VARIANT_TYPE_DICT_ENTRY))
-        out = g_variant_new_dict_entry(children[0], children[1]);
-    else
-        out = g_variant_new_tuple(children, n);
-    for (size_t i = 0; i < n; i++)
-        g_variant_unref(children[i]);
-    g_free(children);
-    return g_variant_ref_sink(out);
-}
-
-}  // namespace
-
 GStr print_value(GVariant *value, int priority)
 {
     if (!lumo::log::wanted(priority))
         return GStr(g_strdup(""));
-    if (!value)
-        return GStr(g_strdup("NULL"));
-    // Secrets sent or read in dictionaries never reach the log; their type does.
-    if (std::strstr(g_variant_get_type_string(value), "{sv}")) {
-        GPtr<GVariant> shown(masked(value));
-        return GStr(g_variant_print(shown.get(), TRUE));
-    }
-    return GStr(g_variant_print(value, TRUE));
+    return value ? print_masked(value) : GStr(g_strdup("NULL"));
 }
 
 }  // namespace lumo::bus

@@ -27,6 +27,15 @@ void consume_floating(GVariant *value);
 // that priority would be seen (printing large replies is the costliest part of a call).
 GStr print_value(GVariant *value, int priority);
 
+// True when a property or method name says its value is a password, key or LOID
+// (case-insensitive).
+bool secret_name(const char *name);
+// g_variant_print of `value` with every string under a secret dictionary key shown
+// as "<hidden>".
+GStr print_masked(GVariant *value);
+// print_value of one property's value; a secret property's string shows as "<hidden>".
+GStr print_property(const char *name, GVariant *value, int priority);
+
 // Unlinks and returns the first record of a registration or subscription list whose
 // id is `id`; null when there is none.
 template <typename Record, typename Id>

@@ -29,7 +29,9 @@ bool is_one_of(const char *s, std::initializer_list<const char *> words)
 
 bool carries_password(const char *method)
 {
-    return is_one_of(method, {"SetLOID", "CheckUAPasswd", "SetUAPasswd", "CheckTAPasswd"});
+    // Positional arguments have no names: the method's own name has to tell.
+    return is_one_of(method, {"SetLOID", "CheckUAPasswd", "SetUAPasswd", "CheckTAPasswd"}) ||
+           lumo::bus::secret_name(method);
 }
 
 // Dangerous operations are audited at error level before they are sent.
@@ -46,9 +48,8 @@ void audit(const char *tag, const char *service, const char *iface, const char *
         return;
     lumo_log(tag, LOG_ERR, "S(%s), I(%s), M(%s)", service, iface, method);
     if (std::strcmp(iface, "com.quv.kest1.framework") == 0 && std::strcmp(method, "Restore") == 0) {
-        // The cloud client picks the restore up from this marker; it must be readable
-        // by every service, hence the open file-creation mask.
-        umask(0);
+        // The cloud client picks the restore up from this marker; the store creates
+        // its files readable by every service, without touching the caller's umask.
         uci_write_option("cloudclient", "global", "enable", "kest.restore");
     }
 }

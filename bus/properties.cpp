@@ -117,7 +117,7 @@ LUMO3_API int32_t OvanDBusGetProperty(const char *service_name, const char *obje
             lumo_log(tag, LOG_ERR, "get variant type %s, not (v)", g_variant_get_type_string(reply.get()));
         }
     }
-    GStr printed = lumo::bus::print_value(got.get(), LOG_DEBUG);
+    GStr printed = lumo::bus::print_property(prop_name, got.get(), LOG_DEBUG);
     lumo_log(tag, LOG_DEBUG, "return (%d), get value (%s)", ret, printed.get());
     if (ret == 0 && value)
         *value = got.release();
@@ -129,7 +129,7 @@ LUMO3_API int32_t OvanDBusSetProperty(const char *service_name, const char *obje
 {
     static const char tag[] = "OvanDBusSetProperty";
     GPtr<GVariant> owned = lumo::ref_sink(value);
-    GStr printed = lumo::bus::print_value(value, LOG_ERR);
+    GStr printed = lumo::bus::print_property(prop_name, value, LOG_ERR);
     lumo_log(tag, LOG_DEBUG, "service_name(%s), object_path(%s), interface_name(%s), prop_name(%s), value(%s)",
              nn(service_name), nn(object_path), nn(interface_name), nn(prop_name), printed.get());
     PropertyCall call{tag, service_name, object_path, interface_name, prop_name ? prop_name : "NULL"};

@@ -2,11 +2,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <pthread.h>
 #include <syslog.h>
 
 #include "core/glib_ptr.hpp"
 #include "core/paths.hpp"
 #include "lumo3_core.h"
+
+namespace {
+
+// Guards qzr_dbus_service_context->errmsg. A pthread mutex rather than a GMutex, so
+// that ThreadSanitizer sees the ordering it gives.
+pthread_mutex_t errmsg_lock = PTHREAD_MUTEX_INITIALIZER;
+
+}  // namespace
 
 extern "C" {
 
@@ -57,13 +66,26 @@ LUMO3_API void OvanSetErrMsg(const char *msg)
         lumo_log("OvanSetErrMsg", LOG_ERR, "%s exit\n", ctx->service_name);
         std::exit(-1);
     }
+    // Every bus call on every thread clears or sets the message: unguarded, two
+    // threads would free the same string.
+    pthread_mutex_lock(&errmsg_lock);
     g_free(ctx->errmsg);
     ctx->errmsg = g_strdup(msg);
+    pthread_mutex_unlock(&errmsg_lock);
 }
 
 LUMO3_API const char *OvanGetErrMsg(void)
 {
-    return qzr_dbus_service_context ? qzr_dbus_service_context->errmsg : nullptr;
+    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    if (!ctx)
+        return nullptr;
+    // The caller reads a copy of its own (valid until this thread asks again), so
+    // another thread's call cannot free the text under it.
+    static thread_local lumo::GStr copy;
+    pthread_mutex_lock(&errmsg_lock);
+    copy.reset(ctx->errmsg ? g_strdup(ctx->errmsg) : nullptr);
+    pthread_mutex_unlock(&errmsg_lock);
+    return copy.get();
 }
 
 }  // extern "C"

@@ -205,7 +205,6 @@ int32_t get_online(const char *tag, const OnlineMethod &m, const RecordTable &ta
 // dropping the oldest (the section's first option).
 void store_devname(const OvanLANHost_t &host)
 {
-    umask(0);
     uci_write_option("devname", "macs", terminated_copy(host.MAC).data(), host.DevName);
 
     UciOptionEntry *raw = nullptr;

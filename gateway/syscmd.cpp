@@ -64,7 +64,9 @@ size_t length(const char *s)
 
 void enter_set_loid(const char *tag, const Args &a)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, loid(%s), province(%s)", or_empty(a.text[0]), or_empty(a.text[2]));
+    // The LOID identifies the subscriber's line: it never reaches the log.
+    lumo_log(tag, LOG_DEBUG, "enter, loid(%s), province(%s)", filled(a.text[0]) ? "<hidden>" : "",
+             or_empty(a.text[2]));
 }
 
 void enter_set_datetime(const char *tag, const Args &a)

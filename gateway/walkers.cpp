@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <syslog.h>
 
 #include "bus/connection.hpp"
@@ -284,9 +285,10 @@ void fill_record(Fields fields, void *record, GVariant *dict)
     // the bulk of a large listing's cost.
     GVariantIter iter;
     g_variant_iter_init(&iter, dict);
-    // A list key sent twice would replace a block already handed to the record: the
-    // first one stays.
-    uint64_t lists_seen = 0;
+    // A peer may send a key twice: a list block this walk already stored is freed
+    // before the later value replaces it.
+    const Field *lists_stored[16];
+    size_t n_lists_stored = 0;
     while (GVariant *raw_entry = g_variant_iter_next_value(&iter)) {
         GPtr<GVariant> entry(raw_entry);
         GPtr<GVariant> key(g_variant_get_child_value(entry.get(), 0));
@@ -300,18 +302,26 @@ void fill_record(Fields fields, void *record, GVariant *dict)
         }
         if (!match || !match->from_bus())
             continue;
-        if (match->type == Type::StrList) {
-            const uint64_t bit = uint64_t{1} << ((match - fields.data()) % 64);
-            if (lists_seen & bit)
-                continue;
-            lists_seen |= bit;
-        }
         GPtr<GVariant> boxed(g_variant_get_child_value(entry.get(), 1));
         GPtr<GVariant> value(g_variant_get_variant(boxed.get()));
         // A value of another wire type is never written: a "t" sent for a "u" field
         // must not spill into the next field.
-        if (wire_type_fits(*match, value.get()))
-            store(*match, record, value.get());
+        if (!wire_type_fits(*match, value.get()))
+            continue;
+        bool again = false;
+        if (match->type == Type::StrList) {
+            for (size_t i = 0; i < n_lists_stored; i++)
+                again = again || lists_stored[i] == match;
+            if (again) {
+                g_free(get<void *>(record, match->aux));
+                put<void *>(record, match->aux, nullptr);
+            }
+        }
+        store(*match, record, value.get());
+        // Only blocks this walk allocated are ours to free; the caller's pointer is not.
+        if (match->type == Type::StrList && !again && get<uint32_t>(record, match->offset) > 0 &&
+            n_lists_stored < std::size(lists_stored))
+            lists_stored[n_lists_stored++] = match;
     }
 }
 
@@ -460,6 +470,13 @@ int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, 
     GVariant *raw = nullptr;
     int32_t ret = OvanDBusCallMethod(kService, shape.path, shape.iface, shape.method, args, &raw, -1);
     GPtr<GVariant> reply(raw);
+    return read_command_reply(shape, ret, reply.get(), status, errmsg, lead);
+}
+
+int32_t read_command_reply(const CommandSpec &shape, int32_t ret, GVariant *reply_value, uint32_t *status,
+                           char **errmsg, GPtr<GVariant> *lead)
+{
+    GPtr<GVariant> reply(reply_value ? g_variant_ref(reply_value) : nullptr);
     if (ret == 0 && reply && shape.reply_line) {
         GStr printed = bus::print_value(reply.get(), LOG_DEBUG);
         lumo_log(shape.tag, LOG_DEBUG, shape.reply_line, printed.get());

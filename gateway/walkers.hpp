@@ -197,6 +197,11 @@ int32_t run_command(const CommandSpec &shape, GVariant *args, uint32_t *status, 
 int32_t run_command(const CommandSpec &shape, ArgTuple &args, uint32_t *status, char **errmsg,
                     GPtr<GVariant> *lead = nullptr);
 
+// The reply half of run_command: `ret` is the call's result, `reply` (borrowed, may
+// be null) its reply.
+int32_t read_command_reply(const CommandSpec &shape, int32_t ret, GVariant *reply, uint32_t *status, char **errmsg,
+                           GPtr<GVariant> *lead = nullptr);
+
 // The outputs of a refused or failed command: *status 1 and a copy of `message`.
 int32_t fail_command(uint32_t *status, char **errmsg, const char *message);
 

@@ -17,3 +17,10 @@ for preset in "${presets[@]}"; do
   cmake --build --preset "$preset" -j "$(nproc)"
   ctest --preset "$preset"
 done
+
+# Fuzzing (only in a full run): replay every target's seed corpus, then fuzz each
+# target briefly. LUMO_FUZZ_SECONDS=0 replays only; LUMO_FUZZ=0 skips the step.
+if [ $# -eq 0 ] && [ "${LUMO_FUZZ:-1}" != 0 ]; then
+  echo "=== fuzz ==="
+  scripts/fuzz.sh "${LUMO_FUZZ_SECONDS:-30}"
+fi

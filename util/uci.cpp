@@ -2,6 +2,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 #include <new>
 #include <string>
 #include <vector>
@@ -42,6 +44,19 @@ void fill_entries(const lumo::uci::Section &s, UciOptionEntry *&at)
         g_strlcpy(at->value, o.text().c_str(), sizeof at->value);
         ++at;
     }
+}
+
+// The owner file as a stream, created readable by every service without touching
+// the process umask.
+FILE *open_owner_file(const char *path, int flags, const char *mode)
+{
+    int fd = lumo::uci::open_shared(path, flags);
+    if (fd < 0)
+        return nullptr;
+    FILE *fp = fdopen(fd, mode);
+    if (!fp)
+        close(fd);
+    return fp;
 }
 
 }  // namespace
@@ -170,7 +185,7 @@ LUMO3_API int update_wlan_device_owner(const char *owner, const char *path, int 
         // A newline in either field would forge a record of its own.
         if (!path || std::strchr(owner, '\n') || std::strchr(path, '\n'))
             return -1;
-        FILE *fp = std::fopen(file.get(), "a");
+        FILE *fp = open_owner_file(file.get(), O_WRONLY | O_APPEND, "a");
         if (!fp)
             return 0;
         std::fprintf(fp, "%s %s\n", path, owner);
@@ -193,7 +208,7 @@ LUMO3_API int update_wlan_device_owner(const char *owner, const char *path, int 
         std::free(line);
         std::fclose(fp);
     }
-    FILE *fp = std::fopen(file.get(), "w");
+    FILE *fp = open_owner_file(file.get(), O_WRONLY | O_TRUNC, "w");
     if (!fp)
         return 0;
     // Deliberately writes only every other remaining record (1st, 3rd, 5th, ...): the

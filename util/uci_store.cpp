@@ -212,6 +212,24 @@ std::string config_dir()
     return dir.get();
 }
 
+}  // namespace
+
+// A file every service must be able to open: created 0644 whatever the caller's
+// umask (which is left alone), an existing file's mode kept.
+int open_shared(const std::string &path, int flags)
+{
+    int fd = open(path.c_str(), flags | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (fd >= 0) {
+        fchmod(fd, 0644);
+        return fd;
+    }
+    if (errno != EEXIST)
+        return -1;
+    return open(path.c_str(), flags | O_CLOEXEC);
+}
+
+namespace {
+
 // Exclusive lock of one package, held until destruction. A separate lock file,
 // because every commit replaces the package file's inode.
 class PackageLock {
@@ -228,7 +246,7 @@ public:
     int acquire(std::string_view package)
     {
         std::string path = config_dir() + "/." + std::string(package) + ".lock";
-        fd_ = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
+        fd_ = open_shared(path, O_RDONLY);
         if (fd_ < 0)
             return errno == ENOENT ? kNotFound : kIoError;
         while (flock(fd_, LOCK_EX) != 0)

@@ -119,6 +119,11 @@ private:
     int err_ = kOk;
 };
 
+// Opens `path` with `flags` (O_RDONLY, O_WRONLY | O_APPEND, ...), creating it with
+// mode 0644 whatever the process umask; an existing file keeps its mode. -1 with
+// errno on failure.
+int open_shared(const std::string &path, int flags);
+
 // Deletes from a package's file every line containing needle (plain substring),
 // under the package lock and by atomic replacement. kOk also when nothing matched;
 // kParseError (file untouched) when the file, or the file left after the deletion,

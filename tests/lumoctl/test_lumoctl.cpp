@@ -2,6 +2,7 @@
 // JSON (parsed) and the exit codes scripts rely on.
 #include <gtest/gtest.h>
 
+#include <glib/gstdio.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,6 +98,10 @@ TEST_F(LumoctlTest, ReadsEachKindWithTypedJson)
     EXPECT_EQ(lumoctl({"--json", "device", "get", "--layout", "v4"}).json()["DevStyle"], "white");
 
     Json pon = lumoctl({"--json", "pon", "get"}).json();
+    EXPECT_EQ(pon["LOID"], "<hidden>");  // secrets only on request
+    EXPECT_EQ(pon["Password"], "<hidden>");
+    EXPECT_EQ(lumoctl({"--json", "--show-secrets", "pon", "get"}).json()["Password"], "ponpass");
+    EXPECT_EQ(lumoctl({"pon", "get"}).out.find("ponpass"), std::string::npos);
     EXPECT_TRUE(pon["Temperature"].is_number_float());
     EXPECT_DOUBLE_EQ(pon["Temperature"].get<double>(), 45.5);
 
@@ -486,6 +491,49 @@ TEST_F(LumoctlTest, AccessAndTestObjects)
     Outcome started = lumoctl({"--json", "speedtest-ff", "start", "60"});
     EXPECT_EQ(started.code, 0) << started.err;
     EXPECT_EQ(lumoctl({"speedtest-ff", "start", "3601"}).code, 2);
+}
+
+}  // namespace
+}  // namespace lumo::test
+
+namespace lumo::test {
+namespace {
+
+// Passwords come from --password-file (first line) or standard input, never from the
+// command line where the process list shows them.
+TEST_F(LumoctlTest, PasswordsComeFromAFileOrStandardInputOnly)
+{
+    gchar *dir = g_dir_make_tmp("lumoctl-pw-XXXXXX", nullptr);
+    ASSERT_NE(dir, nullptr);
+    const std::string file = std::string(dir) + "/pw";
+    ASSERT_TRUE(g_file_set_contents(file.c_str(), "Secret#123\r\nignored\n", -1, nullptr));
+
+    sim.clear_call_log();
+    Outcome r = lumoctl({"--password-file", file, "system", "set-ua-passwd"});
+    EXPECT_EQ(r.code, 0) << r.err;
+    std::vector<LoggedCall> calls = sim.call_log();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_EQ(calls.back().method, "SetUAPasswd");
+    EXPECT_NE(calls.back().args_text().find("'Secret#123'"), std::string::npos) << calls.back().args_text();
+    EXPECT_EQ(r.out.find("Secret#123"), std::string::npos);
+
+    const std::vector<std::vector<std::string>> refused = {
+        {"system", "set-ua-passwd", "Secret#123"},                      // on the command line
+        {"--password-file", dir + std::string("/none"), "system", "check-ua-passwd"},  // unreadable
+        {"--password-file", "-", "system", "check-ta-passwd"},            // nothing on standard input
+        {"system", "set-loid", "LOID1", "BEJ"},                           // likewise
+    };
+    sim.clear_call_log();
+    for (const auto &args : refused) {
+        Outcome o = lumoctl(args);
+        EXPECT_EQ(o.code, 2) << args.back() << o.err;
+        EXPECT_TRUE(o.one_line_error()) << o.err;
+        EXPECT_EQ(o.err.find("Secret#123"), std::string::npos);
+    }
+    EXPECT_EQ(sim.count_calls(), 0u);
+    g_unlink(file.c_str());
+    g_rmdir(dir);
+    g_free(dir);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <glib.h>
+#include <sys/stat.h>
 
 #include "lumo3_uci.h"
 #include "support/temp_root.hpp"
@@ -301,6 +302,54 @@ TEST_F(Owner, MissingFileOrDirectory)
     update_wlan_device_owner("me", "/w/1", 0);
     EXPECT_FALSE(bare.exists(file));
     update_wlan_device_owner(nullptr, nullptr, 0);
+}
+
+// Files the store and the owner file create are readable by every service whatever
+// the caller's umask, rewrites keep the mode a file had, and the umask itself is
+// never changed.
+TEST(FileModes, IndependentOfTheCallersUmask)
+{
+    auto mode_of = [](const std::string &p) {
+        struct stat st {};
+        return stat(p.c_str(), &st) == 0 ? static_cast<int>(st.st_mode & 07777) : -1;
+    };
+    const std::string owner = "/tmp/.uci/wlandevice-owner";
+    struct Case {
+        mode_t umask_value;
+        int existing_mode;  // -1: the files do not exist before the call
+        int expected_mode;
+    } cases[] = {
+        {0077, -1, 0644}, {0022, -1, 0644}, {0, -1, 0644}, {0277, -1, 0644},
+        {0077, 0640, 0640}, {0, 0600, 0600}, {0022, 0664, 0664},
+    };
+    for (const Case &c : cases) {
+        TempRoot root;
+        // The store only rewrites packages that exist; the owner file and the lock
+        // file are the ones it creates.
+        root.write(owner, "A a\n");
+        root.write("/etc/config/devname", "config names 'macs'\n");
+        const mode_t kept = static_cast<mode_t>(c.existing_mode >= 0 ? c.existing_mode : c.expected_mode);
+        chmod(root.path("/etc/config/devname").c_str(), kept);
+        if (c.existing_mode >= 0)
+            chmod(root.path(owner).c_str(), kept);
+        else
+            std::remove(root.path(owner).c_str());
+        const mode_t saved = umask(c.umask_value);
+        EXPECT_EQ(uci_write_option("devname", "macs", nullptr, "names"), 0);
+        EXPECT_EQ(uci_write_option("devname", "macs", "001122334455", "tv"), 0);
+        update_wlan_device_owner("me", "/w/1", 1);
+        update_wlan_device_owner("other", "/w/2", 0);
+        EXPECT_EQ(umask(saved), c.umask_value);
+        const std::string why = "umask " + std::to_string(c.umask_value) + " mode " + std::to_string(c.existing_mode);
+        EXPECT_EQ(mode_of(root.path("/etc/config/devname")), c.expected_mode) << why;
+        EXPECT_EQ(mode_of(root.path(owner)), c.expected_mode) << why;
+        if (c.existing_mode < 0) {
+            EXPECT_EQ(mode_of(root.path("/etc/config/.devname.lock")), 0644) << why;
+        }
+        char value[256] = "";
+        uci_read_option("devname", "macs", "001122334455", value);
+        EXPECT_STREQ(value, "tv") << why;
+    }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tools/gwsim/extension.hpp"
+#include "tools/gwsim/hostile.hpp"
 
 namespace lumo::gwsim {
 
@@ -45,6 +46,7 @@ constexpr MethodDesc kControlMethods[] = {
     {"GetCallLog", "", "a(ssssav) calls"},
     {"ClearCallLog", "", ""},
     {"EmitSignal", "s path;s interface;s name;v args", ""},
+    {"SetHostile", "s mode", ""},
 };
 
 constexpr MethodDesc kPropsMethods[] = {
@@ -239,6 +241,8 @@ void Service::handle(Call &c)
         control(c);
         return;
     }
+    if (hostile::swallow(c.conn.get()))
+        return;
     // Arguments are logged one boxed value each: an empty tuple cannot travel in a variant.
     GVariant *body = c.body();
     GVariantBuilder args;
@@ -782,6 +786,12 @@ void Service::control(Call &c)
         return;
     } else if (m == "ClearCallLog") {
         log_.clear();
+    } else if (m == "SetHostile") {
+        std::string problem;
+        if (!hostile::set_mode(str(0), &problem)) {
+            reply_error(c, kErrInvalidArgs, problem);
+            return;
+        }
     } else if (m == "EmitSignal") {
         if (!check_path(str(0), false) || !check_iface(str(1), false) || !check_member(str(2), false))
             return;
@@ -897,7 +907,7 @@ void Service::emit_changed(const std::string &path, const std::string &iface, GV
 
 void Service::reply(Call &c, GVariant *tuple)
 {
-    GPtr<GVariant> body = ref_sink(tuple);
+    GPtr<GVariant> body = ref_sink(c.path() == kControlPath ? tuple : hostile::mangle(c.member(), c.body(), tuple));
     if (g_dbus_message_get_flags(c.msg.get()) & G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED)
         return;
     ObjPtr<GDBusMessage> r(g_dbus_message_new_method_reply(c.msg.get()));

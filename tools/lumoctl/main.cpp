@@ -34,7 +34,59 @@ struct Options {
     unsigned timeout = 30;
     std::string address;
     std::string root;
+    std::string password_file;  // "-" or empty: standard input
 };
+
+// Passwords never come from the command line, where every user can read them in the
+// process list: a command argument or a record field whose name says "password" is
+// read from --password-file or standard input.
+bool is_password(const std::string &name)
+{
+    std::string lower(name);
+    for (char &c : lower)
+        c = static_cast<char>(g_ascii_tolower(c));
+    return lower.find("passw") != std::string::npos || lower.find("pwd") != std::string::npos;
+}
+
+// The first line of the password file (or of standard input).
+std::string read_password(const Options &o, const std::string &what)
+{
+    const bool from_stdin = o.password_file.empty() || o.password_file == "-";
+    FILE *fp = from_stdin ? stdin : std::fopen(o.password_file.c_str(), "r");
+    if (!fp)
+        throw Failure{kExitRefused, "cannot read the password file " + o.password_file};
+    std::string line;
+    for (int c; (c = std::fgetc(fp)) != EOF && c != '\n';)
+        line += static_cast<char>(c);
+    const bool got = !line.empty() || !std::feof(fp);
+    if (!from_stdin)
+        std::fclose(fp);
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    if (!got)
+        throw Failure{kExitRefused, what + ": give the password on standard input or with --password-file"};
+    return line;
+}
+
+// NAME=VALUE words with the password fields filled from the password source: a
+// password field is named bare ("Password"), never given a value on the command line.
+std::vector<std::string> with_passwords(const std::vector<std::string> &words, const Options &o)
+{
+    std::vector<std::string> out;
+    for (const std::string &w : words) {
+        const size_t eq = w.find('=');
+        const std::string name = w.substr(0, eq);
+        if (!is_password(name) || (!w.empty() && w[0] == '/')) {
+            out.push_back(w);
+            continue;
+        }
+        if (eq != std::string::npos)
+            throw Failure{kExitRefused, name + ": passwords are not taken from the command line; name the field "
+                                               "alone and give the value on standard input or with --password-file"};
+        out.push_back(name + "=" + read_password(o, name));
+    }
+    return out;
+}
 
 // What one verb of one object was given on the command line.
 struct VerbArgs {
@@ -198,7 +250,7 @@ void report_update(const Options &o, const char *verb, const char *path, const G
 
 int do_set(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
 {
-    std::vector<std::string> words = va.words;
+    std::vector<std::string> words = with_passwords(va.words, o);
     std::string path;
     if (!e.set && !words.empty() && !words.front().empty() && words.front()[0] == '/') {
         path = words.front();
@@ -229,7 +281,7 @@ int do_set(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
 int do_add(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
 {
     Record rec(*e.table);
-    assign_fields(*e.table, e.writable, rec.data, va.words);
+    assign_fields(*e.table, e.writable, rec.data, with_passwords(va.words, o));
     if (e.wifi)
         wifi_guard(link);
     auto m = link.mark();
@@ -270,8 +322,11 @@ int do_command(BusLink &link, const Command &c, const VerbArgs &va, const Option
     CommandResult r;
     auto m = link.mark();
     std::vector<std::string> args(va.args.begin(), va.args.begin() + std::min(c.args.size(), va.args.size()));
-    for (size_t i = 0; i < args.size(); ++i)
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (is_password(c.args[i]))
+            args[i] = read_password(o, what);
         require_utf8(args[i], c.args[i]);
+    }
     int32_t rc = c.run(args, r);
     if (!link.refused_since(m) && !(c.wifi && rc == 1)) {
         Json out = Json::object();
@@ -390,11 +445,16 @@ void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs>
             if (object != c.object)
                 continue;
             auto [v, va] = verb(c.name, std::string(c.help) + (c.destructive ? " (needs --yes)" : ""));
-            for (size_t i = 0; i < c.args.size() && i < va->args.size(); ++i)
-                v->add_option(c.args[i], va->args[i], c.args[i])->required();
+            std::string password_note;
+            for (size_t i = 0; i < c.args.size() && i < va->args.size(); ++i) {
+                if (is_password(c.args[i]))
+                    password_note = std::string(c.args[i]) + " is read from --password-file or standard input.\n\n";
+                else
+                    v->add_option(c.args[i], va->args[i], c.args[i])->required();
+            }
             if (c.destructive)
                 v->add_flag("--yes", va->yes, "really run it");
-            v->footer(std::string("Prints the gateway's result word and message.\n\n") + kExitCodes);
+            v->footer(password_note + "Prints the gateway's result word and message.\n\n" + kExitCodes);
             const Command *cmd = &c;
             v->callback([&opt, &action, va, cmd] {
                 action = [&opt, va, cmd](BusLink &l) { return do_command(l, *cmd, *va, opt); };
@@ -430,6 +490,10 @@ int main(int argc, char **argv)
                                ->capture_default_str();
     app.add_option("--address", opt.address, "D-Bus address of the gateway's system bus");
     app.add_option("--root", opt.root, "redirected root directory (LUMO_SYSROOT)");
+    bool reveal = false;
+    app.add_flag("--show-secrets", reveal, "print password, key and LOID fields instead of <hidden>");
+    app.add_option("--password-file", opt.password_file,
+                   "read passwords from FILE's first line ('-': standard input, also the default)");
 
     Action action;
     std::list<VerbArgs> store;
@@ -446,6 +510,10 @@ int main(int argc, char **argv)
 
     try {
         app.parse(argc, argv);
+    } catch (const CLI::ExtrasError &) {
+        // Not echoed: a stray word may be a password typed where it does not belong.
+        std::fprintf(stderr, "lumoctl: unexpected arguments (see lumoctl --help)\n");
+        return kExitRefused;
     } catch (const CLI::ParseError &e) {
         if (e.get_exit_code() == 0)
             return app.exit(e);
@@ -453,6 +521,7 @@ int main(int argc, char **argv)
         return kExitRefused;
     }
 
+    show_secrets(reveal);
     if (!opt.address.empty())
         g_setenv("DBUS_SYSTEM_BUS_ADDRESS", opt.address.c_str(), TRUE);
     if (!opt.root.empty())

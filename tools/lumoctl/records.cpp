@@ -34,6 +34,27 @@ std::string text_at(const void *rec, const Field &f)
     return std::string(p, strnlen(p, f.size));
 }
 
+bool g_show_secrets = false;
+
+// Passwords, keys and LOIDs the gateway reports are printed as "<hidden>" (an empty
+// one stays empty, so that one sees whether it is set) unless asked for.
+bool secret_field(const char *name)
+{
+    std::string lower(name);
+    for (char &c : lower)
+        c = static_cast<char>(g_ascii_tolower(c));
+    for (const char *word : {"passw", "pwd", "loid", "psk", "passphrase", "secret", "wepkey", "presharedkey"})
+        if (lower.find(word) != std::string::npos)
+            return true;
+    return false;
+}
+
+std::string shown_text(const void *rec, const Field &f)
+{
+    std::string text = text_at(rec, f);
+    return !g_show_secrets && !text.empty() && secret_field(f.name) ? "<hidden>" : text;
+}
+
 std::vector<std::string> list_at(const void *rec, const Field &f)
 {
     std::vector<std::string> out;
@@ -86,7 +107,7 @@ std::string double_text(double d)
 Json value_json(const void *rec, const Field &f)
 {
     switch (f.type) {
-    case Type::Str: return text_at(rec, f);
+    case Type::Str: return shown_text(rec, f);
     case Type::Bool: return is_true(rec, f);
     case Type::U32: return load<uint32_t>(rec, f.offset);
     case Type::I32: return load<int32_t>(rec, f.offset);
@@ -104,7 +125,7 @@ Json value_json(const void *rec, const Field &f)
 std::string value_text(const void *rec, const Field &f)
 {
     switch (f.type) {
-    case Type::Str: return text_at(rec, f);
+    case Type::Str: return shown_text(rec, f);
     case Type::Bool: return is_true(rec, f) ? "true" : "false";
     case Type::U32: return std::to_string(load<uint32_t>(rec, f.offset));
     case Type::I32: return std::to_string(load<int32_t>(rec, f.offset));
@@ -247,6 +268,11 @@ const Field *find(Fields fields, std::string_view name)
 }
 
 }  // namespace
+
+void show_secrets(bool show)
+{
+    g_show_secrets = show;
+}
 
 Json record_json(const RecordTable &table, const void *rec)
 {

@@ -32,6 +32,9 @@ inline const char *record_path(const void *rec)
     return static_cast<const char *>(rec);
 }
 
+// Whether password, key and LOID fields are printed as they are (default: "<hidden>").
+void show_secrets(bool show);
+
 // The record as JSON (path first, then the fields in table order) or as aligned
 // "name value" lines.
 Json record_json(const RecordTable &table, const void *rec);

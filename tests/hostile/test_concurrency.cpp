@@ -1,0 +1,125 @@
+// Eight threads calling getters and listings of every family at once against the
+// simulator: every answer must be the one a lone caller gets.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bus_support/bus_fixture.hpp"
+#include "lumo3_uci.h"
+#include "support/service_context.hpp"
+#include "support/temp_root.hpp"
+#include "tools/lumoctl/registry.hpp"
+
+namespace {
+
+using lumoctl::Entry;
+
+constexpr int kThreads = 8;
+constexpr int kRounds = 6;
+
+// The answer of one registry read as text (records printed through their tables),
+// "rc=N" when the call failed.
+std::string answer(const Entry &e, bool listing)
+{
+    if (!listing) {
+        std::vector<unsigned char> rec(e.table->record_size);
+        const int32_t rc = e.get(rec.data());
+        std::string out = rc == 0 ? lumoctl::record_json(*e.table, rec.data()).dump() : "rc=" + std::to_string(rc);
+        lumoctl::release_lists(*e.table, rec.data());
+        return out;
+    }
+    void *objs = nullptr;
+    uint32_t n = 0, status = 0;
+    char *message = nullptr;
+    const int32_t rc = e.list(&objs, &n, &status, &message);
+    std::string out = "rc=" + std::to_string(rc) + " n=" + std::to_string(n);
+    for (uint32_t i = 0; rc == 0 && i < n; i++)
+        out += lumoctl::record_json(*e.table, static_cast<char *>(objs) + size_t(i) * e.table->record_size).dump();
+    lumoctl::release_lists(*e.table, objs, n);
+    g_free(objs);
+    g_free(message);
+    return out;
+}
+
+class Concurrency : public lumo::test::SimTest {};
+
+TEST_F(Concurrency, EightThreadsGetTheAnswersALoneCallerGets)
+{
+    // A hosted-service context, so that every call also clears and sets the shared
+    // last-error message.
+    lumo::test::ScopedContext ctx;
+    struct Read {
+        const Entry *entry;
+        bool listing;
+        std::string expected;
+    };
+    std::vector<Read> reads;
+    for (const Entry &e : lumoctl::entries()) {
+        if (e.get)
+            reads.push_back({&e, false, answer(e, false)});
+        if (e.list)
+            reads.push_back({&e, true, answer(e, true)});
+    }
+    ASSERT_GE(reads.size(), 8u);
+
+    std::atomic<int> wrong{0};
+    std::vector<std::string> first_wrong(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; t++) {
+        threads.emplace_back([&, t] {
+            for (int r = 0; r < kRounds; r++) {
+                // Each thread walks the reads from its own starting point, so that
+                // different families overlap.
+                for (size_t k = 0; k < reads.size(); k++) {
+                    const Read &read = reads[(k + size_t(t) * 3) % reads.size()];
+                    const std::string got = answer(*read.entry, read.listing);
+                    if (got != read.expected && wrong++ == 0)
+                        first_wrong[t] = std::string(read.entry->object) + ": " + got + " != " + read.expected;
+                    (void)OvanGetErrMsg();
+                }
+            }
+        });
+    }
+    for (std::thread &th : threads)
+        th.join();
+    std::string shown;
+    for (const std::string &w : first_wrong)
+        shown += w;
+    EXPECT_EQ(wrong.load(), 0) << shown;
+}
+
+// Writers of one package on eight threads: each commit applies its own change to the
+// file as it is then, so none is lost and the file always parses.
+TEST(ConcurrentUci, EightWritersOfOnePackageLoseNothing)
+{
+    lumo::test::TempRoot root;
+    root.write("/etc/config/devname", "config names 'macs'\n");
+    constexpr int kPerThread = 12;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; t++) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < kPerThread; i++) {
+                const std::string option = "m" + std::to_string(t) + "_" + std::to_string(i);
+                uci_write_option("devname", "macs", option.c_str(), ("name " + option).c_str());
+            }
+        });
+    }
+    for (std::thread &th : threads)
+        th.join();
+    uint32_t count = 0;
+    EXPECT_EQ(uci_read_section("devname", "names", "macs", nullptr, &count), 0);
+    EXPECT_EQ(count, uint32_t(kThreads * kPerThread));
+    for (int t = 0; t < kThreads; t++) {
+        for (int i = 0; i < kPerThread; i++) {
+            const std::string option = "m" + std::to_string(t) + "_" + std::to_string(i);
+            char value[256] = "";
+            uci_read_option("devname", "macs", option.c_str(), value);
+            EXPECT_EQ(std::string(value), "name " + option);
+        }
+    }
+}
+
+}  // namespace
