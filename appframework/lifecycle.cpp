@@ -6,6 +6,7 @@
 #include "appframework/agent.hpp"
 #include "lumo3_app.h"
 #include "lumo3_core.h"
+#include "core/service_context.hpp"
 
 namespace {
 
@@ -40,7 +41,7 @@ int32_t install_async(const char *tag, const char *file_path, void *user_data, G
 {
     if (empty(file_path))
         return -1;
-    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    OvanDBusServiceContext_t *ctx = lumo::service_context();
     GDBusConnection *conn = ctx && ctx->is_service_started ? ctx->connection : nullptr;
     if (!conn) {
         lumo_log(tag, LOG_ERR, "Please call OvanDBusStartService first.");

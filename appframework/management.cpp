@@ -5,6 +5,7 @@
 #include <cstring>
 #include <syslog.h>
 
+#include "core/service_context.hpp"
 #include "appframework/agent.hpp"
 #include "lumo3_app.h"
 #include "lumo3_core.h"
@@ -71,7 +72,7 @@ int32_t handle_method_call(const char *, const char *, const char *method_name, 
         return 0;
     // Everything needed is taken before a callback runs: a stop callback may well
     // stop the service, and the context goes with it.
-    const OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    const OvanDBusServiceContext_t *ctx = lumo::service_context();
     char service[64] = "";
     const OvanAppMgtFuncs_t *funcs = nullptr;
     if (ctx) {
@@ -142,7 +143,7 @@ extern "C" {
 LUMO3_API GDBusNodeInfo *OvanAppRegisterMgtFuncs(const OvanAppMgtFuncs_t *funcs)
 {
     static const char tag[] = "OvanAppRegisterMgtFuncs";
-    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    OvanDBusServiceContext_t *ctx = lumo::service_context();
     if (!ctx || !ctx->is_service_started) {
         lumo_log(tag, LOG_ERR, "Please call OvanDBusStartService before this func.");
         return nullptr;
@@ -231,7 +232,7 @@ LUMO3_API int32_t OvanAppSendAlarm(const char *message)
     // the service meanwhile.
     char service[64] = "";
     GPtr<GDBusConnection> conn;
-    if (OvanDBusServiceContext_t *ctx = qzr_dbus_service_context; ctx && ctx->connection) {
+    if (OvanDBusServiceContext_t *ctx = lumo::service_context(); ctx && ctx->connection) {
         g_strlcpy(service, ctx->service_name, sizeof service);
         conn.reset(G_DBUS_CONNECTION(g_object_ref(ctx->connection)));
     }

@@ -5,6 +5,7 @@
 
 #include "core/log.hpp"
 #include "lumo3_core.h"
+#include "core/service_context.hpp"
 
 namespace lumo::bus {
 
@@ -15,7 +16,7 @@ GDBusConnection *g_held = nullptr;  // one reference, kept for the process's lif
 
 GDBusConnection *service_connection()
 {
-    const OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    const OvanDBusServiceContext_t *ctx = lumo::service_context();
     return ctx ? ctx->connection : nullptr;
 }
 

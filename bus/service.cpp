@@ -1,11 +1,13 @@
 // Hosting an application's own D-Bus service: the bus name, the "mainLoop" thread,
 // and objects whose calls are routed to the application's callbacks.
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <syslog.h>
 #include <unistd.h>
 
+#include "core/service_context.hpp"
 #include "appframework/agent.hpp"
 #include "bus/connection.hpp"
 #include "core/paths.hpp"
@@ -25,7 +27,8 @@ const char *nn(const char *s)
 // The temporary loop that StartService runs until the name is acquired or lost.
 // Kept outside the handlers' user data so that a name lost long after the start
 // returned finds no loop rather than a freed one.
-GMainLoop *g_owning_loop = nullptr;
+// Set by the starting thread, read by whichever thread GIO calls the name callbacks in.
+std::atomic<GMainLoop *> g_owning_loop{nullptr};
 
 void free_context(OvanDBusServiceContext_t *ctx)
 {
@@ -43,20 +46,20 @@ void free_context(OvanDBusServiceContext_t *ctx)
 
 void on_name_acquired(GDBusConnection *, const gchar *, gpointer)
 {
-    if (g_owning_loop)
-        g_main_loop_quit(g_owning_loop);
+    if (GMainLoop *loop = g_owning_loop.load())
+        g_main_loop_quit(loop);
 }
 
 void on_name_lost(GDBusConnection *connection, const gchar *name, gpointer)
 {
-    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    OvanDBusServiceContext_t *ctx = lumo::service_context();
     lumo_log("on_name_lost", LOG_NOTICE, "%d: connection = %p, name = %s, loop %p, ctx %p",
              static_cast<int>(gettid()), static_cast<void *>(connection), nn(name),
-             static_cast<void *>(g_owning_loop), static_cast<void *>(ctx ? ctx->main_context : nullptr));
+             static_cast<void *>(g_owning_loop.load()), static_cast<void *>(ctx ? ctx->main_context : nullptr));
     if (ctx)
-        ctx->errState = 1;
-    if (g_owning_loop)
-        g_main_loop_quit(g_owning_loop);
+        __atomic_store_n(&ctx->errState, 1, __ATOMIC_RELEASE);  // read by the starting thread
+    if (GMainLoop *loop = g_owning_loop.load())
+        g_main_loop_quit(loop);
 }
 
 struct LoopThreadArgs {
@@ -269,7 +272,7 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
         return -1;
     }
 
-    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    OvanDBusServiceContext_t *ctx = lumo::service_context();
     if (!ctx) {
         ctx = static_cast<OvanDBusServiceContext_t *>(g_try_malloc0(sizeof(OvanDBusServiceContext_t)));
         if (!ctx) {
@@ -277,7 +280,7 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
             return -1;
         }
         g_strlcpy(ctx->service_name, service_name, sizeof ctx->service_name);
-        qzr_dbus_service_context = ctx;
+        lumo::set_service_context(ctx);
     } else if (ctx->is_service_started) {
         lumo_log(tag, LOG_ERR, "Service %s is already started.", ctx->service_name);
         return -1;
@@ -311,7 +314,7 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
         on_name_lost(nullptr, service_name, nullptr);  // no bus: the name is lost at once
     }
 
-    if (ctx->errState == 0) {
+    if (__atomic_load_n(&ctx->errState, __ATOMIC_ACQUIRE) == 0) {
         ctx->main_context = g_main_context_ref(context.get());
         ctx->main_loop = g_main_loop_new(context.get(), FALSE);
         auto *args = g_new(LoopThreadArgs, 1);
@@ -330,7 +333,7 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
             g_bus_unown_name(ctx->owner_id);
         if (ctx->connection && !g_dbus_connection_is_closed(ctx->connection))
             g_dbus_connection_close_sync(ctx->connection, nullptr, nullptr);
-        qzr_dbus_service_context = nullptr;
+        lumo::set_service_context(nullptr);
         free_context(ctx);
         lumo_log(tag, LOG_ERR, "ERR: errState is 1, release dbus_service_context and return.");
     } else {
@@ -343,7 +346,7 @@ LUMO3_API int32_t OvanDBusStopService(void)
 {
     static const char tag[] = "OvanDBusStopService";
     lumo_log(tag, LOG_DEBUG, "%d, Enter.", static_cast<int>(gettid()));
-    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    OvanDBusServiceContext_t *ctx = lumo::service_context();
     if (!ctx || !ctx->is_service_started)
         return -1;
     ctx->is_service_started = 0;
@@ -357,7 +360,7 @@ LUMO3_API int32_t OvanDBusStopService(void)
         g_source_unref(idle);
     }
     g_bus_unown_name(ctx->owner_id);
-    qzr_dbus_service_context = nullptr;
+    lumo::set_service_context(nullptr);
     free_context(ctx);
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <syslog.h>
 
+#include "core/service_context.hpp"
 #include "core/glib_ptr.hpp"
 #include "core/paths.hpp"
 #include "lumo3_core.h"
@@ -57,7 +58,7 @@ LUMO3_API int32_t OvanSetDbusEnv(void)
 
 LUMO3_API void OvanSetErrMsg(const char *msg)
 {
-    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    OvanDBusServiceContext_t *ctx = lumo::service_context();
     if (!ctx)
         return;
     if (msg && std::strstr(msg, "Error.LimitsExceeded")) {
@@ -76,7 +77,7 @@ LUMO3_API void OvanSetErrMsg(const char *msg)
 
 LUMO3_API const char *OvanGetErrMsg(void)
 {
-    OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    OvanDBusServiceContext_t *ctx = lumo::service_context();
     if (!ctx)
         return nullptr;
     // The caller reads a copy of its own (valid until this thread asks again), so

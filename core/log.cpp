@@ -1,11 +1,14 @@
 // Logging: OvanLog and the tagged loggers every other module uses.
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 #include <syslog.h>
 
+#include "core/service_context.hpp"
 #include "core/glib_ptr.hpp"
 #include "core/log.hpp"
 #include "core/log_sink.hpp"
@@ -17,25 +20,29 @@ namespace {
 constexpr int32_t kLogOpen = 1;
 constexpr int32_t kLogEcho = 2;
 
-int32_t g_log_flags = 0;
+// Lines come from any thread (callers', the service's main loop, signal
+// dispatch): the flags are read without a lock, and the first line's lazy open is
+// made once under g_open_lock.
+std::atomic<int32_t> g_log_flags{0};
+std::mutex g_open_lock;
 // The copy made by the last OvanLogOpen while it is still ours to free. g_app_name
 // keeps its (stale) value after a close; this does not, so reopening never frees twice.
 char *g_owned_app_name = nullptr;
-const lumo::logsink::Sink *g_sink = nullptr;
+std::atomic<const lumo::logsink::Sink *> g_sink{nullptr};
 
 void sink_open(const char *ident, int option, int facility)
 {
-    if (g_sink)
-        g_sink->open(ident, option, facility);
+    if (const lumo::logsink::Sink *sink = g_sink.load())
+        sink->open(ident, option, facility);
     else
         openlog(ident, option, facility);
 }
 
 void sink_vwrite(int priority, const char *format, va_list args)
 {
-    if (g_sink) {
+    if (const lumo::logsink::Sink *sink = g_sink.load()) {
         lumo::GStr text(g_strdup_vprintf(format, args));
-        g_sink->write(priority, text.get());
+        sink->write(priority, text.get());
     } else {
         vsyslog(priority, format, args);
     }
@@ -43,8 +50,8 @@ void sink_vwrite(int priority, const char *format, va_list args)
 
 void sink_close()
 {
-    if (g_sink)
-        g_sink->close();
+    if (const lumo::logsink::Sink *sink = g_sink.load())
+        sink->close();
     else
         closelog();
 }
@@ -71,7 +78,7 @@ bool read_process_name(char (&name)[64])
 
 const char *hosted_service_name()
 {
-    const OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    const OvanDBusServiceContext_t *ctx = lumo::service_context();
     return (ctx && ctx->service_name[0]) ? ctx->service_name : nullptr;
 }
 
@@ -81,6 +88,9 @@ void vlog_tagged(const char *tag, int priority, bool debug_variant, const char *
     std::vsnprintf(message, sizeof message, format, args);
 
     const char *service = hosted_service_name();
+    std::unique_lock<std::mutex> opening(g_open_lock, std::defer_lock);
+    if (OvanIsLogInitialized() == 0)
+        opening.lock();  // two first lines must not both open (and free the name)
     if (OvanIsLogInitialized() == 0) {
         char name[64] = {0};
         if (service) {
@@ -98,6 +108,8 @@ void vlog_tagged(const char *tag, int priority, bool debug_variant, const char *
             OvanLogOpen(LOG_USER, name);
         }
     }
+    if (opening.owns_lock())
+        opening.unlock();
 
     const char *prefix = service;
     if (!prefix) {
@@ -121,7 +133,8 @@ void set(const Sink *sink) noexcept
 namespace lumo::log {
 bool wanted(int priority) noexcept
 {
-    if (g_log_flags == 0 || (g_log_flags & kLogEcho) || g_sink)
+    const int32_t flags = g_log_flags.load(std::memory_order_relaxed);
+    if (flags == 0 || (flags & kLogEcho) || g_sink.load())
         return true;  // a closed log is opened by the next line; echoes are never masked
     return (setlogmask(0) & LOG_MASK(LOG_PRI(priority))) != 0;
 }
@@ -153,12 +166,12 @@ LUMO3_API int32_t OvanLogOpen(int facility, const char *ident)
     g_owned_app_name = g_strdup(ident);
     g_app_name = g_owned_app_name;
     sink_open(g_app_name, LOG_CONS, facility);
-    g_log_flags = kLogOpen;
+    g_log_flags.store(kLogOpen);
     if (g_app_name && std::strcmp(g_app_name, "qzrconfig") == 0)
         return 0;  // that tool never echoes to standard output
     lumo::GStr flag = lumo::paths::resolve(lumo::paths::kStdioPrintFlag);
     if (g_file_test(flag.get(), G_FILE_TEST_EXISTS)) {
-        g_log_flags |= kLogEcho;
+        g_log_flags.fetch_or(kLogEcho);
         return 1;
     }
     return 0;
@@ -167,19 +180,20 @@ LUMO3_API int32_t OvanLogOpen(int facility, const char *ident)
 LUMO3_API void OvanLogClose(void)
 {
     sink_close();
-    g_log_flags = 0;
+    g_log_flags.store(0);
     g_free(g_owned_app_name);
     g_owned_app_name = nullptr;  // g_app_name itself is left as it was
 }
 
 LUMO3_API int32_t OvanIsLogInitialized(void)
 {
-    return g_log_flags;
+    return g_log_flags.load(std::memory_order_relaxed);
 }
 
 LUMO3_API void OvanLog(int priority, const char *format, ...)
 {
-    if (g_log_flags == 0)
+    const int32_t flags = g_log_flags.load(std::memory_order_relaxed);
+    if (flags == 0)
         return;
     va_list args;
     va_start(args, format);
@@ -187,7 +201,7 @@ LUMO3_API void OvanLog(int priority, const char *format, ...)
     va_copy(echo_args, args);
     sink_vwrite(priority, format, args);
     va_end(args);
-    if (g_log_flags & kLogEcho) {
+    if (flags & kLogEcho) {
         struct timespec ts;
         struct tm tm;
         clock_gettime(CLOCK_REALTIME, &ts);

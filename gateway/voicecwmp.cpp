@@ -48,6 +48,15 @@ int32_t refuse(const char *tag, uint32_t *status, char **errmsg, const char *mes
     return fail_command(status, errmsg, message);
 }
 
+// ...with arguments holding texts: a refused one fails the command, nothing sent.
+int32_t call(const char *tag, const char *path, const char *iface, const char *method, ArgTuple &args,
+             uint32_t *status, char **errmsg, const char *reply_type = nullptr, GPtr<GVariant> *lead = nullptr)
+{
+    if (args.refused())
+        return fail_command(status, errmsg, args.problem());
+    return call(tag, path, iface, method, args.end(), status, errmsg, nullptr, reply_type, lead);
+}
+
 template <size_t N>
 bool ip6(const char (&field)[N])
 {
@@ -112,6 +121,18 @@ bool dhcpv6_ok(const void *record)
 bool text_ok(const char *s)
 {
     return s && *s;
+}
+
+// AddObject and DeleteObject of the parameter tree: one object name.
+int32_t object_call(const char *tag, const char *method, const char *objName, uint32_t *status, char **errmsg,
+                    const char *reply_type = nullptr, GPtr<GVariant> *lead = nullptr)
+{
+    lumo_log(tag, LOG_DEBUG, "enter, objName (%s)", or_empty(objName));
+    if (!text_ok(objName))
+        return refuse(tag, status, errmsg, "Parameter 'objName' should not be empty.");
+    ArgTuple args(tag);
+    args.s("objName", objName);
+    return call(tag, kCWMPPath, kCWMPIface, method, args, status, errmsg, reply_type, lead);
 }
 
 }  // namespace
@@ -226,17 +247,8 @@ LUMO3_API int32_t OvanSetRAConfig(OvanRAConfig_t *rec)
 
 LUMO3_API int32_t OvanCWMPAddObject(const char *objName, uint32_t *instance, uint32_t *status, char **errmsg)
 {
-    static const char tag[] = "OvanCWMPAddObject";
-    lumo_log(tag, LOG_DEBUG, "enter, objName (%s)", or_empty(objName));
-    if (!text_ok(objName))
-        return refuse(tag, status, errmsg, "Parameter 'objName' should not be empty.");
-    ArgTuple args(tag);
-    args.s("objName", objName);
-    if (args.refused())
-        return fail_command(status, errmsg, args.problem());
     GPtr<GVariant> number;
-    const int32_t ret =
-        call(tag, kCWMPPath, kCWMPIface, "AddObject", args.end(), status, errmsg, nullptr, "(uus)", &number);
+    const int32_t ret = object_call("OvanCWMPAddObject", "AddObject", objName, status, errmsg, "(uus)", &number);
     if (ret == 0 && instance && number)
         *instance = g_variant_get_uint32(number.get());
     return ret;
@@ -244,15 +256,7 @@ LUMO3_API int32_t OvanCWMPAddObject(const char *objName, uint32_t *instance, uin
 
 LUMO3_API int32_t OvanCWMPDeleteObject(const char *objName, uint32_t *status, char **errmsg)
 {
-    static const char tag[] = "OvanCWMPDeleteObject";
-    lumo_log(tag, LOG_DEBUG, "enter, objName (%s)", or_empty(objName));
-    if (!text_ok(objName))
-        return refuse(tag, status, errmsg, "Parameter 'objName' should not be empty.");
-    ArgTuple args(tag);
-    args.s("objName", objName);
-    if (args.refused())
-        return fail_command(status, errmsg, args.problem());
-    return call(tag, kCWMPPath, kCWMPIface, "DeleteObject", args.end(), status, errmsg);
+    return object_call("OvanCWMPDeleteObject", "DeleteObject", objName, status, errmsg);
 }
 
 LUMO3_API int32_t OvanCWMPSetParameterValues(const OvanCWMPParamValue_t *paraValObjs, uint32_t num,
@@ -314,11 +318,8 @@ LUMO3_API int32_t OvanCWMPGetParameterNames(const char *path, int32_t nextLevel,
         return refuse(tag, status, errmsg, "Invalid Parameters");
     ArgTuple args(tag);
     args.s("path", path).b(nextLevel != 0);
-    if (args.refused())
-        return fail_command(status, errmsg, args.problem());
     GPtr<GVariant> rows;
-    if (call(tag, kCWMPPath, kCWMPIface, "GetParameterNames", args.end(), status, errmsg, nullptr, "(a(sb)us)",
-             &rows) != 0)
+    if (call(tag, kCWMPPath, kCWMPIface, "GetParameterNames", args, status, errmsg, "(a(sb)us)", &rows) != 0)
         return -1;
     if (walk_rows(tag, kParamNameRow, sizeof(OvanCWMPParamName_t), rows.get(), reinterpret_cast<void **>(names), num,
                   "g_try_new0 failed.") != 0)

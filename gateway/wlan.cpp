@@ -5,6 +5,7 @@
 #include <string_view>
 #include <syslog.h>
 
+#include "core/service_context.hpp"
 #include "gateway/walkers.hpp"
 #include "gateway/wlan_tables.hpp"
 #include "lumo3_bus.h"
@@ -73,7 +74,7 @@ bool device_fields_ok(const OvanWLANDevice_t &d)
 // The bus name of the service this process hosts, or null.
 const char *hosted_service()
 {
-    const OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
+    const OvanDBusServiceContext_t *ctx = lumo::service_context();
     return ctx && ctx->service_name[0] ? ctx->service_name : nullptr;
 }
 

@@ -1,5 +1,6 @@
 #include "support/log_capture.hpp"
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 
@@ -8,13 +9,14 @@
 namespace lumo::test {
 
 namespace {
-LogCapture *g_active = nullptr;
-bool g_mirror = false;
+LogCapture *g_active = nullptr;  // under g_lines_lock
+std::atomic<bool> g_mirror{false};
 std::vector<LogLine> g_lines;
 std::mutex g_lines_lock;  // lines also come from the service's main-loop thread
 
 void on_open(const char *ident, int option, int facility)
 {
+    std::lock_guard<std::mutex> hold(g_lines_lock);
     if (!g_active)
         return;
     g_active->last_ident = ident ? ident : "";
@@ -33,6 +35,7 @@ void on_write(int priority, const char *message)
 }
 void on_close()
 {
+    std::lock_guard<std::mutex> hold(g_lines_lock);
     if (g_active)
         g_active->closes++;
 }
@@ -51,7 +54,10 @@ LogCapture::LogCapture(bool mirror_to_stderr)
 {
     g_mirror = mirror_to_stderr;
     clear();
-    g_active = this;
+    {
+        std::lock_guard<std::mutex> hold(g_lines_lock);
+        g_active = this;
+    }
     logsink::set(&kSink);
 }
 
@@ -59,7 +65,10 @@ LogCapture::~LogCapture()
 {
     logsink::set(&kDropSink);
     g_mirror = false;
-    g_active = nullptr;
+    {
+        std::lock_guard<std::mutex> hold(g_lines_lock);
+        g_active = nullptr;
+    }
     clear();
 }
 
