@@ -199,6 +199,21 @@ TEST_F(LumoctlTest, AddsAndDeletesAPortMapping)
     EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
 }
 
+// A collection below an instance of another is listed and added to by its PARENT.
+TEST_F(LumoctlTest, NestedCollectionTakesItsParent)
+{
+    const std::string parent = "/com/quv/igd1/Network/QoS/Classification/1/Type";
+    EXPECT_EQ(lumoctl({"--json", "qos-classtype", "list", parent}).json().size(), 2u);
+    EXPECT_EQ(lumoctl({"qos-classtype", "list"}).code, 2);
+    EXPECT_EQ(lumoctl({"qos-classtype", "add", "Max=2"}).code, 2) << "no PARENT";
+    Outcome add = lumoctl({"--json", "qos-classtype", "add", parent, "Max=5061", "Min=5060", "ProtocolList=UDP"});
+    ASSERT_EQ(add.code, 0) << add.err;
+    const std::string path = add.json()["path"];
+    EXPECT_EQ(path.rfind(parent + "/", 0), 0u) << path;
+    EXPECT_EQ(text(sim.property(path, "com.quv.igd1.QoSClassificationType", "Max")), "'5061'");
+    EXPECT_EQ(lumoctl({"--json", "qos-classtype", "list", parent}).json().size(), 3u);
+}
+
 TEST_F(LumoctlTest, CommandPrintsWordMessageAndResult)
 {
     Outcome r = lumoctl({"--json", "system", "ta-passwd"});

@@ -206,14 +206,15 @@ void print_line(bool json, const Json &value, const std::string &text)
     std::fflush(stdout);
 }
 
-int do_list(BusLink &link, const Entry &e, const Options &o)
+int do_list(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
 {
     void *objs = nullptr;
     uint32_t count = 0;
     CommandResult r;
     char *message = nullptr;
     auto m = link.mark();
-    int32_t rc = e.list(&objs, &count, &r.status, &message);
+    int32_t rc = e.list_at ? e.list_at(object_path(va.path), &objs, &count, &r.status, &message)
+                           : e.list(&objs, &count, &r.status, &message);
     r.message = owned(message);
     std::unique_ptr<void, void (*)(void *)> hold(objs, g_free);
     // The online lists hand out what the gateway sent even with a non-zero word.
@@ -280,12 +281,20 @@ int do_set(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
 
 int do_add(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
 {
+    std::vector<std::string> words = va.words;
+    std::string parent;
+    if (e.add_at) {
+        if (words.empty() || words.front().empty() || words.front()[0] != '/')
+            throw Failure{kExitRefused, "add " + std::string(e.object) + ": give PARENT, then NAME=VALUE pairs"};
+        parent = words.front();
+        words.erase(words.begin());
+    }
     Record rec(*e.table);
-    assign_fields(*e.table, e.writable, rec.data, with_passwords(va.words, o));
+    assign_fields(*e.table, e.writable, rec.data, with_passwords(words, o));
     if (e.wifi)
         wifi_guard(link);
     auto m = link.mark();
-    check(link, m, e.add(rec.data), "add " + name_of(e), e.wifi);
+    check(link, m, e.add_at ? e.add_at(object_path(parent), rec.data) : e.add(rec.data), "add " + name_of(e), e.wifi);
     print_line(o.json, Json{{"path", record_path(rec.data)}, {"added", true}},
                std::string("added ") + record_path(rec.data));
     return 0;
@@ -396,11 +405,13 @@ void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs>
             return layout_of(object, va->layout == "default" ? "" : va->layout);
         };
 
-        if (base && base->list) {
+        if (base && (base->list || base->list_at)) {
             auto [v, va] = verb("list", "list every instance as " + std::string(base->table->record_name));
             add_layout(v, va);
+            if (base->list_at)
+                v->add_option("PARENT", va->path, "collection path (below an instance of another)")->required();
             v->callback([&opt, &action, va, chosen] {
-                action = [&opt, va, chosen](BusLink &l) { return do_list(l, chosen(va), opt); };
+                action = [&opt, va, chosen](BusLink &l) { return do_list(l, chosen(va), *va, opt); };
             });
         }
         if (base && (base->get || base->get_at)) {
@@ -425,9 +436,12 @@ void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs>
                 action = [&opt, va, base](BusLink &l) { return do_set(l, *base, *va, opt); };
             });
         }
-        if (base && base->add) {
-            auto [v, va] = verb("add", "create an instance (NAME=VALUE ...) and print its path");
-            v->add_option("FIELDS", va->words, "NAME=VALUE ...")->required();
+        if (base && (base->add || base->add_at)) {
+            auto [v, va] = verb("add", base->add_at ? "create an instance in PARENT (PARENT NAME=VALUE ...) and print its path"
+                                                    : "create an instance (NAME=VALUE ...) and print its path");
+            v->add_option(base->add_at ? "ARGS" : "FIELDS", va->words,
+                          base->add_at ? "PARENT NAME=VALUE ..." : "NAME=VALUE ...")
+                ->required();
             v->footer("Fields:\n" + describe_fields(base->writable) + "\n" + kExitCodes);
             v->callback([&opt, &action, va, base] {
                 action = [&opt, va, base](BusLink &l) { return do_add(l, *base, *va, opt); };

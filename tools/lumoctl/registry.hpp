@@ -25,6 +25,9 @@ using SetFn = int32_t (*)(void *rec, const Given &given);
 using SetAtFn = int32_t (*)(OvanObjPath_t path, void *rec);
 using AddFn = int32_t (*)(void *rec);
 using DelFn = int32_t (*)(OvanObjPath_t path);
+// Collections below an instance of another (PARENT: that instance's collection path).
+using ListAtFn = int32_t (*)(OvanObjPath_t parent, void **objs, uint32_t *count, uint32_t *status, char **message);
+using AddAtFn = int32_t (*)(OvanObjPath_t parent, void *rec);
 
 // A way to pick one instance other than its path: --mac, --name, --ssid, ...
 struct Key {
@@ -49,6 +52,8 @@ struct Entry {
     SetAtFn set_at = nullptr;
     AddFn add = nullptr;
     DelFn del = nullptr;
+    ListAtFn list_at = nullptr;  // "list PARENT"
+    AddAtFn add_at = nullptr;    // "add PARENT NAME=VALUE ..."
 };
 
 struct CommandResult {

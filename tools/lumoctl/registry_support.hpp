@@ -52,6 +52,17 @@ struct Adapt<F> {
     }
 };
 
+template <typename R, int32_t (*F)(OvanObjPath_t, R **, uint32_t *)>
+struct Adapt<F> {
+    static int32_t list_at(OvanObjPath_t parent, void **objs, uint32_t *n, uint32_t *, char **)
+    {
+        R *block = nullptr;
+        int32_t rc = F(parent, &block, n);
+        *objs = block;
+        return rc;
+    }
+};
+
 template <typename R, int32_t (*F)(const char *, R *)>
 struct Adapt<F> {
     static int32_t key(const char *k, void *r, uint32_t *, char **) { return F(k, static_cast<R *>(r)); }
