@@ -41,8 +41,13 @@ int32_t install_async(const char *tag, const char *file_path, void *user_data, G
 {
     if (empty(file_path))
         return -1;
-    OvanDBusServiceContext_t *ctx = lumo::service_context();
-    GDBusConnection *conn = ctx && ctx->is_service_started ? ctx->connection : nullptr;
+    // A reference of our own: the call goes out (and its callback runs) whatever
+    // another thread does to the service meanwhile.
+    lumo::GPtr<GDBusConnection> conn = lumo::with_service_context([](const OvanDBusServiceContext_t *ctx) {
+        return lumo::GPtr<GDBusConnection>(ctx && ctx->is_service_started && ctx->connection
+                                               ? G_DBUS_CONNECTION(g_object_ref(ctx->connection))
+                                               : nullptr);
+    });
     if (!conn) {
         lumo_log(tag, LOG_ERR, "Please call OvanDBusStartService first.");
         return -1;
@@ -53,7 +58,7 @@ int32_t install_async(const char *tag, const char *file_path, void *user_data, G
     const char *method = kInstallMethods[which];
     lumo_log(tag, LOG_DEBUG, "Call %s, file %s.", method, file_path);
     // No time-out: an installation takes as long as it takes.
-    g_dbus_connection_call(conn, kFrameworkName, kFrameworkPath, kAgentIface, method, args,
+    g_dbus_connection_call(conn.get(), kFrameworkName, kFrameworkPath, kAgentIface, method, args,
                            G_VARIANT_TYPE("(iss)"), G_DBUS_CALL_FLAGS_NONE, G_MAXINT, nullptr, callback, user_data);
     return 0;
 }

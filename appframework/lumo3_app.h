@@ -103,7 +103,9 @@ struct OvanAppMgtFuncs {
  * the service name (at most 62 characters of it, dots become slashes), with a
  * method for each callback that is set. Needs a started service. Returns the
  * parsed description (release it with OvanDBusNodeInfoUnref), NULL on failure. A
- * later call replaces the table at once (the object itself is registered once). */
+ * later call replaces the table at once (the object itself is registered once).
+ * The table is read at each call, in the service's "mainLoop" thread: keep it
+ * valid (static, or allocated) until the service is stopped or another is set. */
 LUMO3_API GDBusNodeInfo *OvanAppRegisterMgtFuncs(const OvanAppMgtFuncs_t *funcs);
 
 /* Broadcasts "Alarm" of com.quv.appframework1.AppStatus from

@@ -72,13 +72,14 @@ int32_t handle_method_call(const char *, const char *, const char *method_name, 
         return 0;
     // Everything needed is taken before a callback runs: a stop callback may well
     // stop the service, and the context goes with it.
-    const OvanDBusServiceContext_t *ctx = lumo::service_context();
     char service[64] = "";
     const OvanAppMgtFuncs_t *funcs = nullptr;
-    if (ctx) {
-        g_strlcpy(service, ctx->service_name, sizeof service);
-        funcs = current_funcs(ctx);
-    }
+    lumo::with_service_context([&](const OvanDBusServiceContext_t *ctx) {
+        if (ctx) {
+            g_strlcpy(service, ctx->service_name, sizeof service);
+            funcs = current_funcs(ctx);
+        }
+    });
 
     struct IntMethod {
         const char *name, *field;
@@ -232,10 +233,12 @@ LUMO3_API int32_t OvanAppSendAlarm(const char *message)
     // the service meanwhile.
     char service[64] = "";
     GPtr<GDBusConnection> conn;
-    if (OvanDBusServiceContext_t *ctx = lumo::service_context(); ctx && ctx->connection) {
-        g_strlcpy(service, ctx->service_name, sizeof service);
-        conn.reset(G_DBUS_CONNECTION(g_object_ref(ctx->connection)));
-    }
+    lumo::with_service_context([&](const OvanDBusServiceContext_t *ctx) {
+        if (ctx && ctx->connection) {
+            g_strlcpy(service, ctx->service_name, sizeof service);
+            conn.reset(G_DBUS_CONNECTION(g_object_ref(ctx->connection)));
+        }
+    });
     if (!conn) {
         lumo_log(tag, LOG_INFO, "Please call OvanDBusStartService first.");
         return -1;

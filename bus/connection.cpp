@@ -14,16 +14,18 @@ G_LOCK_DEFINE_STATIC(held_connection);
 GDBusConnection *g_held = nullptr;  // one reference, kept for the process's life
 }  // namespace
 
-GDBusConnection *service_connection()
+GPtr<GDBusConnection> service_connection()
 {
-    const OvanDBusServiceContext_t *ctx = lumo::service_context();
-    return ctx ? ctx->connection : nullptr;
+    return lumo::with_service_context([](const OvanDBusServiceContext_t *ctx) {
+        return GPtr<GDBusConnection>(ctx && ctx->connection ? G_DBUS_CONNECTION(g_object_ref(ctx->connection))
+                                                            : nullptr);
+    });
 }
 
 GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_message, const char *invalid_message)
 {
-    if (GDBusConnection *svc = service_connection())
-        return GPtr<GDBusConnection>(G_DBUS_CONNECTION(g_object_ref(svc)));
+    if (GPtr<GDBusConnection> svc = service_connection())
+        return svc;
 
     G_LOCK(held_connection);
     if (g_held && g_dbus_connection_is_closed(g_held)) {

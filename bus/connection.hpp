@@ -17,8 +17,9 @@ namespace lumo::bus {
 GPtr<GDBusConnection> connection_for_call(const char *tag, const char *null_message,
                                           const char *invalid_message);
 
-// The hosted service's connection (borrowed), or null.
-GDBusConnection *service_connection();
+// The hosted service's connection (a reference of the caller's own: another thread
+// may stop the service meanwhile), or null.
+GPtr<GDBusConnection> service_connection();
 
 // Releases a floating value handed in by a caller on a path that does not send it.
 void consume_floating(GVariant *value);

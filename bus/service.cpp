@@ -154,13 +154,28 @@ GStr derive_service_name()
 // walked by the "mainLoop" thread.
 std::mutex g_reg_lock;
 
-OvanDBusObjReg_t *find_registration(const char *path, const char *iface)
+// The registration of path and interface; the caller holds g_reg_lock.
+OvanDBusObjReg_t *find_locked(const char *path, const char *iface)
 {
-    std::lock_guard<std::mutex> hold(g_reg_lock);
     for (OvanDBusObjReg_t *rec = qzr_dbus_obj_reg_list_head; rec; rec = rec->next)
         if (std::strcmp(rec->object_path, path) == 0 && std::strcmp(rec->interface_name, iface) == 0)
             return rec;
     return nullptr;
+}
+
+bool registered(const char *path, const char *iface)
+{
+    std::lock_guard<std::mutex> hold(g_reg_lock);
+    return find_locked(path, iface) != nullptr;
+}
+
+// The callbacks registered for path and interface, copied under the lock: another
+// thread may unregister (and free) the record while a call is being answered.
+OvanDBusInterfaceVTable_t find_callbacks(const char *path, const char *iface)
+{
+    std::lock_guard<std::mutex> hold(g_reg_lock);
+    const OvanDBusObjReg_t *rec = find_locked(path, iface);
+    return rec && rec->callbacks ? *rec->callbacks : OvanDBusInterfaceVTable_t{};
 }
 
 bool is_properties_interface(const char *iface)
@@ -185,15 +200,14 @@ void generic_method_call(GDBusConnection *, const gchar *, const gchar *object_p
                 target = g_variant_get_string(first.get(), nullptr);
         }
     }
-    OvanDBusObjReg_t *rec = target ? find_registration(object_path, target) : nullptr;
-    if (!rec || !rec->callbacks || !rec->callbacks->method_call) {
+    const OvanDBusInterfaceVTable_t callbacks = target ? find_callbacks(object_path, target) : OvanDBusInterfaceVTable_t{};
+    if (!callbacks.method_call) {
         // Nobody answers: the caller runs into its time-out.
         g_object_unref(invocation);
         return;
     }
     GVariant *raw_reply = nullptr;
-    int32_t ret = rec->callbacks->method_call(object_path, interface_name, method_name, parameters, &raw_reply,
-                                              user_data);
+    int32_t ret = callbacks.method_call(object_path, interface_name, method_name, parameters, &raw_reply, user_data);
     GPtr<GVariant> reply = lumo::ref_sink(raw_reply);
     if (ret != 0 && reply) {
         if (g_variant_is_of_type(reply.get(), G_VARIANT_TYPE("(uis)"))) {
@@ -225,10 +239,10 @@ GVariant *generic_get_property(GDBusConnection *, const gchar *, const gchar *ob
                                const gchar *interface_name, const gchar *property_name, GError **error,
                                gpointer user_data)
 {
-    OvanDBusObjReg_t *rec = find_registration(object_path, interface_name);
+    const OvanDBusInterfaceVTable_t callbacks = find_callbacks(object_path, interface_name);
     GVariant *value = nullptr;
-    if (rec && rec->callbacks && rec->callbacks->get_property)
-        rec->callbacks->get_property(object_path, property_name, &value, user_data);
+    if (callbacks.get_property)
+        callbacks.get_property(object_path, property_name, &value, user_data);
     if (!value)
         g_set_error(error, G_DBUS_ERROR, G_DBUS_ERROR_FAILED, "No value for property %s", property_name);
     return value;
@@ -238,12 +252,12 @@ gboolean generic_set_property(GDBusConnection *, const gchar *, const gchar *obj
                               const gchar *interface_name, const gchar *property_name, GVariant *value,
                               GError **error, gpointer user_data)
 {
-    OvanDBusObjReg_t *rec = find_registration(object_path, interface_name);
-    if (!rec || !rec->callbacks || !rec->callbacks->set_property) {
+    const OvanDBusInterfaceVTable_t callbacks = find_callbacks(object_path, interface_name);
+    if (!callbacks.set_property) {
         g_set_error(error, G_DBUS_ERROR, G_DBUS_ERROR_FAILED, "Property %s cannot be set", property_name);
         return FALSE;
     }
-    rec->callbacks->set_property(object_path, property_name, value, user_data);
+    callbacks.set_property(object_path, property_name, value, user_data);
     return TRUE;
 }
 
@@ -392,7 +406,8 @@ LUMO3_API int32_t OvanDBusRegisterObject(const char *object_path, GDBusInterface
 {
     static const char tag[] = "OvanDBusRegisterObject";
     lumo_log(tag, LOG_DEBUG, "object_path(%s)", nn(object_path));
-    GDBusConnection *conn = lumo::bus::service_connection();
+    lumo::GPtr<GDBusConnection> conn_ref = lumo::bus::service_connection();
+    GDBusConnection *conn = conn_ref.get();
     if (!conn) {
         lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
         return -1;
@@ -406,7 +421,7 @@ LUMO3_API int32_t OvanDBusRegisterObject(const char *object_path, GDBusInterface
     GDBusInterfaceVTable vtable = {};
     OvanDBusObjReg_t *rec = nullptr;
     if (callbacks) {
-        if (find_registration(object_path, interface_info->name))
+        if (registered(object_path, interface_info->name))
             return 0;
         rec = static_cast<OvanDBusObjReg_t *>(g_try_malloc0(sizeof(OvanDBusObjReg_t)));
         if (!rec)
@@ -436,7 +451,8 @@ LUMO3_API void OvanDBusUnRegisterObject(unsigned int reg_id)
         lumo_log(tag, LOG_ERR, "invalid registration id.");
         return;
     }
-    GDBusConnection *conn = lumo::bus::service_connection();
+    lumo::GPtr<GDBusConnection> conn_ref = lumo::bus::service_connection();
+    GDBusConnection *conn = conn_ref.get();
     if (!conn) {
         lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
         return;

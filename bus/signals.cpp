@@ -37,7 +37,8 @@ LUMO3_API int32_t OvanDBusEmitSignal(const char *destination_bus_name, const cha
 {
     static const char tag[] = "OvanDBusEmitSignal";
     lumo::GPtr<GVariant> params = lumo::ref_sink(parameters);
-    GDBusConnection *conn = lumo::bus::service_connection();
+    lumo::GPtr<GDBusConnection> conn_ref = lumo::bus::service_connection();
+    GDBusConnection *conn = conn_ref.get();
     if (!conn) {
         lumo_log(tag, LOG_ERR, "connection is NULL.");
         return 0;
@@ -77,7 +78,8 @@ LUMO3_API uint32_t OvanDBusSubscribeSignal(const char *sender_name, const char *
     static const char tag[] = "OvanDBusSubscribeSignal";
     lumo_log(tag, LOG_DEBUG, "sender_name(%s), object_path(%s), interface_name(%s), signal_name(%s)",
              sender_name ? sender_name : "", nn(object_path), nn(interface_name), nn(signal_name));
-    GDBusConnection *conn = lumo::bus::service_connection();
+    lumo::GPtr<GDBusConnection> conn_ref = lumo::bus::service_connection();
+    GDBusConnection *conn = conn_ref.get();
     if (!conn) {
         lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
         return 0;
@@ -116,7 +118,8 @@ LUMO3_API void OvanDBusUnSubscribeSignal(unsigned int subid)
 {
     static const char tag[] = "OvanDBusUnSubscribeSignal";
     lumo_log(tag, LOG_DEBUG, "subid (%u)", subid);
-    GDBusConnection *conn = lumo::bus::service_connection();
+    lumo::GPtr<GDBusConnection> conn_ref = lumo::bus::service_connection();
+    GDBusConnection *conn = conn_ref.get();
     if (!conn) {
         lumo_log(tag, LOG_ERR, "connection is NULL, just return.");
         return;

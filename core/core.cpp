@@ -2,21 +2,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <pthread.h>
 #include <syslog.h>
 
 #include "core/service_context.hpp"
 #include "core/glib_ptr.hpp"
 #include "core/paths.hpp"
 #include "lumo3_core.h"
-
-namespace {
-
-// Guards qzr_dbus_service_context->errmsg. A pthread mutex rather than a GMutex, so
-// that ThreadSanitizer sees the ordering it gives.
-pthread_mutex_t errmsg_lock = PTHREAD_MUTEX_INITIALIZER;
-
-}  // namespace
 
 extern "C" {
 
@@ -58,35 +49,47 @@ LUMO3_API int32_t OvanSetDbusEnv(void)
 
 LUMO3_API void OvanSetErrMsg(const char *msg)
 {
-    OvanDBusServiceContext_t *ctx = lumo::service_context();
-    if (!ctx)
-        return;
-    if (msg && std::strstr(msg, "Error.LimitsExceeded")) {
+    // Every bus call on every thread clears or sets the message, and another thread
+    // may stop the service: the text is swapped under the context's lock.
+    char exiting_service[64] = "";
+    const bool limits = msg && std::strstr(msg, "Error.LimitsExceeded");
+    lumo::with_service_context([&](OvanDBusServiceContext_t *ctx) {
+        if (!ctx)
+            return;
+        if (limits) {
+            g_strlcpy(exiting_service, ctx->service_name, sizeof exiting_service);
+            return;
+        }
+        g_free(ctx->errmsg);
+        ctx->errmsg = g_strdup(msg);
+    });
+    if (exiting_service[0]) {
         // The bus daemon refuses this client: stop so that the application is
         // restarted with a clean connection.
-        lumo_log("OvanSetErrMsg", LOG_ERR, "%s exit\n", ctx->service_name);
+        lumo_log("OvanSetErrMsg", LOG_ERR, "%s exit\n", exiting_service);
         std::exit(-1);
     }
-    // Every bus call on every thread clears or sets the message: unguarded, two
-    // threads would free the same string.
-    pthread_mutex_lock(&errmsg_lock);
-    g_free(ctx->errmsg);
-    ctx->errmsg = g_strdup(msg);
-    pthread_mutex_unlock(&errmsg_lock);
 }
 
 LUMO3_API const char *OvanGetErrMsg(void)
 {
-    OvanDBusServiceContext_t *ctx = lumo::service_context();
-    if (!ctx)
-        return nullptr;
     // The caller reads a copy of its own (valid until this thread asks again), so
     // another thread's call cannot free the text under it.
     static thread_local lumo::GStr copy;
-    pthread_mutex_lock(&errmsg_lock);
-    copy.reset(ctx->errmsg ? g_strdup(ctx->errmsg) : nullptr);
-    pthread_mutex_unlock(&errmsg_lock);
-    return copy.get();
+    const bool hosted = lumo::with_service_context([](OvanDBusServiceContext_t *ctx) {
+        if (ctx)
+            copy.reset(ctx->errmsg ? g_strdup(ctx->errmsg) : nullptr);
+        return ctx != nullptr;
+    });
+    return hosted ? copy.get() : nullptr;
 }
 
 }  // extern "C"
+
+namespace lumo {
+std::mutex &service_context_lock() noexcept
+{
+    static std::mutex lock;
+    return lock;
+}
+}  // namespace lumo

@@ -71,11 +71,15 @@ bool device_fields_ok(const OvanWLANDevice_t &d)
            d.AccessRule < 3;
 }
 
-// The bus name of the service this process hosts, or null.
-const char *hosted_service()
+// The bus name of the service this process hosts, copied into `name`; null if none.
+const char *hosted_service(char (&name)[64])
 {
-    const OvanDBusServiceContext_t *ctx = lumo::service_context();
-    return ctx && ctx->service_name[0] ? ctx->service_name : nullptr;
+    return lumo::with_service_context([&](const OvanDBusServiceContext_t *ctx) -> const char * {
+        if (!ctx || !ctx->service_name[0])
+            return nullptr;
+        g_strlcpy(name, ctx->service_name, sizeof name);
+        return name;
+    });
 }
 
 // What the members start with: the guard, the entry line (a "%.*s" in it shows
@@ -151,8 +155,9 @@ LUMO3_API int32_t OvanAddWLANDevice(OvanWLANDevice_t *obj)
         return -1;
     }
     int32_t ret = add_with_rollback(kCollection, obj, set_device, OvanDelWLANDevice, wlan::kWLANDeviceWritable, tag);
+    char name[64];
     if (ret == 0)
-        if (const char *owner = hosted_service())
+        if (const char *owner = hosted_service(name))
             update_wlan_device_owner(owner, obj->path, 1);
     return ret;
 }
@@ -164,7 +169,8 @@ LUMO3_API int32_t OvanDelWLANDevice(OvanObjPath_t path)
         return ret;
     if (delete_object(kCollection, path.str) != 0)
         return -1;
-    const char *owner = hosted_service();
+    char name[64];
+    const char *owner = hosted_service(name);
     if (owner && std::strcmp(owner, kAppFramework) != 0)
         update_wlan_device_owner(owner, path.str, 0);
     return 0;

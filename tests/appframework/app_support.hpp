@@ -2,6 +2,7 @@
 // outside connection that watches the applications' alarms.
 #pragma once
 
+#include <mutex>
 #include <string>
 
 #include "bus_support/bus_fixture.hpp"
@@ -20,6 +21,7 @@ class AlarmWatch {
 public:
     explicit AlarmWatch(const PrivateBus &bus)
     {
+        { std::lock_guard<std::mutex> hold(lock_); }  // publishes the members to the signal's thread
         GPtr<GError> err;
         conn_.reset(g_dbus_connection_new_for_address_sync(
             bus.address().c_str(),
@@ -50,19 +52,23 @@ public:
     {
         return wait_until([this] {
             g_main_context_iteration(nullptr, FALSE);
+            std::lock_guard<std::mutex> hold(lock_);
             return !path.empty();
         });
     }
-    std::string path, args;
+    std::string path, args;  // read them after wait()
 
 private:
     static void on_alarm(GDBusConnection *, const gchar *, const gchar *object_path, const gchar *, const gchar *,
                          GVariant *params, gpointer self)
     {
         auto *w = static_cast<AlarmWatch *>(self);
+        std::lock_guard<std::mutex> hold(w->lock_);  // delivered in GIO's worker thread
         w->path = object_path;
         w->args = printed(params);
     }
+    // Static (constant-initialised): its construction needs no hand-over to GIO's thread.
+    static inline std::mutex lock_;
     GPtr<GDBusConnection> conn_;
     guint sub_ = 0;
 };

@@ -23,7 +23,19 @@ constexpr const char kMgt[] = "com.quv.demo.management";
 
 std::atomic<int> g_stops{0};
 std::atomic<bool> g_in_loop_thread{false};
+std::mutex g_message_lock;  // the message arrives in the "mainLoop" thread
 std::string g_last_message;
+
+std::string last_message()
+{
+    std::lock_guard<std::mutex> hold(g_message_lock);
+    return g_last_message;
+}
+
+OvanDBusServiceContext_t *published_context()
+{
+    return __atomic_load_n(&qzr_dbus_service_context, __ATOMIC_ACQUIRE);
+}
 
 bool in_main_loop()
 {
@@ -41,6 +53,7 @@ int reload_fails() { return 3; }
 int restore_ok() { return 0; }
 const char *echo(const char *msg)
 {
+    std::lock_guard<std::mutex> hold(g_message_lock);
     g_last_message = msg;
     return msg;
 }
@@ -65,7 +78,7 @@ protected:
     {
         for (GDBusNodeInfo *n : nodes)
             OvanDBusNodeInfoUnref(n);
-        if (qzr_dbus_service_context)
+        if (published_context())
             OvanDBusStopService();
         BusTest::TearDown();
     }
@@ -96,8 +109,8 @@ TEST_F(Management, RegistrationNeedsAStartedService)
 TEST_F(Management, InterfaceHasAMethodPerCallbackInFixedOrder)
 {
     ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
-    const OvanAppMgtFuncs_t only_stop = {stop_ok, nullptr, nullptr, nullptr, nullptr};
-    const OvanAppMgtFuncs_t msg_and_restore = {nullptr, nullptr, restore_ok, echo, nullptr};
+    static const OvanAppMgtFuncs_t only_stop = {stop_ok, nullptr, nullptr, nullptr, nullptr};
+    static const OvanAppMgtFuncs_t msg_and_restore = {nullptr, nullptr, restore_ok, echo, nullptr};
     const struct {
         const char *label;
         const OvanAppMgtFuncs_t *funcs;
@@ -151,7 +164,7 @@ TEST_F(Management, FrameworkCallsReachTheCallbacks)
     }
     EXPECT_EQ(g_stops, 1);
     EXPECT_TRUE(g_in_loop_thread);
-    EXPECT_EQ(g_last_message, "héllo there");
+    EXPECT_EQ(last_message(), "héllo there");
 }
 
 TEST_F(Management, MissingOrNullCallbacksAnswerWithoutCrashing)
@@ -159,7 +172,7 @@ TEST_F(Management, MissingOrNullCallbacksAnswerWithoutCrashing)
     ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
     ASSERT_NE(reg(&kFull), nullptr) << dump();
     // The object keeps its methods; the table read at each call has none.
-    const OvanAppMgtFuncs_t empty = {};
+    static const OvanAppMgtFuncs_t empty = {};
     ASSERT_NE(reg(&empty), nullptr);
     const struct {
         const char *method;
@@ -185,7 +198,7 @@ TEST_F(Management, MissingOrNullCallbacksAnswerWithoutCrashing)
     EXPECT_STREQ(OvanGetErrMsg(), "com.quv.demo do not provide GetStatistics callback");
 
     // Callbacks that answer NULL: an empty message, an error for statistics.
-    const OvanAppMgtFuncs_t nulls = {nullptr, nullptr, nullptr, null_msg, null_text};
+    static const OvanAppMgtFuncs_t nulls = {nullptr, nullptr, nullptr, null_msg, null_text};
     ASSERT_NE(reg(&nulls), nullptr);
     RunResult r = call("PostMsg", {"x"});
     EXPECT_NE(r.out.find("('',)"), std::string::npos) << r.out << r.err;
@@ -213,12 +226,12 @@ TEST_F(Management, DispatcherIgnoresUnknownMethods)
 TEST_F(Management, StopCallbackMayStopTheService)
 {
     ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
-    const OvanAppMgtFuncs_t funcs = {stop_service_from_callback, nullptr, nullptr, nullptr, nullptr};
+    static const OvanAppMgtFuncs_t funcs = {stop_service_from_callback, nullptr, nullptr, nullptr, nullptr};
     ASSERT_NE(reg(&funcs), nullptr);
     RunResult r = call("Stop");
     EXPECT_EQ(r.exit_status, 0) << r.err;
     EXPECT_NE(r.out.find("(0,)"), std::string::npos) << r.out;
-    EXPECT_TRUE(wait_until([] { return qzr_dbus_service_context == nullptr; }));
+    EXPECT_TRUE(wait_until([] { return published_context() == nullptr; }));
 }
 
 TEST_F(Management, LongServiceNamesAreCutBeforeTheDotsBecomeSlashes)
@@ -227,7 +240,7 @@ TEST_F(Management, LongServiceNamesAreCutBeforeTheDotsBecomeSlashes)
     const std::string name = "com.quv." + x + "." + y;  // 70 characters
     ASSERT_EQ(name.size(), 70u);
     ASSERT_EQ(OvanDBusStartService(name.c_str()), 0) << dump();
-    const OvanAppMgtFuncs_t only_stop = {stop_ok, nullptr, nullptr, nullptr, nullptr};
+    static const OvanAppMgtFuncs_t only_stop = {stop_ok, nullptr, nullptr, nullptr, nullptr};
     GDBusNodeInfo *node = reg(&only_stop);
     ASSERT_NE(node, nullptr) << dump();
     const std::string kept = name.substr(0, 63);  // the service context holds 63

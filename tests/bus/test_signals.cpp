@@ -302,7 +302,8 @@ TEST_F(Signals, EmitErrorNamesNullDestination)
     // Refused by the bus library: the connection is gone.
     g_dbus_connection_close_sync(qzr_dbus_service_context->connection, nullptr, nullptr);
     // The name is lost with the connection; that is logged from the "mainLoop" thread.
-    ASSERT_TRUE(wait_until([] { return qzr_dbus_service_context->errState == 1; }));
+    ASSERT_TRUE(
+        wait_until([] { return __atomic_load_n(&qzr_dbus_service_context->errState, __ATOMIC_ACQUIRE) == 1; }));
     log.clear();
     EXPECT_EQ(OvanDBusEmitSignal(nullptr, "/com/example/Obj", "com.example.Test", "Hello", nullptr), 0);
     const char *err = OvanGetErrMsg();
