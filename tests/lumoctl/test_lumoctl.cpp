@@ -214,6 +214,19 @@ TEST_F(LumoctlTest, NestedCollectionTakesItsParent)
     EXPECT_EQ(lumoctl({"--json", "qos-classtype", "list", parent}).json().size(), 3u);
 }
 
+// A gateway without USB storage: the guarded objects and commands say so.
+TEST_F(LumoctlTest, NoUSBStorageIsNamed)
+{
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Info/Device", "com.quv.igd1.DeviceInfo", "Capability",
+                                 g_variant_new_string("1;1;0;0;0")));
+    for (std::vector<std::string> args : {std::vector<std::string>{"ftp-server", "get"},
+                                          std::vector<std::string>{"nas", "count", "/"}}) {
+        Outcome o = lumoctl(args);
+        EXPECT_EQ(o.code, 3) << args[0];
+        EXPECT_NE(o.err.find("the gateway has no USB storage"), std::string::npos) << o.err;
+    }
+}
+
 TEST_F(LumoctlTest, CommandPrintsWordMessageAndResult)
 {
     Outcome r = lumoctl({"--json", "system", "ta-passwd"});

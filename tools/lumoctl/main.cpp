@@ -145,13 +145,20 @@ std::string name_of(const Entry &e)
 
 // A failed library call: the gateway has no WiFi, refused arguments, a non-zero
 // result word or a bus failure.
-void check(BusLink &link, const BusLink::Mark &m, int32_t rc, const std::string &what, bool wifi,
+// What a capability guard of the library lacks when it answers 1, or null.
+template <typename T>
+const char *gate(const T &x)
+{
+    return x.wifi ? "WiFi" : x.usb ? "USB storage" : nullptr;
+}
+
+void check(BusLink &link, const BusLink::Mark &m, int32_t rc, const std::string &what, const char *gate,
            const CommandResult *result = nullptr)
 {
     if (rc == 0)
         return;
-    if (wifi && rc == 1)
-        throw Failure{kExitGateway, what + ": the gateway has no WiFi"};
+    if (gate && rc == 1)
+        throw Failure{kExitGateway, what + ": the gateway has no " + gate};
     if (link.refused_since(m))
         throw Failure{kExitRefused, what + ": the library refused the arguments" +
                                         (result && !result->message.empty() ? " (" + result->message + ")" : "")};
@@ -168,7 +175,7 @@ void wifi_guard(BusLink &link)
 {
     Record rec(lumo::gw::wifi::kWiFiInfoTable);
     auto m = link.mark();
-    check(link, m, OvanGetWiFiInfo(static_cast<OvanWiFiInfo_t *>(rec.data)), "WiFi capability check", true);
+    check(link, m, OvanGetWiFiInfo(static_cast<OvanWiFiInfo_t *>(rec.data)), "WiFi capability check", "WiFi");
 }
 
 // Fills rec with the instance named by a path or by one of the entry's keys.
@@ -186,7 +193,7 @@ void load_instance(BusLink &link, const Entry &e, const VerbArgs &va, const std:
     }
     auto m = link.mark();
     if (chosen < 0) {
-        check(link, m, e.get_at(object_path(path), rec.data), "get " + name_of(e) + " " + path, e.wifi);
+        check(link, m, e.get_at(object_path(path), rec.data), "get " + name_of(e) + " " + path, gate(e));
         return;
     }
     const Key &k = e.keys[size_t(chosen)];
@@ -194,7 +201,7 @@ void load_instance(BusLink &link, const Entry &e, const VerbArgs &va, const std:
     char *message = nullptr;
     int32_t rc = k.fn(k.flag ? nullptr : va.key_values[size_t(chosen)].c_str(), rec.data, &r.status, &message);
     r.message = owned(message);
-    check(link, m, rc, "get " + name_of(e) + " by " + k.option, e.wifi, &r);
+    check(link, m, rc, "get " + name_of(e) + " by " + k.option, gate(e), &r);
 }
 
 void print_line(bool json, const Json &value, const std::string &text)
@@ -221,7 +228,7 @@ int do_list(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
     if (objs || rc == 0)
         print_records(*e.table, objs, objs ? count : 0, true, o.json);
     release_lists(*e.table, objs, objs ? count : 0);
-    check(link, m, rc, "list " + name_of(e), e.wifi, &r);
+    check(link, m, rc, "list " + name_of(e), gate(e), &r);
     return 0;
 }
 
@@ -230,7 +237,7 @@ int do_get(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
     Record rec(*e.table);
     if (e.get) {
         auto m = link.mark();
-        check(link, m, e.get(rec.data), "get " + name_of(e), e.wifi);
+        check(link, m, e.get(rec.data), "get " + name_of(e), gate(e));
     } else {
         load_instance(link, e, va, va.path, rec);
     }
@@ -267,14 +274,14 @@ int do_set(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
     Record rec(*e.table);
     if (e.set) {
         auto m = link.mark();
-        check(link, m, e.get(rec.data), "get " + name_of(e), e.wifi);
+        check(link, m, e.get(rec.data), "get " + name_of(e), gate(e));
     } else {
         load_instance(link, e, va, path, rec);
     }
     Given given = assign_fields(*e.table, e.writable, rec.data, words);
     auto m = link.mark();
     int32_t rc = e.set ? e.set(rec.data, given) : e.set_at(object_path(record_path(rec.data)), rec.data);
-    check(link, m, rc, "set " + name_of(e), e.wifi);
+    check(link, m, rc, "set " + name_of(e), gate(e));
     report_update(o, "updated", record_path(rec.data), given);
     return 0;
 }
@@ -294,7 +301,7 @@ int do_add(BusLink &link, const Entry &e, const VerbArgs &va, const Options &o)
     if (e.wifi)
         wifi_guard(link);
     auto m = link.mark();
-    check(link, m, e.add_at ? e.add_at(object_path(parent), rec.data) : e.add(rec.data), "add " + name_of(e), e.wifi);
+    check(link, m, e.add_at ? e.add_at(object_path(parent), rec.data) : e.add(rec.data), "add " + name_of(e), gate(e));
     print_line(o.json, Json{{"path", record_path(rec.data)}, {"added", true}},
                std::string("added ") + record_path(rec.data));
     return 0;
@@ -316,7 +323,7 @@ int do_delete(BusLink &link, const Entry &e, const VerbArgs &va, const Options &
         path = record_path(rec.data);
     }
     auto m = link.mark();
-    check(link, m, e.del(object_path(path)), "delete " + name_of(e) + " " + path, e.wifi);
+    check(link, m, e.del(object_path(path)), "delete " + name_of(e) + " " + path, gate(e));
     print_line(o.json, Json{{"path", path}, {"deleted", true}}, "deleted " + path);
     return 0;
 }
@@ -337,7 +344,7 @@ int do_command(BusLink &link, const Command &c, const VerbArgs &va, const Option
         require_utf8(args[i], c.args[i]);
     }
     int32_t rc = c.run(args, r);
-    if (!link.refused_since(m) && !(c.wifi && rc == 1)) {
+    if (!link.refused_since(m) && !(gate(c) && rc == 1)) {
         Json out = Json::object();
         std::string text;
         if (r.has_status) {
@@ -351,7 +358,7 @@ int do_command(BusLink &link, const Command &c, const VerbArgs &va, const Option
         }
         print_line(o.json, out, text);
     }
-    check(link, m, rc, what, c.wifi, &r);
+    check(link, m, rc, what, gate(c), &r);
     return 0;
 }
 

@@ -43,6 +43,7 @@ struct Entry {
     const char *help;
     const RecordTable *table;
     bool wifi = false;  // the library's WiFi capability guard applies
+    bool usb = false;   // the library's USB support guard applies (1: the gateway has none)
     GetFn get = nullptr;
     GetAtFn get_at = nullptr;
     std::vector<Key> keys = {};
@@ -71,6 +72,7 @@ struct Command {
     bool destructive = false;
     bool wifi = false;
     int32_t (*run)(const std::vector<std::string> &args, CommandResult &out) = nullptr;
+    bool usb = false;  // the library's USB support guard applies
 };
 
 // Each family contributes its entries, its commands and the help lines of its
