@@ -12,6 +12,42 @@ namespace {
 
 namespace gw = lumo::gw;
 
+// How deep one complete type nests (a basic type: 0); `at` moves past it. The
+// string is a valid type string.
+int type_depth(const char *&at)
+{
+    const char c = *at++;
+    if (c == 'a')
+        return 1 + type_depth(at);
+    if (c == '(' || c == '{') {
+        int deepest = 0;
+        while (*at != ')' && *at != '}') {
+            const int member = type_depth(at);
+            deepest = MAX(deepest, member);
+        }
+        ++at;
+        return 1 + deepest;
+    }
+    return 0;
+}
+
+// A reply type a D-Bus peer can send: a tuple whose members form a D-Bus signature
+// (no maybe types, at most 255 characters) nested at most 64 deep. GDBus refuses
+// other messages before the library sees them.
+bool dbus_reply_type(const char *type)
+{
+    const size_t len = std::strlen(type);
+    if (len < 2 || len > 257 || type[0] != '(' || type[len - 1] != ')')
+        return false;
+    gchar *inner = g_strndup(type + 1, len - 2);
+    const bool signature = g_variant_is_signature(inner);
+    g_free(inner);
+    if (!signature)
+        return false;
+    const char *at = type;
+    return type_depth(at) <= 64;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
@@ -29,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint8_t flags = data[0];
     const char *type = reinterpret_cast<const char *>(data + 1);
     const void *nul = std::memchr(type, 0, size - 1);
-    if (!nul || !g_variant_type_string_is_valid(type))
+    if (!nul || !g_variant_type_string_is_valid(type) || !dbus_reply_type(type))
         return 0;
     const GVariantType *vt = G_VARIANT_TYPE(type);
     if (!g_variant_type_is_definite(vt))
