@@ -116,7 +116,12 @@ protected:
             void *objs = nullptr;
             uint32_t n = 0, status = 0;
             char *message = nullptr;
-            if (e.list && e.list(&objs, &n, &status, &message) == 0 && n > 0)
+            parents.push_back(lumoctl::first_parent(e));
+            const int32_t rc = e.list ? e.list(&objs, &n, &status, &message)
+                               : e.list_at && !parents.back().empty()
+                                   ? e.list_at(lumo::test::obj_path(parents.back()), &objs, &n, &status, &message)
+                                   : -1;
+            if (rc == 0 && n > 0)
                 path = static_cast<const char *>(objs);
             lumoctl::release_lists(*e.table, objs, n);
             g_free(objs);
@@ -125,6 +130,9 @@ protected:
         }
         return out;
     }
+
+    // The collection each entry of collections below instances was listed in.
+    std::vector<std::string> parents;
 
     int huge_listings = 0;  // listings that came back with the thousands of objects
 
@@ -164,11 +172,15 @@ protected:
                     return -1;
                 });
             }
-            if (e.list) {
+            if (e.list || (e.list_at && !parents[i].empty())) {
                 void *objs = nullptr;
                 uint32_t n = 0, status = 0;
                 char *message = nullptr;
-                const int32_t rc = timed(name + " list", [&] { return e.list(&objs, &n, &status, &message); });
+                const OvanObjPath_t parent = lumo::test::obj_path(parents[i]);
+                const int32_t rc = timed(name + " list", [&] {
+                    return e.list ? e.list(&objs, &n, &status, &message)
+                                  : e.list_at(parent, &objs, &n, &status, &message);
+                });
                 if (rc == 0 && n >= lumo::gwsim::hostile::kCollectionSize)
                     ++huge_listings;
                 if (rc == 0 && objs) {

@@ -46,11 +46,14 @@ protected:
         if (e.get) {
             e.get(rec.data());
             lumoctl::release_lists(*e.table, rec.data());
-        } else if (e.list) {
+        } else if (e.list || e.list_at) {
             void *objs = nullptr;
             uint32_t count = 0, status = 0;
             char *message = nullptr;
-            if (e.list(&objs, &count, &status, &message) == 0 && objs && count > 0)
+            const int32_t rc = e.list ? e.list(&objs, &count, &status, &message)
+                                      : e.list_at(lumo::test::obj_path(lumoctl::first_parent(e)), &objs, &count,
+                                                  &status, &message);
+            if (rc == 0 && objs && count > 0)
                 std::memcpy(rec.data(), objs, rec.size());
             lumoctl::release_lists(*e.table, objs, count);
             g_free(objs);
@@ -92,9 +95,13 @@ protected:
 TEST_F(RegistryText, EverySetterAndAdderRefusesEachTextField)
 {
     for (const lumoctl::Entry &e : lumoctl::entries()) {
-        if (!e.set && !e.set_at && !e.add)
+        if (!e.set && !e.set_at && !e.add && !e.add_at)
             continue;
         const std::vector<char> start = base(e);
+        const std::string parent = e.add_at ? lumoctl::first_parent(e) : "";
+        if (e.add_at) {
+            ASSERT_FALSE(parent.empty()) << e.object << ": no parent collection to add to";
+        }
         for (const Field &f : e.writable) {
             if (f.type != Type::Str && f.type != Type::StrList)
                 continue;
@@ -119,6 +126,9 @@ TEST_F(RegistryText, EverySetterAndAdderRefusesEachTextField)
             }
             if (e.add)
                 expect_refused(what + " (add)", [&] { return e.add(rec.data()); });
+            if (e.add_at)
+                expect_refused(what + " (add below " + parent + ")",
+                               [&] { return e.add_at(lumo::test::obj_path(parent), rec.data()); });
         }
     }
     EXPECT_GE(cases, 10u);

@@ -362,6 +362,27 @@ const std::vector<Command> &commands()
     return registry().commands;
 }
 
+std::string first_parent(const Entry &e)
+{
+    if (!e.parent || !e.below)
+        return "";
+    for (const Entry &p : entries()) {
+        if (std::string(p.object) != e.parent || *p.layout || !p.list)
+            continue;
+        void *objs = nullptr;
+        uint32_t n = 0, status = 0;
+        char *message = nullptr;
+        std::string path;
+        if (p.list(&objs, &n, &status, &message) == 0 && objs && n > 0)
+            path = std::string(static_cast<const char *>(objs)) + e.below;
+        release_lists(*p.table, objs, objs ? n : 0);
+        g_free(objs);
+        g_free(message);
+        return path;
+    }
+    return "";
+}
+
 const char *command_object_help(const std::string &object)
 {
     for (const auto &[name, help] : registry().object_help)

@@ -55,6 +55,10 @@ struct Entry {
     DelFn del = nullptr;
     ListAtFn list_at = nullptr;  // "list PARENT"
     AddAtFn add_at = nullptr;    // "add PARENT NAME=VALUE ..."
+    // With list_at/add_at: the object whose instances hold such collections, and the
+    // collection's path below one of them (e.g. "qos-class", "/Type").
+    const char *parent = nullptr;
+    const char *below = nullptr;
 };
 
 struct CommandResult {
@@ -90,6 +94,9 @@ struct FamilyRegistrar {
 
 const std::vector<Entry> &entries();
 const std::vector<Command> &commands();
+// For an entry of collections below instances: the collection below the parent
+// object's first instance, read from the gateway; "" when there is none.
+std::string first_parent(const Entry &e);
 // Help line of an object that has commands only (no record).
 const char *command_object_help(const std::string &object);
 

@@ -25,7 +25,7 @@ Contribution qos()
                  .table = &gw::qos::kClassTypeTable, .get_at = Adapt<OvanGetQoSClassType>::at,
                  .writable = fields({gw::qos::kClassTypeWritable}), .set_at = Adapt<OvanSetQoSClassType>::at,
                  .del = OvanDelQoSClassType, .list_at = Adapt<OvanGetQoSClassTypeObjs>::list_at,
-                 .add_at = Adapt<OvanAddQoSClassType>::at},
+                 .add_at = Adapt<OvanAddQoSClassType>::at, .parent = "qos-class", .below = "/Type"},
                 {.object = "qos-queue", .layout = "", .help = "QoS priority queues (only Car can be set)",
                  .table = &gw::qos::kPriorityQueueTable, .get_at = Adapt<OvanGetQoSPriorityQueue>::at,
                  .list = Adapt<OvanGetQoSPriorityQueueObjs>::list,
