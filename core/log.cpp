@@ -76,24 +76,13 @@ bool read_process_name(char (&name)[64])
     return true;
 }
 
-// The hosted service's name copied into `name`; null when no service is hosted.
-const char *hosted_service_name(char (&name)[64])
-{
-    return lumo::with_service_context([&](const OvanDBusServiceContext_t *ctx) -> const char * {
-        if (!ctx || !ctx->service_name[0])
-            return nullptr;
-        g_strlcpy(name, ctx->service_name, sizeof name);
-        return name;
-    });
-}
-
 void vlog_tagged(const char *tag, int priority, bool debug_variant, const char *format, va_list args)
 {
     char message[1024] = {0};
     std::vsnprintf(message, sizeof message, format, args);
 
     char service_name[64];
-    const char *service = hosted_service_name(service_name);
+    const char *service = lumo::hosted_service_name(service_name);
     std::unique_lock<std::mutex> opening(g_open_lock, std::defer_lock);
     if (OvanIsLogInitialized() == 0)
         opening.lock();  // two first lines must not both open (and free the name)

@@ -34,4 +34,15 @@ auto with_service_context(F &&fn)
     return fn(service_context());
 }
 
+// The hosted service's bus name copied into `name`; null when no service is hosted.
+inline const char *hosted_service_name(char (&name)[64])
+{
+    return with_service_context([&](const OvanDBusServiceContext_t *ctx) -> const char * {
+        if (!ctx || !ctx->service_name[0])
+            return nullptr;
+        g_strlcpy(name, ctx->service_name, sizeof name);
+        return name;
+    });
+}
+
 }  // namespace lumo

@@ -71,17 +71,6 @@ bool device_fields_ok(const OvanWLANDevice_t &d)
            d.AccessRule < 3;
 }
 
-// The bus name of the service this process hosts, copied into `name`; null if none.
-const char *hosted_service(char (&name)[64])
-{
-    return lumo::with_service_context([&](const OvanDBusServiceContext_t *ctx) -> const char * {
-        if (!ctx || !ctx->service_name[0])
-            return nullptr;
-        g_strlcpy(name, ctx->service_name, sizeof name);
-        return name;
-    });
-}
-
 // What the members start with: the guard, the entry line (a "%.*s" in it shows
 // `shown`, a path or an argument, which need not be terminated within a path's
 // width) and the argument check. 0 to go on, else the result to return.
@@ -157,7 +146,7 @@ LUMO3_API int32_t OvanAddWLANDevice(OvanWLANDevice_t *obj)
     int32_t ret = add_with_rollback(kCollection, obj, set_device, OvanDelWLANDevice, wlan::kWLANDeviceWritable, tag);
     char name[64];
     if (ret == 0)
-        if (const char *owner = hosted_service(name))
+        if (const char *owner = lumo::hosted_service_name(name))
             update_wlan_device_owner(owner, obj->path, 1);
     return ret;
 }
@@ -170,7 +159,7 @@ LUMO3_API int32_t OvanDelWLANDevice(OvanObjPath_t path)
     if (delete_object(kCollection, path.str) != 0)
         return -1;
     char name[64];
-    const char *owner = hosted_service(name);
+    const char *owner = lumo::hosted_service_name(name);
     if (owner && std::strcmp(owner, kAppFramework) != 0)
         update_wlan_device_owner(owner, path.str, 0);
     return 0;
