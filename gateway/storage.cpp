@@ -225,8 +225,8 @@ LUMO3_API int32_t Ovan_USBUnMount(const char *mountPath, uint32_t *code, char **
     static const Operation op{"Ovan_USBUnMount", "Unmount", "Invalid mount path", "(us)"};
     lumo_log(op.tag, LOG_DEBUG, "enter, mount_path (%s)", or_empty(mountPath));
     // No device's mount point can match text that is not UTF-8: refused before any call.
-    if (!text_ok(op.tag, "mountPath", mountPath))
-        return fail_command(code, text, "Invalid parameter: mountPath is not valid UTF-8.");
+    if (!command_text_ok(op.tag, "mountPath", mountPath, code, text))
+        return -1;
     if (int32_t g = usb_guard())
         return g;
     if (!given(mountPath))

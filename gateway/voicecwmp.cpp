@@ -271,10 +271,8 @@ LUMO3_API int32_t OvanCWMPSetParameterValues(const OvanCWMPParamValue_t *paraVal
         const OvanCWMPParamValue_t &pair = paraValObjs[i];
         for (const auto &[what, text, width] : {std::tuple{"Name", pair.Name, sizeof pair.Name},
                                                 std::tuple{"Value", pair.Value, sizeof pair.Value}})
-            if (!text_ok(tag, what, text, width)) {
-                GStr message(g_strdup_printf("Invalid parameter: %s is not valid UTF-8.", what));
-                return fail_command(status, errmsg, message.get());
-            }
+            if (!command_text_ok(tag, what, text, status, errmsg, width))
+                return -1;
     }
     GVariantBuilder pairs;
     g_variant_builder_init(&pairs, G_VARIANT_TYPE("a(ss)"));
@@ -296,8 +294,8 @@ LUMO3_API int32_t OvanCWMPGetParameterValues(const char *names, OvanCWMPParamVal
     const size_t len = names ? strnlen(names, kNamesLimit) : 0;
     if (len == 0 || len >= kNamesLimit || !num)
         return refuse(tag, status, errmsg, "Invalid Parameters");
-    if (!text_ok(tag, "names", names))
-        return fail_command(status, errmsg, "Invalid parameter: names is not valid UTF-8.");
+    if (!command_text_ok(tag, "names", names, status, errmsg))
+        return -1;
     lumo::GStrv parts(g_strsplit(names, ",", -1));
     GPtr<GVariant> rows;
     if (call(tag, kCWMPPath, kCWMPIface, "GetParameterValues", g_variant_new("(^as)", parts.get()), status, errmsg,

@@ -376,8 +376,8 @@ LUMO3_API int32_t OvanStartAPRSSIQuery(const char *staMac, uint32_t channel, con
     ArgTuple args(tag);
     args.s("staMac", staMac).u(channel);
     for (uint32_t i = 0; i < num; i++)
-        if (!text_ok(tag, "MAC", aps[i].MAC))
-            return fail_command(status, errmsg, "Invalid parameter: MAC is not valid UTF-8.");
+        if (!command_text_ok(tag, "MAC", aps[i].MAC, status, errmsg))
+            return -1;
     GVariantBuilder b;
     g_variant_builder_init(&b, G_VARIANT_TYPE("a{su}"));
     for (uint32_t i = 0; i < num; i++)

@@ -161,10 +161,17 @@ void refuse_text(const char *tag, const char *message)
 
 bool text_ok(const char *tag, const char *what, const char *text, size_t max)
 {
+    return command_text_ok(tag, what, text, nullptr, nullptr, max);
+}
+
+bool command_text_ok(const char *tag, const char *what, const char *text, uint32_t *status, char **errmsg,
+                     size_t max)
+{
     if (!text || g_utf8_validate(text, static_cast<gssize>(strnlen(text, max)), nullptr))
         return true;
     GStr message(g_strdup_printf("Invalid parameter: %s is not valid UTF-8.", what));
     refuse_text(tag, message.get());
+    fail_command(status, errmsg, message.get());
     return false;
 }
 

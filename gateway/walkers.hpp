@@ -38,6 +38,9 @@ inline bool path_terminated(const OvanObjPath_t &path)
 // True when `text` (at most `max` bytes, NULL counting as empty) is valid UTF-8;
 // otherwise refuses it as above.
 bool text_ok(const char *tag, const char *what, const char *text, size_t max = static_cast<size_t>(-1));
+// ...for a command: a refusal also gives *status 1 and the refusal's text as *errmsg.
+bool command_text_ok(const char *tag, const char *what, const char *text, uint32_t *status, char **errmsg,
+                     size_t max = static_cast<size_t>(-1));
 
 // True when every string and string-list field of `record` among `fields` is valid
 // UTF-8 (a field that fills its whole width is taken over its width); otherwise
