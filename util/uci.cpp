@@ -1,4 +1,5 @@
 // UCI option access for the rest of the library, and the WLAN device owner file.
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,13 +12,13 @@
 #include "core/glib_ptr.hpp"
 #include "core/paths.hpp"
 #include "lumo3_uci.h"
+#include "util/uci_backend.hpp"
 #include "util/uci_store.hpp"
 
 namespace {
 
 using lumo::GStr;
-using lumo::uci::Context;
-using lumo::uci::Ptr;
+using lumo::uci::Backend;
 
 constexpr size_t kValueSize = 256;
 
@@ -32,18 +33,13 @@ bool plain_part(const char *s)
     return std::strpbrk(s, ".=") == nullptr;
 }
 
-std::unique_ptr<Context> new_context()
+// A fresh context, or null after reporting that memory ran out.
+std::unique_ptr<Backend> open_context(const GStr &expr)
 {
-    return std::unique_ptr<Context>(new (std::nothrow) Context);
-}
-
-void fill_entries(const lumo::uci::Section &s, UciOptionEntry *&at)
-{
-    for (const lumo::uci::Option &o : s.options) {
-        g_strlcpy(at->name, o.name.c_str(), sizeof at->name);
-        g_strlcpy(at->value, o.text().c_str(), sizeof at->value);
-        ++at;
-    }
+    std::unique_ptr<Backend> ctx = expr ? lumo::uci::open_backend() : nullptr;
+    if (!ctx)
+        out_of_memory();
+    return ctx;
 }
 
 // The owner file as a stream, created readable by every service without touching
@@ -61,6 +57,35 @@ FILE *open_owner_file(const char *path, int flags, const char *mode)
 
 }  // namespace
 
+namespace lumo::uci {
+
+std::unique_ptr<Backend> open_own_backend();
+#ifdef LUMO3_UCI_SYSTEM
+std::unique_ptr<Backend> open_system_backend();
+static std::atomic<BackendKind> selected{BackendKind::kSystem};
+#endif
+
+std::unique_ptr<Backend> open_backend()
+{
+#ifdef LUMO3_UCI_SYSTEM
+    if (selected.load() == BackendKind::kSystem)
+        return open_system_backend();
+#endif
+    return open_own_backend();
+}
+
+bool select_backend(BackendKind kind)
+{
+#ifdef LUMO3_UCI_SYSTEM
+    selected.store(kind);
+    return true;
+#else
+    return kind == BackendKind::kOwn;
+#endif
+}
+
+}  // namespace lumo::uci
+
 extern "C" {
 
 LUMO3_API int uci_read_option(const char *package, const char *section, const char *option, char *value)
@@ -68,17 +93,14 @@ LUMO3_API int uci_read_option(const char *package, const char *section, const ch
     if (!package || !section || !option || !value)
         return lumo::uci::kInvalid;
     GStr expr(g_strdup_printf("%s.%s.%s", package, section, option));
-    std::unique_ptr<Context> ctx = expr ? new_context() : nullptr;
-    if (!ctx) {
-        out_of_memory();
+    std::unique_ptr<Backend> ctx = open_context(expr);
+    if (!ctx)
         return lumo::uci::kOutOfMemory;
-    }
-    Ptr ptr;
     if (!plain_part(package) || !plain_part(section) || !plain_part(option)) {
         ctx->set_error(lumo::uci::kInvalid);
-    } else if (ctx->lookup(expr.get(), ptr) == lumo::uci::kOk) {
-        if (ptr.complete)
-            g_strlcpy(value, ptr.o->text().c_str(), kValueSize);
+    } else if (ctx->lookup(expr.get()) == lumo::uci::kOk) {
+        if (ctx->complete() && !ctx->is_package())
+            g_strlcpy(value, ctx->option_text().c_str(), kValueSize);
         else
             ctx->set_error(lumo::uci::kNotFound);
     }
@@ -91,29 +113,36 @@ LUMO3_API int uci_write_option(const char *package, const char *section, const c
         return lumo::uci::kInvalid;
     GStr expr(option ? g_strdup_printf("%s.%s.%s=%s", package, section, option, value)
                      : g_strdup_printf("%s.%s=%s", package, section, value));
-    std::unique_ptr<Context> ctx = expr ? new_context() : nullptr;
-    if (!ctx) {
-        out_of_memory();
+    std::unique_ptr<Backend> ctx = open_context(expr);
+    if (!ctx)
         return lumo::uci::kOutOfMemory;
-    }
     // Errors are reported under the option's name (the section's, for a section).
     const char *what = option ? option : section;
-    Ptr ptr;
     if (!plain_part(package) || !plain_part(section) || (option && !plain_part(option))) {
         ctx->set_error(lumo::uci::kInvalid);
         ctx->perror(what);
         return lumo::uci::kOk;
     }
-    if (ctx->lookup(expr.get(), ptr) != lumo::uci::kOk) {
+    // Kept for the commit's message: the lookup may cut the expression up.
+    GStr whole(g_strdup(expr.get()));
+    if (ctx->lookup(expr.get()) != lumo::uci::kOk) {
         ctx->perror(what);
         return lumo::uci::kOk;
     }
-    if (int rc = ctx->set(ptr); rc != lumo::uci::kOk) {
+    // A section type the store could not read back (quotes, blanks) is refused
+    // before anything is staged.
+    int rc = !option && !lumo::uci::valid_type(value) ? int(lumo::uci::kInvalid) : ctx->set();
+    if (rc != lumo::uci::kOk) {
+        ctx->set_error(rc);
         ctx->perror(what);
         return rc;
     }
-    if (ctx->commit(package) != lumo::uci::kOk)
-        ctx->perror(expr.get());
+    if (rc = ctx->save(); rc != lumo::uci::kOk) {
+        ctx->perror(what);
+        return rc;
+    }
+    if (ctx->commit() != lumo::uci::kOk)
+        ctx->perror(whole ? whole.get() : what);
     return lumo::uci::kOk;
 }
 
@@ -123,30 +152,18 @@ LUMO3_API int uci_read_section(const char *package, const char *section_type, co
     if (!package)
         return lumo::uci::kInvalid;
     GStr expr(section ? g_strdup_printf("%s.%s", package, section) : g_strdup(package));
-    std::unique_ptr<Context> ctx = expr ? new_context() : nullptr;
-    if (!ctx) {
-        out_of_memory();
+    std::unique_ptr<Backend> ctx = open_context(expr);
+    if (!ctx)
         return lumo::uci::kOutOfMemory;
-    }
-    Ptr ptr;
-    if (!plain_part(package) || (section && !plain_part(section)) ||
-        ctx->lookup(expr.get(), ptr) != lumo::uci::kOk)
+    if (!plain_part(package) || (section && !plain_part(section)) || ctx->lookup(expr.get()) != lumo::uci::kOk)
         return lumo::uci::kOk;
-    if (!ptr.complete) {
+    if (!ctx->complete()) {
         ctx->set_error(lumo::uci::kNotFound);
         return lumo::uci::kOk;
     }
-    std::vector<const lumo::uci::Section *> picked;
-    if (ptr.kind == Ptr::Kind::kPackage) {
-        for (const lumo::uci::Section &s : ptr.p->sections)
-            if (section_type && s.type == section_type)
-                picked.push_back(&s);
-    } else {
-        picked.push_back(ptr.s);
-    }
-    size_t n = 0;
-    for (const lumo::uci::Section *s : picked)
-        n += s->options.size();
+    std::vector<lumo::uci::Entry> found;
+    ctx->entries(section_type, found);
+    size_t n = found.size();
     if (entries) {
         auto *array = static_cast<UciOptionEntry *>(std::malloc(n * sizeof(UciOptionEntry)));
         if (!array && n > 0) {
@@ -155,9 +172,10 @@ LUMO3_API int uci_read_section(const char *package, const char *section_type, co
         }
         if (n > 0)
             std::memset(array, 0, n * sizeof(UciOptionEntry));
-        UciOptionEntry *at = array;
-        for (const lumo::uci::Section *s : picked)
-            fill_entries(*s, at);
+        for (size_t i = 0; i < n; ++i) {
+            g_strlcpy(array[i].name, found[i].name.c_str(), sizeof array[i].name);
+            g_strlcpy(array[i].value, found[i].value.c_str(), sizeof array[i].value);
+        }
         *entries = array;
     }
     if (count)

@@ -1,6 +1,7 @@
 // UCI package files: parsing, writing, lookups and safe commits.
 #include "util/uci_store.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -131,36 +132,17 @@ void set_string(Section &s, std::string_view name, std::string_view value)
     o->values.assign(1, std::string(value));
 }
 
-// Anonymous sections get "cfg" + index byte + 16-bit hash of their contents, so that
-// re-reading an unchanged file gives the same names (commits rely on that).
-void name_anonymous(Package &pkg)
+// Anonymous sections are named as the platform's library names them: "cfg", the
+// section's 1-based position in the file and a 16-bit djb2 hash of its type, so that
+// staged changes written by other programs find the sections they name.
+std::string anonymous_name(size_t position, std::string_view type)
 {
-    for (size_t i = 0; i < pkg.sections.size(); ++i) {
-        Section &s = pkg.sections[i];
-        if (!s.anonymous)
-            continue;
-        uint32_t h = 2166136261u;
-        auto mix = [&h](std::string_view v) {
-            for (unsigned char c : v)
-                h = (h ^ c) * 16777619u;
-            h = (h ^ 0xff) * 16777619u;
-        };
-        mix(s.type);
-        for (const Option &o : s.options) {
-            mix(o.name);
-            for (const std::string &v : o.values)
-                mix(v);
-        }
-        for (uint32_t n = 0;; ++n) {
-            char name[16];
-            std::snprintf(name, sizeof name, "cfg%02x%04x", static_cast<unsigned>(i & 0xff),
-                          static_cast<unsigned>(((h >> 16) ^ h ^ n) & 0xffff));
-            if (!pkg.find(name)) {
-                s.name = name;
-                break;
-            }
-        }
-    }
+    uint32_t h = 5381;
+    for (unsigned char c : type)
+        h = h * 33 + c;
+    char name[24];
+    std::snprintf(name, sizeof name, "cfg%02zx%04x", position, static_cast<unsigned>(h & 0xffff));
+    return name;
 }
 
 void append_quoted(std::string &out, std::string_view v)
@@ -175,27 +157,56 @@ void append_quoted(std::string &out, std::string_view v)
     out += '\'';
 }
 
-int read_file(const std::string &path, std::string &out)
+// A file descriptor closed on destruction.
+class Fd {
+public:
+    explicit Fd(int fd) : fd_(fd) {}
+    ~Fd()
+    {
+        if (fd_ >= 0)
+            close(fd_);
+    }
+    Fd(const Fd &) = delete;
+    Fd &operator=(const Fd &) = delete;
+    int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+// Locks a file (flock, exclusive), as every UCI writer does.
+bool lock_fd(int fd)
 {
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return errno == ENOENT ? kNotFound : kIoError;
+    while (flock(fd, LOCK_EX) != 0)
+        if (errno != EINTR)
+            return false;
+    return true;
+}
+
+int read_fd(int fd, std::string &out)
+{
     out.clear();
     char buf[4096];
     for (;;) {
         ssize_t n = read(fd, buf, sizeof buf);
         if (n < 0 && errno == EINTR)
             continue;
-        if (n < 0) {
-            close(fd);
+        if (n < 0)
             return kIoError;
-        }
         if (n == 0)
-            break;
+            return kOk;
         out.append(buf, static_cast<size_t>(n));
     }
+}
+
+int read_file(const std::string &path, std::string &out)
+{
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno == ENOENT ? kNotFound : kIoError;
+    int rc = read_fd(fd, out);
     close(fd);
-    return kOk;
+    return rc;
 }
 
 int read_package(std::string_view package, Package &pkg)
@@ -230,34 +241,24 @@ int open_shared(const std::string &path, int flags)
 
 namespace {
 
-// Exclusive lock of one package, held until destruction. A separate lock file,
-// because every commit replaces the package file's inode.
-class PackageLock {
-public:
-    PackageLock() = default;
-    ~PackageLock()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    PackageLock(const PackageLock &) = delete;
-    PackageLock &operator=(const PackageLock &) = delete;
+}  // namespace
 
-    int acquire(std::string_view package)
-    {
-        std::string path = config_dir() + "/." + std::string(package) + ".lock";
-        fd_ = open_shared(path, O_RDONLY);
-        if (fd_ < 0)
-            return errno == ENOENT ? kNotFound : kIoError;
-        while (flock(fd_, LOCK_EX) != 0)
-            if (errno != EINTR)
-                return kIoError;
-        return kOk;
-    }
+PackageLock::~PackageLock()
+{
+    if (fd_ >= 0)
+        close(fd_);
+}
 
-private:
-    int fd_ = -1;
-};
+int PackageLock::acquire(std::string_view package)
+{
+    std::string path = config_dir() + "/." + std::string(package) + ".lock";
+    fd_ = open_shared(path, O_RDONLY);
+    if (fd_ < 0)
+        return errno == ENOENT ? kNotFound : kIoError;
+    return lock_fd(fd_) ? kOk : kIoError;
+}
+
+namespace {
 
 bool write_all(int fd, std::string_view data)
 {
@@ -298,22 +299,150 @@ int replace_file(std::string_view package, std::string_view content)
     return kOk;
 }
 
-int apply(Package &pkg, std::string_view section, std::string_view option, std::string_view value)
+void delete_option(Section &s, std::string_view name)
 {
-    Section *s = pkg.find(section);
-    if (option.empty()) {
-        if (!valid_type(value))
-            return kInvalid;
-        if (s)
-            s->type = value;
-        else
-            pkg.sections.push_back(Section{std::string(section), std::string(value), false, {}});
-        return kOk;
+    std::erase_if(s.options, [name](const Option &o) { return o.name == name; });
+}
+
+void delete_section(Package &pkg, std::string_view name)
+{
+    std::erase_if(pkg.sections, [name](const Section &s) { return s.name == name; });
+}
+
+// One staged change as a line of the save directory's file:
+// "[cmd]package.section[.option][='value']", cmd one of - + | ~ @ ^ (none: set).
+struct Delta {
+    char cmd = 0;
+    std::string section, option, value;
+    bool has_value = false;
+};
+
+std::string delta_line(std::string_view package, const Delta &d)
+{
+    std::string line;
+    if (d.cmd)
+        line += d.cmd;
+    line.append(package).append(".").append(d.section);
+    if (!d.option.empty())
+        line.append(".").append(d.option);
+    if (d.has_value) {
+        line += '=';
+        append_quoted(line, d.value);
     }
-    if (!s)
-        return kNotFound;
-    set_string(*s, option, value);
-    return kOk;
+    line += '\n';
+    return line;
+}
+
+// One lexed line of a save file; false for lines of another package or malformed.
+bool parse_delta(std::string_view package, const std::vector<std::string> &words, Delta &d)
+{
+    if (words.size() != 1)
+        return false;
+    std::string_view w = words[0];
+    if (!w.empty() && std::strchr("-+|~@^", w[0])) {
+        d.cmd = w[0];
+        w.remove_prefix(1);
+    }
+    if (size_t eq = w.find('='); eq != npos) {
+        d.has_value = true;
+        d.value = w.substr(eq + 1);
+        w = w.substr(0, eq);
+    }
+    size_t dot = w.find('.');
+    if (dot == npos || w.substr(0, dot) != package)
+        return false;
+    w.remove_prefix(dot + 1);
+    dot = w.find('.');
+    d.section = w.substr(0, dot);
+    if (dot != npos)
+        d.option = w.substr(dot + 1);
+    return valid_name(d.section) && (dot == npos || valid_name(d.option));
+}
+
+// Applies one staged change the way the platform's library replays it: a change
+// that no longer fits (its section gone, say) is skipped; an empty value deletes.
+void apply_delta(Package &pkg, const Delta &d)
+{
+    Section *s = pkg.find(d.section);
+    Option *o = s && !d.option.empty() ? find_option(*s, d.option) : nullptr;
+    bool whole = d.option.empty();
+    switch (d.cmd) {
+    case 0:
+    case '+':
+        if (!d.has_value || d.value.empty()) {
+            if (d.has_value && whole)
+                delete_section(pkg, d.section);
+            else if (d.has_value && s)
+                delete_option(*s, d.option);
+        } else if (whole && s) {
+            s->type = d.value;
+        } else if (whole) {
+            pkg.sections.push_back(Section{d.section, d.value, d.cmd == '+', {}});
+        } else if (s) {
+            set_string(*s, d.option, d.value);
+        }
+        break;
+    case '-':
+        if (whole)
+            delete_section(pkg, d.section);
+        else if (s)
+            delete_option(*s, d.option);
+        break;
+    case '|':
+        if (!s || whole || !d.has_value)
+            break;
+        if (!o) {
+            s->options.push_back(Option{d.option, true, {}});
+            o = &s->options.back();
+        }
+        o->is_list = true;
+        o->values.push_back(d.value);
+        break;
+    case '~':
+        if (o && o->is_list) {
+            std::erase(o->values, d.value);
+            if (o->values.empty())
+                delete_option(*s, d.option);
+        }
+        break;
+    case '@':
+        if (!s || !valid_name(d.value))
+            break;
+        if (whole && !pkg.find(d.value)) {
+            s->name = d.value;
+            s->anonymous = false;
+        } else if (o && !find_option(*s, d.value)) {
+            o->name = d.value;
+        }
+        break;
+    case '^':
+        if (s && whole && !d.value.empty() && std::all_of(d.value.begin(), d.value.end(), [](char c) { return g_ascii_isdigit(c); })) {
+            size_t to = std::min<size_t>(std::strtoul(d.value.c_str(), nullptr, 10), pkg.sections.size() - 1);
+            size_t from = static_cast<size_t>(s - pkg.sections.data());
+            Section moved = std::move(*s);
+            pkg.sections.erase(pkg.sections.begin() + static_cast<long>(from));
+            pkg.sections.insert(pkg.sections.begin() + static_cast<long>(to), std::move(moved));
+        }
+        break;
+    }
+}
+
+// Replays a save file's text; unreadable lines are skipped, as the platform does.
+void apply_deltas(Package &pkg, std::string_view package, std::string_view text)
+{
+    Lexer lex(text);
+    std::vector<std::string> words;
+    while (lex.next(words) == kOk) {
+        Delta d;
+        if (parse_delta(package, words, d))
+            apply_delta(pkg, d);
+    }
+}
+
+std::string save_dir()
+{
+    GStr dir = paths::resolve(kUciSaveDir);
+    return dir.get();
 }
 
 // "@type[n]" -> type and n.
@@ -400,6 +529,12 @@ bool valid_type(std::string_view s)
     return true;
 }
 
+// Files may hold any printable type; writes stay with valid_type().
+static bool readable_type(std::string_view s)
+{
+    return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return g_ascii_isgraph(c); });
+}
+
 int parse(std::string_view text, Package &pkg)
 {
     pkg.sections.clear();
@@ -408,6 +543,7 @@ int parse(std::string_view text, Package &pkg)
     Lexer lex(text);
     std::vector<std::string> w;
     Section *cur = nullptr;
+    size_t position = 0;
     for (;;) {
         int rc = lex.next(w);
         if (rc == kNotFound)
@@ -422,17 +558,18 @@ int parse(std::string_view text, Package &pkg)
                 return kParseError;
             cur = nullptr;
         } else if (w[0] == "config") {
-            if (w.size() < 2 || w.size() > 3 || !valid_type(w[1]))
+            if (w.size() < 2 || w.size() > 3 || !readable_type(w[1]))
                 return kParseError;
             bool named = w.size() == 3 && !w[2].empty();
             if (named && !valid_name(w[2]))
                 return kParseError;
             // A repeated named section continues the first one.
             cur = named ? pkg.find(w[2]) : nullptr;
+            ++position;
             if (cur) {
                 cur->type = w[1];
             } else {
-                pkg.sections.push_back(Section{named ? w[2] : std::string(), w[1], !named, {}});
+                pkg.sections.push_back(Section{named ? w[2] : anonymous_name(position, w[1]), w[1], !named, {}});
                 cur = &pkg.sections.back();
             }
         } else if (w[0] == "option" || w[0] == "list") {
@@ -453,7 +590,6 @@ int parse(std::string_view text, Package &pkg)
             return kParseError;
         }
     }
-    name_anonymous(pkg);
     return kOk;
 }
 
@@ -534,6 +670,10 @@ int Context::lookup(std::string_view expr, Ptr &ptr)
         fresh->name = ptr.package;
         if (int rc = read_package(ptr.package, fresh->pkg); rc != kOk)
             return fail(rc);
+        // Changes staged by other programs ("uci set" without a commit) count.
+        std::string staged;
+        if (read_file(save_dir() + "/" + ptr.package, staged) == kOk)
+            apply_deltas(fresh->pkg, ptr.package, staged);
         loaded_.push_back(std::move(fresh));
         l = loaded_.back().get();
     }
@@ -569,9 +709,36 @@ int Context::set(const Ptr &ptr)
     // An option needs its section; a section's value is its type.
     if (ptr.kind == Ptr::Kind::kOption ? !l->pkg.find(ptr.section) : !valid_type(ptr.value))
         return fail(kInvalid);
-    if (int rc = apply(l->pkg, ptr.section, ptr.option, ptr.value); rc != kOk)
-        return fail(rc);
-    l->changes.push_back(Change{ptr.section, ptr.option, ptr.value});
+    Delta d{0, ptr.section, ptr.option, ptr.value, true};
+    if (d.value.empty()) {
+        // Setting an option empty deletes it; nothing to stage when it is not there.
+        if (!ptr.o)
+            return kOk;
+        d = Delta{'-', ptr.section, ptr.option, {}, false};
+    }
+    apply_delta(l->pkg, d);
+    l->pending += delta_line(ptr.package, d);
+    return kOk;
+}
+
+int Context::save(std::string_view package)
+{
+    Loaded *l = find_loaded(package);
+    if (!l)
+        return fail(kNotFound);
+    if (l->pending.empty())
+        return kOk;
+    std::string dir = save_dir();
+    if (g_mkdir_with_parents(dir.c_str(), 0755) != 0)
+        return fail(kIoError);
+    int fd = open_shared(dir + "/" + std::string(package), O_WRONLY | O_APPEND);
+    if (fd < 0)
+        return fail(kIoError);
+    bool ok = lock_fd(fd) && write_all(fd, l->pending);
+    ok = close(fd) == 0 && ok;
+    if (!ok)
+        return fail(kIoError);
+    l->pending.clear();
     return kOk;
 }
 
@@ -580,23 +747,39 @@ int Context::commit(std::string_view package)
     Loaded *l = find_loaded(package);
     if (!l)
         return fail(kNotFound);
-    if (l->changes.empty())
-        return kOk;
+    if (int rc = save(package); rc != kOk)
+        return rc;
     PackageLock lock;
     if (int rc = lock.acquire(package); rc != kOk)
         return fail(rc);
-    // Another process may have committed since we read the file: start from what
-    // is there now and replay only our own changes.
+    // Every change staged for the package goes in, not only this context's: the
+    // platform's library commits a package that way. The file as it is now (others
+    // may have committed since we read it) plus the staged changes, then the
+    // stage is emptied.
+    int sfd = open((save_dir() + "/" + std::string(package)).c_str(), O_RDWR | O_CLOEXEC);
+    if (sfd < 0)
+        return errno == ENOENT ? kOk : fail(kIoError);
+    Fd staged(sfd);
+    std::string text;
+    if (!lock_fd(staged.get()) || read_fd(staged.get(), text) != kOk)
+        return fail(kIoError);
+    if (text.empty())
+        return kOk;
+    Fd file(open(package_path(package).c_str(), O_RDONLY | O_CLOEXEC));
+    std::string current_text;
     Package current;
-    if (int rc = read_package(package, current); rc != kOk)
+    if (file.get() < 0)
+        return fail(errno == ENOENT ? kNotFound : kIoError);
+    if (!lock_fd(file.get()) || read_fd(file.get(), current_text) != kOk)
+        return fail(kIoError);
+    if (int rc = parse(current_text, current); rc != kOk)
         return fail(rc);
-    for (const Change &c : l->changes)
-        if (int rc = apply(current, c.section, c.option, c.value); rc != kOk)
-            return fail(rc);
+    apply_deltas(current, package, text);
     if (int rc = replace_file(package, serialize(current)); rc != kOk)
         return fail(rc);
+    if (ftruncate(staged.get(), 0) != 0)
+        return fail(kIoError);
     l->pkg = std::move(current);
-    l->changes.clear();
     return kOk;
 }
 

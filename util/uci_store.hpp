@@ -65,6 +65,24 @@ std::string serialize(const Package &pkg);
 // The file that holds a package (under the redirectable configuration directory).
 std::string package_path(std::string_view package);
 
+// Where changes are staged before a commit, one file per package (redirectable).
+inline constexpr const char kUciSaveDir[] = "/tmp/.uci";
+
+// Exclusive lock of one package among the library's writers, held until
+// destruction. A separate lock file, because every commit replaces the package
+// file's inode.
+class PackageLock {
+public:
+    PackageLock() = default;
+    ~PackageLock();
+    PackageLock(const PackageLock &) = delete;
+    PackageLock &operator=(const PackageLock &) = delete;
+    int acquire(std::string_view package);
+
+private:
+    int fd_ = -1;
+};
+
 // Result of a lookup: what the expression named and what of it exists.
 struct Ptr {
     enum class Kind { kPackage, kSection, kOption };
@@ -78,8 +96,10 @@ struct Ptr {
     const Option *o = nullptr;
 };
 
-// One caller's view of the store. Changes made with set() stay in the context until
-// commit(), which applies them to the file as it is at that moment.
+// One caller's view of the store, including the changes staged in the save
+// directory. Changes made with set() stay in the context until save() stages them;
+// commit() stages what is left and then applies every staged change of the
+// package to the file as it is at that moment.
 class Context {
 public:
     Context();
@@ -93,10 +113,14 @@ public:
     // an out-of-range index or a malformed expression is.
     int lookup(std::string_view expr, Ptr &ptr);
     // Applies an assignment lookup: sets an option's string value (replacing a
-    // list), or creates/retypes a section when no option was named.
+    // list; an empty value deletes the option), or creates/retypes a section when
+    // no option was named.
     int set(const Ptr &ptr);
-    // Writes the package's pending changes: under the package lock, re-reads the
-    // file, applies only this context's changes and replaces the file atomically.
+    // Appends this context's changes to the package's file in the save directory.
+    int save(std::string_view package);
+    // Under the package lock: re-reads the file, applies every staged change of the
+    // package, replaces the file atomically and empties the stage. A file that does
+    // not parse is left alone, and the stage with it.
     int commit(std::string_view package);
 
     int error() const { return err_; }
@@ -104,13 +128,10 @@ public:
     void perror(const char *prefix) const { print_error(prefix, err_); }
 
 private:
-    struct Change {
-        std::string section, option, value;  // empty option: value is the section type
-    };
     struct Loaded {
         std::string name;
         Package pkg;
-        std::vector<Change> changes;
+        std::string pending;  // staged-change lines not yet saved
     };
     Loaded *find_loaded(std::string_view package);
     int fail(int code) { return err_ = code; }
