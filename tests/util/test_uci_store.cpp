@@ -314,37 +314,6 @@ TEST_F(Store, CommitMergesWithChangesMadeSinceTheRead)
     EXPECT_EQ(get("net"), "\nconfig iface 'wan'\n\nconfig iface 'guest'\n\n");
 }
 
-TEST_F(Store, ConcurrentWritersLoseNothing)
-{
-    put("shared", "config s 'a'\nconfig s 'b'\n");
-    constexpr int kWrites = 40;
-    pid_t kids[2];
-    for (int k = 0; k < 2; ++k) {
-        kids[k] = fork();
-        ASSERT_GE(kids[k], 0);
-        if (kids[k] == 0) {
-            int failures = 0;
-            for (int i = 0; i < kWrites; ++i) {
-                Context ctx;
-                Ptr ptr;
-                std::string expr = std::string("shared.") + (k ? "b" : "a") + ".o" + std::to_string(i) + "=v";
-                failures += ctx.lookup(expr, ptr) != kOk || ctx.set(ptr) != kOk || ctx.commit("shared") != kOk;
-            }
-            _exit(failures ? 1 : 0);
-        }
-    }
-    for (pid_t kid : kids) {
-        int status = 0;
-        ASSERT_EQ(waitpid(kid, &status, 0), kid);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    }
-    Package p;
-    ASSERT_EQ(parse(get("shared"), p), kOk);
-    ASSERT_EQ(p.sections.size(), 2u);
-    EXPECT_EQ(p.sections[0].options.size(), size_t(kWrites));
-    EXPECT_EQ(p.sections[1].options.size(), size_t(kWrites));
-}
-
 TEST_F(Store, CommitReplacesTheFileAtomically)
 {
     put("net", "config iface 'lan'\n");
