@@ -153,15 +153,14 @@ const char *gate(const T &x)
 }
 
 void check(BusLink &link, const BusLink::Mark &m, int32_t rc, const std::string &what, const char *gate,
-           const CommandResult *result = nullptr)
+           const CommandResult *result = nullptr, const char *option = nullptr)
 {
     if (rc == 0)
         return;
     if (gate && rc == 1)
         throw Failure{kExitGateway, what + ": the gateway has no " + gate};
     if (link.refused_since(m))
-        throw Failure{kExitRefused, what + ": the library refused the arguments" +
-                                        (result && !result->message.empty() ? " (" + result->message + ")" : "")};
+        throw Failure{kExitRefused, what + ": " + link.refusal_since(m, option)};
     if (result && result->has_status && result->status != 0 && !link.errors_since(m))
         throw Failure{kExitGateway, what + ": the gateway answered " + std::to_string(result->status) +
                                         (result->message.empty() ? "" : ": " + result->message)};
@@ -201,7 +200,7 @@ void load_instance(BusLink &link, const Entry &e, const VerbArgs &va, const std:
     char *message = nullptr;
     int32_t rc = k.fn(k.flag ? nullptr : va.key_values[size_t(chosen)].c_str(), rec.data, &r.status, &message);
     r.message = owned(message);
-    check(link, m, rc, "get " + name_of(e) + " by " + k.option, gate(e), &r);
+    check(link, m, rc, "get " + name_of(e) + " by " + k.option, gate(e), &r, k.option);
 }
 
 void print_line(bool json, const Json &value, const std::string &text)
