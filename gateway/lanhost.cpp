@@ -14,6 +14,7 @@
 #include "lumo3_lanhost.h"
 #include "lumo3_uci.h"
 #include "lumo3_validate.h"
+#include "util/refusal.hpp"
 #include "util/uci_store.hpp"
 
 namespace {
@@ -275,7 +276,7 @@ LUMO3_API int32_t OvanGetLANHostPathbyMAC(const char *mac, char **lanhostpath, u
 {
     static const char tag[] = "OvanGetLANHostPathbyMAC";
     lumo_log(tag, LOG_DEBUG, "enter, mac (%s)", mac ? mac : "");
-    if (!mac || !*mac || !is_valid_quv_mac(mac) || !lanhostpath) {
+    if (!lanhostpath || !lumo::refusal::judged(tag, "mac", mac, is_valid_quv_mac)) {
         static const char invalid[] = "Invalid macaddr or NULL lanhostpath";
         lumo_log(tag, LOG_ERR, invalid);
         return fail_command(status, errmsg, invalid);

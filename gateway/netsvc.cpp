@@ -7,6 +7,7 @@
 #include "lumo3_core.h"
 #include "lumo3_netsvc.h"
 #include "lumo3_validate.h"
+#include "util/refusal.hpp"
 
 namespace {
 
@@ -30,17 +31,14 @@ bool port_mapping_path_ok(const OvanObjPath_t &path)
     return path_terminated(path) && instance_path_ok(path.str, kPortMappingPrefix);
 }
 
-bool port_ok(uint32_t port)
+bool port_mapping_ok(const char *tag, const OvanPortMapping_t &rec)
 {
-    return port >= 1 && port <= 65535;
-}
-
-bool port_mapping_ok(const OvanPortMapping_t &rec)
-{
-    const char *proto = rec.PortMappingProtocol;
-    return (rec.RemoteHost[0] == '\0' || is_valid_ipaddr(rec.RemoteHost)) && is_valid_ipaddr(rec.InternalClient) &&
-           port_ok(rec.InternalPort) && port_ok(rec.ExternalPort) &&
-           (std::strcmp(proto, "TCP") == 0 || std::strcmp(proto, "UDP") == 0 || std::strcmp(proto, "BOTH") == 0);
+    using namespace lumo::refusal;
+    return (rec.RemoteHost[0] == '\0' || judged(tag, "RemoteHost", rec.RemoteHost, is_valid_ipaddr)) &&
+           judged(tag, "InternalClient", rec.InternalClient, is_valid_ipaddr) &&
+           in_range(tag, "InternalPort", rec.InternalPort, 1, 65535) &&
+           in_range(tag, "ExternalPort", rec.ExternalPort, 1, 65535) &&
+           one_of(tag, "PortMappingProtocol", rec.PortMappingProtocol, {"TCP", "UDP", "BOTH"});
 }
 
 // Fixed-width fields filled by a caller need not be terminated: check them as text
@@ -129,7 +127,7 @@ LUMO3_API int32_t OvanSetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
     lumo_log(tag, LOG_DEBUG, "enter, path = %.*s, host = %s, client = %s, protocol = %s", kShown, path.str,
              shown_ok ? rec->RemoteHost : "", shown_ok ? rec->InternalClient : "",
              shown_ok ? rec->PortMappingProtocol : "");
-    if (!shown_ok || !port_mapping_path_ok(path) || !port_mapping_ok(*rec)) {
+    if (!shown_ok || !port_mapping_path_ok(path) || !port_mapping_ok(tag, *rec)) {
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return -1;
     }

@@ -272,31 +272,44 @@ TEST_F(LumoctlTest, DestructiveCommandsNeedYes)
 // 2, one line on standard error, and nothing reaches the gateway's writes.
 TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
 {
-    const std::vector<std::vector<std::string>> cases = {
-        {"bogus"},
-        {"portmap"},
-        {"portmap", "list", "--bogus"},
-        {"portmap", "add", "Bogus=1"},
-        {"portmap", "add", "ExternalPort=abc"},
-        {"portmap", "add", "Enable=maybe"},
-        {"portmap", "add", "justaword"},
-        {"portmap", "add", "Description=" + std::string(40, 'x')},
-        {"wifi", "set", "WiFiMode=ax"},  // read-only
-        {"portmap", "add", "InternalClient=192.168.1.30", "ExternalPort=70000", "InternalPort=22",
-         "PortMappingProtocol=TCP"},  // the library's own check
-        {"system", "set", "MemAlarm=40"},
-        {"portmap", "get", "/com/quv/igd1/Info/WiFi"},  // a path of another collection
-        {"system", "upgrade", "http://x/fw.bin", "zero", "0", "1", "--yes"},
-        {"system", "upgrade", "http://x/caf\xe9.bin", "0", "0", "1", "--yes"},  // not UTF-8
-        {"portmap", "add", "InternalClient=192.168.1.30", "Description=caf\xe9"},
+    // With the text the message must hold ("": any one line).
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"bogus"}, ""},
+        {{"devic", "get"}, "unknown object; did you mean device?"},
+        {{"device", "gte"}, "device: unknown command; did you mean get?"},
+        {{"portmap"}, ""},
+        {{"portmap", "list", "--jsn"}, "unknown option; did you mean --json?"},
+        {{"portmap", "add", "InternalPrt=1"}, "unknown field InternalPrt of OvanPortMapping_t; did you mean InternalPort?"},
+        {{"portmap", "add", "ExternalPort=abc"}, ""},
+        {{"portmap", "add", "Enable=maybe"}, ""},
+        {{"portmap", "add", "justaword"}, ""},
+        {{"portmap", "add", "Description=" + std::string(40, 'x')}, ""},
+        {{"wifi", "set", "WiFiMode=ax"}, "cannot be written"},
+        // The library's own checks, named by the library.
+        {{"portmap", "add", "InternalClient=192.168.1.30", "ExternalPort=70000", "InternalPort=22",
+          "PortMappingProtocol=TCP"},
+         "add portmap: ExternalPort: 70000 is outside 1..65535"},
+        {{"portmap", "add", "InternalClient=192.168.1.30", "ExternalPort=1", "InternalPort=22",
+          "PortMappingProtocol=tcp"},
+         "PortMappingProtocol: 'tcp' is not one of TCP, UDP, BOTH"},
+        {{"portmap", "add", "InternalClient=1.2.3", "ExternalPort=1", "InternalPort=22"},
+         "InternalClient: '1.2.3' is not an IPv4 address"},
+        {{"lanhost", "get", "--mac", "zz"}, "--mac: 'zz' is not a MAC address (12 hex digits)"},
+        {{"dhcp", "set", "MinAddress=1.2.3"}, "refused the arguments (OvanSetDHCPServer: Invalid parameter.)"},
+        {{"system", "set", "MemAlarm=40"}, ""},
+        {{"portmap", "get", "/com/quv/igd1/Info/WiFi"}, ""},  // a path of another collection
+        {{"system", "upgrade", "http://x/fw.bin", "zero", "0", "1", "--yes"}, ""},
+        {{"system", "upgrade", "http://x/caf\xe9.bin", "0", "0", "1", "--yes"}, ""},  // not UTF-8
+        {{"portmap", "add", "InternalClient=192.168.1.30", "Description=caf\xe9"}, ""},
     };
-    for (const auto &args : cases) {
+    for (const auto &[args, expected] : cases) {
         Outcome r = lumoctl(args);
         std::string shown;
         for (const auto &a : args)
             shown += a + " ";
         EXPECT_EQ(r.code, 2) << shown << r.err;
         EXPECT_TRUE(r.one_line_error()) << shown << r.err;
+        EXPECT_NE(r.err.find(expected), std::string::npos) << shown << r.err;
         EXPECT_TRUE(r.out.empty()) << shown << r.out;
     }
     EXPECT_EQ(sim.count_calls("", "", "SetMulti"), 0u);

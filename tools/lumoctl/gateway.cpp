@@ -259,7 +259,7 @@ BusLink::~BusLink()
 BusLink::Mark BusLink::mark()
 {
     connection();
-    return {g_sent.load(), g_added.load(), g_deleted.load(), g_errors.load()};
+    return {g_sent.load(), g_added.load(), g_deleted.load(), g_errors.load(), log_lines_mark()};
 }
 
 bool BusLink::errors_since(const Mark &since) const
@@ -278,6 +278,23 @@ bool BusLink::refused_since(const Mark &since) const
     return !errors_since(since) && g_sent.load() - since.sent == added + deleted && added == deleted;
 }
 
+std::string BusLink::refusal_since(const Mark &since, const char *option) const
+{
+    static const std::string kReason = "Invalid parameter: ";
+    std::string line = first_log_line_since(since.log_lines);
+    const size_t colon = line.find(": ");
+    const std::string message = colon == std::string::npos ? line : line.substr(colon + 2);
+    if (message.compare(0, kReason.size(), kReason) != 0)
+        return "the library refused the arguments" + (line.empty() ? "" : " (" + line + ")");
+    std::string reason = message.substr(kReason.size());
+    if (!reason.empty() && reason.back() == '.')
+        reason.pop_back();
+    const std::string field = reason.substr(0, reason.find(':'));
+    if (option && g_ascii_strcasecmp(field.c_str(), option) == 0)
+        reason = std::string("--") + option + reason.substr(field.size());
+    return reason;
+}
+
 void BusLink::failed(const Mark &since, const std::string &what) const
 {
     if (errors_since(since)) {
@@ -287,7 +304,7 @@ void BusLink::failed(const Mark &since, const std::string &what) const
     if (conn_ && g_dbus_connection_is_closed(conn_))
         throw Failure{kExitGateway, what + " failed: the bus connection closed"};
     if (refused_since(since))
-        throw Failure{kExitRefused, what + ": the library refused the arguments"};
+        throw Failure{kExitRefused, what + ": " + refusal_since(since)};
     throw Failure{kExitGateway, what + " failed: no such object, or no usable answer from the gateway"};
 }
 

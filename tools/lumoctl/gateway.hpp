@@ -3,6 +3,7 @@
 // of a whole command, and watching the gateway's change signals.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
 #include <string>
 
@@ -30,6 +31,7 @@ public:
 
     struct Mark {
         uint64_t sent, added, deleted, errors;
+        size_t log_lines;
     };
     Mark mark();
     // A library call made since mark returned a failure: throws Failure with code 2
@@ -43,11 +45,22 @@ public:
     // True when the library refused a call since mark: nothing reached the gateway
     // but, at most, an object it created and deleted again.
     bool refused_since(const Mark &since) const;
+    // Why the library refused a call made since mark, from its first refusal line:
+    // the field, value and rule it names ("InternalPort: 99999 is outside 1..65535"),
+    // else that line itself. `option` (e.g. "mac") names the command-line option a
+    // field of that name came from.
+    std::string refusal_since(const Mark &since, const char *option = nullptr) const;
 
 private:
     GDBusConnection *conn_ = nullptr;
     unsigned filter_ = 0;
 };
+
+// The library's lines of priority 3 and above, counted and kept as they reach
+// syslog (loglines.cpp); the first since a count.
+void note_log_line(int priority, const char *format, va_list args);
+size_t log_lines_mark();
+std::string first_log_line_since(size_t mark);
 
 // Prints the gateway's property and object changes as they arrive, one line each
 // (JSON objects with json), until count events (0: no limit) or SIGINT/SIGTERM.

@@ -18,6 +18,7 @@
 #include "tools/lumoctl/app.hpp"
 #include "tools/lumoctl/gateway.hpp"
 #include "tools/lumoctl/registry.hpp"
+#include "tools/lumoctl/suggest.hpp"
 
 namespace lumoctl {
 namespace {
@@ -153,15 +154,14 @@ const char *gate(const T &x)
 }
 
 void check(BusLink &link, const BusLink::Mark &m, int32_t rc, const std::string &what, const char *gate,
-           const CommandResult *result = nullptr)
+           const CommandResult *result = nullptr, const char *option = nullptr)
 {
     if (rc == 0)
         return;
     if (gate && rc == 1)
         throw Failure{kExitGateway, what + ": the gateway has no " + gate};
     if (link.refused_since(m))
-        throw Failure{kExitRefused, what + ": the library refused the arguments" +
-                                        (result && !result->message.empty() ? " (" + result->message + ")" : "")};
+        throw Failure{kExitRefused, what + ": " + link.refusal_since(m, option)};
     if (result && result->has_status && result->status != 0 && !link.errors_since(m))
         throw Failure{kExitGateway, what + ": the gateway answered " + std::to_string(result->status) +
                                         (result->message.empty() ? "" : ": " + result->message)};
@@ -201,7 +201,7 @@ void load_instance(BusLink &link, const Entry &e, const VerbArgs &va, const std:
     char *message = nullptr;
     int32_t rc = k.fn(k.flag ? nullptr : va.key_values[size_t(chosen)].c_str(), rec.data, &r.status, &message);
     r.message = owned(message);
-    check(link, m, rc, "get " + name_of(e) + " by " + k.option, gate(e), &r);
+    check(link, m, rc, "get " + name_of(e) + " by " + k.option, gate(e), &r, k.option);
 }
 
 void print_line(bool json, const Json &value, const std::string &text)
@@ -362,8 +362,8 @@ int do_command(BusLink &link, const Command &c, const VerbArgs &va, const Option
     return 0;
 }
 
-// One subcommand per object, one sub-subcommand per verb it supports.
-void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs> &store)
+// The registry's objects in listing order.
+std::vector<std::string> object_names()
 {
     std::vector<std::string> objects;
     auto note = [&](const char *name) {
@@ -374,8 +374,30 @@ void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs>
         note(e.object);
     for (const Command &c : commands())
         note(c.object);
+    return objects;
+}
 
-    for (const std::string &object : objects) {
+const Entry *base_entry(const std::string &object)
+{
+    for (const Entry &e : entries())
+        if (object == e.object && !*e.layout)
+            return &e;
+    return nullptr;
+}
+
+// One subcommand per object, one sub-subcommand per verb it supports. Only `only`
+// gets its verbs (building them all is most of a start-up); "" lists every object
+// with its help line alone, for the full --help.
+void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs> &store, const std::string &only)
+{
+    for (const std::string &object : object_names()) {
+        if (only.empty()) {
+            const Entry *e = base_entry(object);
+            app.add_subcommand(object, e ? e->help : command_object_help(object));
+            continue;
+        }
+        if (object != only)
+            continue;
         const Entry *base = nullptr;
         std::vector<std::string> layouts;
         for (const Entry &e : entries())
@@ -489,7 +511,111 @@ void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs>
 
 namespace lumoctl {
 int run_cached(int argc, char **argv);  // cached.cpp
+
+namespace {
+
+// Global options that take a value: their values are not objects.
+constexpr const char *kValueOptions[] = {"--timeout", "--address", "--root", "--password-file"};
+
+// The words that are neither options nor values of global options, in order, with
+// their places in argv.
+std::vector<std::pair<int, std::string>> plain_words(int argc, char **argv)
+{
+    std::vector<std::pair<int, std::string>> out;
+    for (int i = 1; i < argc; ++i) {
+        const std::string w = argv[i];
+        if (w == "--")
+            break;
+        if (w.size() > 1 && w[0] == '-') {
+            for (const char *o : kValueOptions)
+                i += (w == o && out.empty());
+            continue;
+        }
+        out.emplace_back(i, w);
+    }
+    return out;
 }
+
+struct Context {
+    Options opt;
+    Action action;
+    std::list<VerbArgs> store;
+    CLI::App *watch = nullptr;
+    unsigned watch_count = 0;
+};
+
+void build_watch(CLI::App &app, Context &c)
+{
+    c.watch = app.add_subcommand("watch", "print the gateway's changes as they arrive, one line each");
+    c.watch->fallthrough();
+    c.watch->add_option("--count", c.watch_count, "stop after N changes (with --timeout: exit 3 if fewer came)");
+    c.watch->footer(std::string("Follows PropertiesChanged, InterfacesAdded and InterfacesRemoved of "
+                                "com.quv.igd1;\nSIGINT or SIGTERM stops it (exit status 0).\n\n") +
+                    kExitCodes);
+}
+
+// Subcommands beside the registry's objects, each built when named or for the full
+// listing; a new one is one line here and sets c.action when parsed.
+struct Extra {
+    const char *name;
+    void (*build)(CLI::App &app, Context &c);
+};
+const Extra kExtras[] = {
+    {"app", [](CLI::App &app, Context &c) { add_app_commands(app, c.opt.json, c.action); }},
+    {"watch", build_watch},
+};
+
+// The long option names of a parsed command line's apps.
+std::vector<std::string> option_names(CLI::App &app)
+{
+    std::vector<std::string> out;
+    for (CLI::App *a = &app; a;) {
+        for (const CLI::Option *o : a->get_options())
+            for (const std::string &n : o->get_lnames())
+                out.push_back("--" + n);
+        std::vector<CLI::App *> parsed = a->get_subcommands();
+        a = parsed.empty() ? nullptr : parsed.front();
+    }
+    return out;
+}
+
+// Why a command line has words left over, with the nearest names: an unknown
+// object, verb or option. The words themselves are not echoed: a stray word may be
+// a password typed where it does not belong.
+std::string leftover(CLI::App &app, int argc, char **argv, const std::string &object)
+{
+    auto hint = [](const std::string &h) { return h.empty() ? std::string() : "; " + h; };
+    const auto words = plain_words(argc, argv);
+    if (object.empty())
+        return "unexpected arguments (see lumoctl --help)";
+    std::vector<std::string> names = object_names();
+    for (const Extra &x : kExtras)
+        names.emplace_back(x.name);
+    if (std::find(names.begin(), names.end(), object) == names.end())
+        return "unknown object" + hint(did_you_mean(object, names)) + " (see lumoctl --help)";
+    CLI::App *sub = app.get_subcommand(object);
+    if (words.size() > 1 && words[1].first == words[0].first + 1) {
+        std::vector<std::string> verbs;
+        for (const CLI::App *v : sub->get_subcommands({}))
+            verbs.push_back(v->get_name());
+        if (std::find(verbs.begin(), verbs.end(), words[1].second) == verbs.end())
+            return object + ": unknown command" + hint(did_you_mean(words[1].second, verbs)) + " (see lumoctl " +
+                   object + " --help)";
+    }
+    const std::vector<std::string> options = option_names(app);
+    for (int i = 1; i < argc; ++i) {
+        std::string w = argv[i];
+        if (w.rfind("--", 0) != 0 || w == "--")
+            continue;
+        w = w.substr(0, w.find('='));
+        if (std::find(options.begin(), options.end(), w) == options.end())
+            return "unknown option" + hint(did_you_mean(w, options)) + " (see lumoctl " + object + " --help)";
+    }
+    return "unexpected arguments (see lumoctl " + object + " --help)";
+}
+
+}  // namespace
+}  // namespace lumoctl
 
 int main(int argc, char **argv)
 {
@@ -503,7 +629,8 @@ int main(int argc, char **argv)
     app.fallthrough();
     app.footer(kExitCodes);
 
-    Options opt;
+    Context ctx;
+    Options &opt = ctx.opt;
     app.add_flag("--json", opt.json, "print JSON instead of text");
     CLI::Option *timeout = app.add_option("--timeout", opt.timeout,
                                           "give up after SECONDS (exit status 3); 0: never; "
@@ -516,24 +643,18 @@ int main(int argc, char **argv)
     app.add_option("--password-file", opt.password_file,
                    "read passwords from FILE's first line ('-': standard input, also the default)");
 
-    Action action;
-    std::list<VerbArgs> store;
-    build_tree(app, opt, action, store);
-    add_app_commands(app, opt.json, action);
-
-    unsigned watch_count = 0;
-    CLI::App *watch_cmd = app.add_subcommand("watch", "print the gateway's changes as they arrive, one line each");
-    watch_cmd->fallthrough();
-    watch_cmd->add_option("--count", watch_count, "stop after N changes (with --timeout: exit 3 if fewer came)");
-    watch_cmd->footer(std::string("Follows PropertiesChanged, InterfacesAdded and InterfacesRemoved of "
-                                  "com.quv.igd1;\nSIGINT or SIGTERM stops it (exit status 0).\n\n") +
-                      kExitCodes);
+    // Only what the command line names is built.
+    const auto words = plain_words(argc, argv);
+    const std::string object = words.empty() ? "" : words.front().second;
+    build_tree(app, opt, ctx.action, ctx.store, object);
+    for (const Extra &x : kExtras)
+        if (object.empty() || object == x.name)
+            x.build(app, ctx);
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::ExtrasError &) {
-        // Not echoed: a stray word may be a password typed where it does not belong.
-        std::fprintf(stderr, "lumoctl: unexpected arguments (see lumoctl --help)\n");
+        std::fprintf(stderr, "lumoctl: %s\n", leftover(app, argc, argv, object).c_str());
         return kExitRefused;
     } catch (const CLI::ParseError &e) {
         if (e.get_exit_code() == 0)
@@ -548,12 +669,11 @@ int main(int argc, char **argv)
     if (!opt.root.empty())
         g_setenv("LUMO_SYSROOT", opt.root.c_str(), TRUE);
 
-    bool watching = watch_cmd->parsed();
+    const bool watching = ctx.watch && ctx.watch->parsed();
+    const unsigned watch_count = ctx.watch_count;
+    Action &action = ctx.action;
     if (!watching && !action) {
         // An object without a verb, or nothing at all.
-        std::string object;
-        for (CLI::App *sub : app.get_subcommands())
-            object = sub->get_name();
         std::fprintf(stderr, "lumoctl: %s (see lumoctl %s--help)\n",
                      object.empty() ? "a command is required" : (object + ": a command is required").c_str(),
                      object.empty() ? "" : (object + " ").c_str());

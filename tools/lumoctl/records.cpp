@@ -7,6 +7,8 @@
 
 #include <glib.h>
 
+#include "tools/lumoctl/suggest.hpp"
+
 namespace lumoctl {
 
 using lumo::gw::Type;
@@ -346,10 +348,16 @@ std::vector<const Field *> assign_fields(const RecordTable &table, Fields writab
             throw Failure{kExitRefused, "expected NAME=VALUE, got '" + word + "'"};
         std::string name = word.substr(0, eq), value = word.substr(eq + 1);
         const Field *f = find(writable, name);
-        if (!f)
-            throw Failure{kExitRefused, find(table.fields, name)
-                                            ? "field " + name + " of " + table.record_name + " cannot be written"
-                                            : "unknown field " + name + " of " + table.record_name};
+        if (!f && find(table.fields, name))
+            throw Failure{kExitRefused, "field " + name + " of " + table.record_name + " cannot be written"};
+        if (!f) {
+            std::vector<std::string> names;
+            for (const Field &w : writable)
+                names.emplace_back(w.name);
+            const std::string hint = did_you_mean(name, names);
+            throw Failure{kExitRefused,
+                          "unknown field " + name + " of " + table.record_name + (hint.empty() ? "" : "; " + hint)};
+        }
         if (f->type == Type::Str || f->type == Type::StrList)
             require_utf8(value, "value of " + name);
         if (!parse_into(rec, *f, value)) {
