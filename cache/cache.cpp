@@ -202,16 +202,20 @@ void make_info_proxy(void *arg)
     Rendered fresh{static_cast<unsigned char *>(g_malloc0(cache->record_size)), 0};
     render(cache->fields, proxy, fresh);
     std::lock_guard<std::mutex> lock(cache->mutex);
+    g_free(cache->rendered.bytes);
     cache->rendered = fresh;
     *cache->proxy = proxy;
     cache->made = true;
 }
+
+void renew_if_closed();
 
 int32_t get_info(InfoCache &cache, void *record)
 {
     lumo_log(cache.tag, LOG_DEBUG, "Enter.");
     if (!record)
         return -1;
+    renew_if_closed();
     bool made;
     {
         std::lock_guard<std::mutex> lock(cache.mutex);
@@ -465,18 +469,69 @@ void on_owner_changed(GDBusConnection *, const char *, const char *, const char 
     }
 }
 
+guint g_owner_watch = 0;  // cache thread only
+
 void watch_owner(void *)
 {
-    static guint id = 0;
-    if (id)
+    if (g_owner_watch)
         return;
-    id = g_dbus_connection_signal_subscribe(dbusconn, "org.freedesktop.DBus", "org.freedesktop.DBus",
+    g_owner_watch = g_dbus_connection_signal_subscribe(dbusconn, "org.freedesktop.DBus", "org.freedesktop.DBus",
                                             "NameOwnerChanged", "/org/freedesktop/DBus", gw::kService,
                                             G_DBUS_SIGNAL_FLAGS_NONE, on_owner_changed, nullptr, nullptr);
 }
 
+// A restarted bus daemon closes every connection to it, and with it every proxy and
+// subscription the caches made. Everything on the closed connection is dropped
+// (the last known values stay readable) and the next getter starts again on a live
+// connection. Cache thread.
+void renew(void *)
+{
+    {
+        std::lock_guard<std::mutex> lock(g_connection_mutex);
+        if (!dbusconn || !g_dbus_connection_is_closed(dbusconn))
+            return;
+    }
+    for (InfoCache *c : {&g_device, &g_network, &g_wifi}) {
+        GDBusProxy *old;
+        {
+            std::lock_guard<std::mutex> lock(c->mutex);
+            old = *c->proxy;
+            *c->proxy = nullptr;
+            c->made = false;
+        }
+        if (old)
+            g_signal_handlers_disconnect_matched(old, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, c);
+        drop_proxy(old);
+    }
+    for (Collection *c : {&g_lan, &g_wlan}) {
+        clear_table(*c);
+        for (guint *id : {&c->added_id, &c->removed_id}) {
+            if (*id)
+                g_dbus_connection_signal_unsubscribe(dbusconn, *id);
+            *id = 0;
+        }
+    }
+    if (g_owner_watch)
+        g_dbus_connection_signal_unsubscribe(dbusconn, g_owner_watch);
+    g_owner_watch = 0;
+    std::lock_guard<std::mutex> lock(g_connection_mutex);
+    g_clear_object(&dbusconn);
+}
+
+void renew_if_closed()
+{
+    bool closed;
+    {
+        std::lock_guard<std::mutex> lock(g_connection_mutex);
+        closed = dbusconn && G_IS_DBUS_CONNECTION(dbusconn) && g_dbus_connection_is_closed(dbusconn);
+    }
+    if (closed)
+        run_on_worker(renew, nullptr);
+}
+
 int32_t ensure_filled(Collection &c)
 {
+    renew_if_closed();
     bool ready;
     {
         std::lock_guard<std::mutex> lock(c.mutex);

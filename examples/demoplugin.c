@@ -6,12 +6,10 @@
  * drives it, answers statistics and posted messages, raises an alarm when asked
  * ("alarm <text>" as a message), and exits cleanly when the framework sends Stop.
  *
- * Run it against the simulator:
- *   scripts/gwsim-session.sh -- sh -c 'mkdir -p "$LUMO_SYSROOT/usr/lib/opkg/info" &&
- *       printf "Package: demoplugin\nVendor: quv\nDbusVersion: 1\n" \
- *           > "$LUMO_SYSROOT/usr/lib/opkg/info/demoplugin.control" &&
- *       build/debug/examples/demoplugin'
- * and drive it with lumoctl app (stats, post, stop) or gdbus.
+ * Run it against the simulator, registered with the simulated framework:
+ *   scripts/gwsim-session.sh --plugin build/debug/examples/demoplugin
+ * and drive it with lumoctl app (stats, post, restore, stop) or gdbus.
+ * On a system bus it needs its policy file (dbus-1/system.d/com.quv.demoplugin1.conf).
  *
  * Threads: the callbacks run in the library's "mainLoop" thread, which runs the
  * default main context of the thread that started the service. The main thread
@@ -53,6 +51,13 @@ static int on_reload(void)
     return 0;
 }
 
+/* Factory state: no messages seen. */
+static int on_restore(void)
+{
+    messages = 0;
+    return 0;
+}
+
 static const char *on_post_msg(const char *message)
 {
     messages++;
@@ -73,8 +78,8 @@ static const char *on_get_stats(void)
     return stats_text;
 }
 
-/* Must outlive the service. restore_factory is not offered. */
-static const OvanAppMgtFuncs_t mgt = {on_stop, on_reload, NULL, on_post_msg, on_get_stats};
+/* Must outlive the service. */
+static const OvanAppMgtFuncs_t mgt = {on_stop, on_reload, on_restore, on_post_msg, on_get_stats};
 
 int main(int argc, char **argv)
 {

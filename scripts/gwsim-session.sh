@@ -13,15 +13,24 @@
 #   --model FILE   model for lumo-gwsim (default: its built-in model)
 #   --gwsim PATH   lumo-gwsim binary (default: $LUMO_GWSIM, then the build trees,
 #                  then $PATH)
+#   --plugin PATH  registers the plug-in application PATH (package name: its file
+#                  name) with the simulated framework and starts it: lumoctl app
+#                  drives it at once
+#   --plugin-user USER  runs the plug-in as USER (needs root)
+#   --system-policy     the bus enforces the stock system-bus policy (deny by
+#                  default) plus the project's policy files instead of allowing all
 set -eu
 
 here=$(cd "$(dirname "$0")/.." && pwd)
 root=""
 model=""
 gwsim="${LUMO_GWSIM:-}"
+plugin=""
+plugin_user=""
+system_policy=0
 
 usage() {
-    sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'
+    sed -n '2,23p' "$0" | sed 's/^# \{0,1\}//'
     exit "$1"
 }
 
@@ -30,6 +39,9 @@ while [ $# -gt 0 ]; do
         --root) root="$2"; shift 2 ;;
         --model) model="$2"; shift 2 ;;
         --gwsim) gwsim="$2"; shift 2 ;;
+        --plugin) plugin="$2"; shift 2 ;;
+        --plugin-user) plugin_user="$2"; shift 2 ;;
+        --system-policy) system_policy=1; shift ;;
         -h|--help) usage 0 ;;
         --) shift; break ;;
         *) echo "gwsim-session: unknown option $1" >&2; usage 2 >&2 ;;
@@ -68,8 +80,10 @@ logs=$(mktemp -d "${TMPDIR:-/tmp}/lumo3-gwlog-XXXXXX")
 bus_pid=""
 sim_pid=""
 fw_pid=""
+plugin_pid=""
 cleanup() {
     trap - EXIT INT TERM
+    [ -n "$plugin_pid" ] && kill "$plugin_pid" 2>/dev/null && wait "$plugin_pid" 2>/dev/null || true
     [ -n "$fw_pid" ] && kill "$fw_pid" 2>/dev/null && wait "$fw_pid" 2>/dev/null || true
     [ -n "$sim_pid" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null || true
     [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null && wait "$bus_pid" 2>/dev/null || true
@@ -89,6 +103,39 @@ wait_for() {
         i=$((i + 1))
     done
 }
+
+# The stock system bus: Debian's system-bus policy (its run-time settings
+# dropped: no user switch, fork, pid file, syslog or activation; the address
+# comes from the command line)
+# plus the project's policy files and one for the simulator's own names.
+if [ "$system_policy" = 1 ]; then
+    stock=/usr/share/dbus-1/system.conf
+    [ -r "$stock" ] || { echo "gwsim-session: $stock missing (Debian package dbus)" >&2; exit 1; }
+    sed -e '/<user>/d' -e '/<fork\/>/d' -e '/<pidfile>/d' -e '/<syslog\/>/d' -e 's|<listen>.*</listen>|<listen>unix:tmpdir=/tmp</listen>|' \
+        -e '/<servicehelper>/d' -e '/<standard_system_servicedirs\/>/d' -e '/<include/d' \
+        "$stock" > "$logs/stock.conf"
+    policies="$here/build/debug/examples/dbus-1/system.d"
+    [ -n "$plugin" ] && policies="$(cd "$(dirname "$plugin")" && pwd)/dbus-1/system.d"
+    sim_user=$(id -un)
+    names="com.quv.igd1 com.quv.appframework1 com.quv.kest1.framework com.morvane.vpnclient1"
+    {
+        echo '<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"'
+        echo ' "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">'
+        echo "<busconfig>"
+        echo "  <include>$logs/stock.conf</include>"
+        echo "  <includedir>$policies</includedir>"
+        echo "  <policy user=\"$sim_user\">"
+        for n in $names; do echo "    <allow own=\"$n\"/>"; done
+        echo "  </policy>"
+        echo "  <policy context=\"default\">"
+        for n in $names; do echo "    <allow send_destination=\"$n\"/>"; done
+        echo "  </policy>"
+        echo "</busconfig>"
+    } > "$logs/system.conf"
+    conf="$logs/system.conf"
+    # Other users must reach the socket and the redirected root.
+    chmod 755 "$root" "$root/var" "$root/var/run" "$rundir"
+fi
 
 rm -f "$rundir/system_bus_socket"
 dbus-daemon --config-file="$conf" --address="$address" --nofork --nopidfile --print-address \
@@ -124,6 +171,39 @@ if ! wait_for "$logs/fw" "^ready" "$fw_pid"; then
     exit 1
 fi
 
+# The plug-in: package files as an installation leaves them, registered with
+# the framework, running until it is stopped.
+if [ -n "$plugin" ]; then
+    pkg=$(basename "$plugin")
+    mkdir -p "$root/usr/lib/opkg/info"
+    printf "Package: %s\nVendor: quv\nDbusVersion: 1\n" "$pkg" > "$root/usr/lib/opkg/info/$pkg.control"
+    printf "config app '%s'\n\toption appid '5'\n" "$pkg" >> "$root/etc/config/appmgr"
+    chmod -R a+rX "$root/usr" "$root/etc"
+    DBUS_SYSTEM_BUS_ADDRESS="$address" gdbus call --system --dest com.quv.appframework1 \
+        --object-path /org/lumo3/Simulator --method org.lumo3.Simulator1.AddObject \
+        "/com/quv/appframework1/packages/$pkg" \
+        "{'org.lumo3.Simulator1.Package': {'Name': <'$pkg'>, 'Text': <'$pkg'>, 'State': <'running'>, 'Number': <uint32 5>}}" \
+        >/dev/null
+    as_user=""
+    if [ -n "$plugin_user" ]; then
+        as_user="setpriv --reuid=$plugin_user --regid=$(id -g "$plugin_user") --init-groups"
+    fi
+    DBUS_SYSTEM_BUS_ADDRESS="$address" LUMO_SYSROOT="$root" $as_user "$plugin" >"$logs/plugin" 2>&1 &
+    plugin_pid=$!
+    i=0
+    until DBUS_SYSTEM_BUS_ADDRESS="$address" gdbus call --system --dest org.freedesktop.DBus \
+            --object-path /org/freedesktop/DBus --method org.freedesktop.DBus.NameHasOwner \
+            "com.quv.${pkg}1" 2>/dev/null | grep -q true; do
+        if ! kill -0 "$plugin_pid" 2>/dev/null || [ $i -ge 200 ]; then
+            echo "gwsim-session: $pkg did not take its bus name:" >&2
+            cat "$logs/plugin" >&2
+            exit 1
+        fi
+        sleep 0.05
+        i=$((i + 1))
+    done
+fi
+
 if [ $# -gt 0 ]; then
     status=0
     DBUS_SYSTEM_BUS_ADDRESS="$address" LUMO_SYSROOT="$root" "$@" || status=$?
@@ -142,5 +222,6 @@ export LUMO_SYSROOT='$root'
 #             --method com.quv.appframework1.AppAgent.List
 # Ctrl-C stops them all.
 EOF
+[ -n "$plugin" ] && echo "# Plug-in $(basename "$plugin") running (pid $plugin_pid): build/debug/tools/lumoctl app stats $(basename "$plugin")"
 wait "$sim_pid" || true
 sim_pid=""

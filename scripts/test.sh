@@ -18,6 +18,13 @@ for preset in "${presets[@]}"; do
   ctest --preset "$preset"
 done
 
+# A short soak (only in a full run): 20 s of mixed calls under gateway and bus
+# restarts; fails on failures outside the restarts or a visible leak trend.
+if [ $# -eq 0 ]; then
+  echo "=== soak ==="
+  scripts/soak.sh --seconds 20 --restart-every 5 --ci
+fi
+
 # Fuzzing (only in a full run): replay every target's seed corpus, then fuzz each
 # target briefly. LUMO_FUZZ_SECONDS=0 replays only; LUMO_FUZZ=0 skips the step.
 if [ $# -eq 0 ] && [ "${LUMO_FUZZ:-1}" != 0 ]; then

@@ -1,0 +1,583 @@
+// soak: a plug-in's long life in one process. It hosts a service with a management
+// object, uses the caches, and runs a mixed workload on several threads (every getter
+// and lister the lumoctl registry knows, its harmless commands, adds, writes and
+// deletes that must read back, the cache getters, management calls), while the
+// gateway simulator is killed and restarted every few seconds and the bus daemon once
+// half-way. It reports the call rate, failures outside the restart windows, memory,
+// descriptors and threads over the run, and how fast the caches agree with the gateway
+// again after each restart. Exit status 1 when a goal is missed (see --help).
+#include <atomic>
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bus_support/private_bus.hpp"
+#include "cache/cache_tables.hpp"
+#include "gateway/device_tables.hpp"
+#include "lumo3.h"
+#include "tools/lumoctl/records.hpp"
+#include "tools/lumoctl/registry.hpp"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using lumo::GPtr;
+using lumo::GStr;
+using lumo::gw::Field;
+using lumo::gw::Fields;
+
+constexpr const char kServiceName[] = "com.quv.soak1";
+
+struct Options {
+    uint64_t calls = 1000000;
+    double seconds = 0;  // > 0: run this long instead of a number of calls
+    double restart_every = 10;
+    unsigned threads = 4;
+    bool ci = false;  // goals tolerant of a loaded machine, for a short run
+};
+
+double now_s(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// ---- process figures ----
+
+struct Sample {
+    double at;
+    uint64_t calls;
+    long rss_kb, fds, threads;
+};
+
+long status_field(const char *name)
+{
+    FILE *f = fopen("/proc/self/status", "r");
+    if (!f)
+        return -1;
+    char line[256];
+    long value = -1;
+    const size_t n = strlen(name);
+    while (fgets(line, sizeof line, f))
+        if (strncmp(line, name, n) == 0 && line[n] == ':')
+            value = strtol(line + n + 1, nullptr, 10);
+    fclose(f);
+    return value;
+}
+
+long open_fds()
+{
+    DIR *d = opendir("/proc/self/fd");
+    if (!d)
+        return -1;
+    long n = 0;
+    while (readdir(d))
+        n++;
+    closedir(d);
+    return n - 3;  // ".", ".." and the directory's own descriptor
+}
+
+Sample sample(double at, uint64_t calls)
+{
+    return {at, calls, status_field("VmRSS"), open_fds(), status_field("Threads")};
+}
+
+// ---- the hosted service ----
+
+std::atomic<unsigned> g_messages{0};
+char g_stats[64];  // mainLoop thread only
+
+int on_reload()
+{
+    g_messages = 0;
+    return 0;
+}
+const char *on_post(const char *)
+{
+    g_messages++;
+    return "ok";
+}
+const char *on_stats()
+{
+    snprintf(g_stats, sizeof g_stats, "%u", g_messages.load());
+    return g_stats;
+}
+const OvanAppMgtFuncs_t kMgt = {nullptr, on_reload, on_reload, on_post, on_stats};
+GDBusNodeInfo *g_node = nullptr;
+
+// Starts (again) the plug-in's service. GIO's shared connection would end the
+// process when the bus goes away: a long-lived plug-in turns that off.
+bool host_service()
+{
+    if (g_node) {
+        OvanDBusStopService();
+        OvanDBusNodeInfoUnref(g_node);
+        g_node = nullptr;
+    }
+    if (OvanDBusStartService(kServiceName) != 0)
+        return false;
+    if (qzr_dbus_service_context && qzr_dbus_service_context->connection)
+        g_dbus_connection_set_exit_on_close(qzr_dbus_service_context->connection, FALSE);
+    if (GDBusConnection *shared = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr)) {
+        g_dbus_connection_set_exit_on_close(shared, FALSE);
+        g_object_unref(shared);
+    }
+    g_node = OvanAppRegisterMgtFuncs(&kMgt);
+    return g_node != nullptr;
+}
+
+// ---- the workload ----
+
+struct Op {
+    std::string name;
+    int (*run)(const void *arg, unsigned thread, uint64_t n);
+    const void *arg;
+};
+
+int run_get(const void *arg, unsigned, uint64_t)
+{
+    const auto &e = *static_cast<const lumoctl::Entry *>(arg);
+    std::vector<unsigned char> rec(e.table->record_size);
+    int rc = e.get(rec.data());
+    lumoctl::release_lists(*e.table, rec.data());
+    return rc;
+}
+
+int run_list(const void *arg, unsigned, uint64_t)
+{
+    const auto &e = *static_cast<const lumoctl::Entry *>(arg);
+    void *objs = nullptr;
+    uint32_t count = 0, status = 0;
+    char *message = nullptr;
+    int rc = e.list(&objs, &count, &status, &message);
+    if (objs)
+        lumoctl::release_lists(*e.table, objs, count);
+    g_free(objs);
+    g_free(message);
+    return rc;
+}
+
+int run_command(const void *arg, unsigned, uint64_t)
+{
+    const auto &c = *static_cast<const lumoctl::Command *>(arg);
+    lumoctl::CommandResult out;
+    return c.run({}, out);
+}
+
+template <typename R, int32_t (*F)(R *)>
+int run_cached_info(const void *, unsigned, uint64_t)
+{
+    R rec{};
+    return F(&rec);
+}
+
+template <typename R, int32_t (*F)(R **, uint32_t *)>
+int run_cached_list(const void *, unsigned, uint64_t)
+{
+    R *list = nullptr;
+    uint32_t n = 0;
+    int rc = F(&list, &n);
+    g_free(list);
+    return rc;
+}
+
+std::atomic<uint64_t> g_lost{0};
+
+// Add, read back, write, read back, delete, and the rule must be gone: a value that
+// does not read back is lost (a failed call is only a failure).
+int run_write(const void *, unsigned thread, uint64_t n)
+{
+    OvanPortMapping_t rec{};
+    rec.Enable = 1;
+    rec.ExternalPort = 20000 + static_cast<uint32_t>(n % 20000);
+    rec.InternalPort = 1 + thread;
+    g_strlcpy(rec.PortMappingProtocol, "TCP", sizeof rec.PortMappingProtocol);
+    g_strlcpy(rec.InternalClient, "192.168.1.20", sizeof rec.InternalClient);
+    snprintf(rec.Description, sizeof rec.Description, "soak-%u-%" PRIu64, thread, n);
+    if (OvanAddPortMapping(&rec) != 0)
+        return -1;
+    OvanObjPath_t path{};
+    g_strlcpy(path.str, rec.path, sizeof path.str);
+    OvanPortMapping_t back{};
+    int rc = OvanGetPortMapping(path, &back);
+    if (rc == 0 && (strcmp(back.Description, rec.Description) != 0 || back.ExternalPort != rec.ExternalPort))
+        g_lost++;
+    rec.InternalPort = 100 + thread;
+    if (rc == 0)
+        rc = OvanSetPortMapping(path, &rec);
+    if (rc == 0 && OvanGetPortMapping(path, &back) == 0 && back.InternalPort != rec.InternalPort)
+        g_lost++;
+    int del = OvanDelPortMapping(path);
+    return rc != 0 ? rc : del;
+}
+
+// A management call as the framework makes it, on a connection of its own.
+GDBusConnection *g_client = nullptr;
+std::mutex g_client_mutex;
+
+int run_management(const void *, unsigned, uint64_t n)
+{
+    GDBusConnection *conn;
+    {
+        std::lock_guard<std::mutex> lock(g_client_mutex);
+        if (g_client && g_dbus_connection_is_closed(g_client))
+            g_clear_object(&g_client);
+        if (!g_client) {
+            GStr address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+            g_client = g_dbus_connection_new_for_address_sync(
+                address.get(),
+                static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                  G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+                nullptr, nullptr, nullptr);
+            if (!g_client)
+                return -1;
+            g_dbus_connection_set_exit_on_close(g_client, FALSE);
+        }
+        conn = G_DBUS_CONNECTION(g_object_ref(g_client));
+    }
+    const char *method = n % 2 ? "PostMsg" : "GetStatistics";
+    GPtr<GVariant> reply(g_dbus_connection_call_sync(
+        conn, kServiceName, "/com/quv/soak1", "com.quv.soak1.management", method,
+        n % 2 ? g_variant_new("(s)", "soak") : nullptr, G_VARIANT_TYPE("(s)"), G_DBUS_CALL_FLAGS_NONE, 5000,
+        nullptr, nullptr));
+    g_object_unref(conn);
+    return reply ? 0 : -1;
+}
+
+std::vector<Op> all_ops()
+{
+    std::vector<Op> ops;
+    for (const auto &e : lumoctl::entries()) {
+        std::string name = std::string(e.object) + (*e.layout ? "." : "") + e.layout;
+        if (e.get)
+            ops.push_back({"get " + name, run_get, &e});
+        if (e.list)
+            ops.push_back({"list " + name, run_list, &e});
+    }
+    for (const auto &c : lumoctl::commands())
+        if (!c.destructive && c.args.empty())
+            ops.push_back({std::string("command ") + c.object + " " + c.name, run_command, &c});
+    ops.push_back({"cache device", run_cached_info<OvanDeviceInfo_t, OvanGetDeviceInfo_Cache>, nullptr});
+    ops.push_back({"cache network", run_cached_info<OvanNetworkInfo_t, OvanGetNetworkInfo_Cache>, nullptr});
+    ops.push_back({"cache wifi", run_cached_info<OvanWiFiInfo_t, OvanGetWiFiInfo_Cache>, nullptr});
+    ops.push_back({"cache lanhosts", run_cached_list<OvanLANHostCache_t, OvanGetLANHostObjs_Cache>, nullptr});
+    ops.push_back({"cache wlan", run_cached_list<OvanWLANDeviceCache_t, OvanGetWLANDeviceObjs_Cache>, nullptr});
+    ops.push_back({"cache online", run_cached_list<OvanLANHostCache_t, OvanGetOnlineDeviceList_Cache>, nullptr});
+    ops.push_back({"write portmap", run_write, nullptr});
+    ops.push_back({"management", run_management, nullptr});
+    return ops;
+}
+
+// ---- caches against the gateway ----
+
+bool same_fields(Fields fields, const void *a, const void *b)
+{
+    for (const Field &f : fields) {
+        const char *x = static_cast<const char *>(a) + f.offset;
+        const char *y = static_cast<const char *>(b) + f.offset;
+        if (f.type == lumo::gw::Type::Str ? strncmp(x, y, f.size) != 0 : memcmp(x, y, f.size) != 0)
+            return false;
+    }
+    return true;
+}
+
+template <typename R>
+bool info_agrees(Fields fields, int32_t (*cached)(R *), int32_t (*direct)(R *))
+{
+    R c{}, d{};
+    return cached(&c) == 0 && direct(&d) == 0 && same_fields(fields, &c, &d);
+}
+
+bool hosts_agree()
+{
+    OvanLANHostCache_t *c = nullptr;
+    OvanLANHostExtWithIPv6_t *d = nullptr;
+    uint32_t nc = 0, nd = 0;
+    bool ok = OvanGetLANHostObjs_Cache(&c, &nc) == 0 && OvanGetLANHostExtWithIPv6Objs(&d, &nd) == 0 && nc == nd;
+    for (uint32_t i = 0; ok && i < nc; i++) {
+        bool found = false;
+        for (uint32_t j = 0; j < nd && !found; j++)
+            found = strcmp(c[i].MAC, d[j].MAC) == 0 && strcmp(c[i].HostName, d[j].HostName) == 0;
+        ok = found;
+    }
+    g_free(c);
+    g_free(d);
+    return ok;
+}
+
+bool caches_agree()
+{
+    using namespace lumo::cache;
+    return info_agrees<OvanDeviceInfo_t>(kDeviceInfo, OvanGetDeviceInfo_Cache, OvanGetDeviceInfo) &&
+           info_agrees<OvanNetworkInfo_t>(kNetworkInfo, OvanGetNetworkInfo_Cache, OvanGetNetworkInfo) &&
+           info_agrees<OvanWiFiInfo_t>(kWiFiInfo, OvanGetWiFiInfo_Cache, OvanGetWiFiInfo) && hosts_agree();
+}
+
+// ---- the run ----
+
+// Stops the workers between two calls. The gate keeps a stream of readers from
+// starving the one who wants everything to stand still.
+class Pause {
+public:
+    std::shared_lock<std::shared_mutex> call()
+    {
+        { std::lock_guard<std::mutex> wait(gate_); }
+        return std::shared_lock<std::shared_mutex>(calls_);
+    }
+    struct Hold {
+        std::lock_guard<std::mutex> gate;
+        std::unique_lock<std::shared_mutex> all;
+    };
+    std::unique_ptr<Hold> stop() { return std::unique_ptr<Hold>(new Hold{std::lock_guard<std::mutex>(gate_), std::unique_lock<std::shared_mutex>(calls_)}); }
+
+private:
+    std::mutex gate_;
+    std::shared_mutex calls_;
+};
+
+struct Window {
+    double from, to;
+};
+
+struct Run {
+    Options opt;
+    Clock::time_point start = Clock::now();
+    std::vector<Op> ops;
+    Pause pause;
+    std::atomic<uint64_t> calls{0};
+    std::atomic<bool> done{false};
+    std::mutex mutex;  // guards the rest
+    std::vector<Window> windows;
+    std::vector<std::pair<double, size_t>> failures;  // time, op
+    std::vector<uint64_t> op_failures;
+};
+
+void worker(Run &run, unsigned thread)
+{
+    uint64_t n = thread;
+    while (!run.done) {
+        const size_t k = n % run.ops.size();
+        int rc;
+        {
+            auto hold = run.pause.call();
+            rc = run.ops[k].run(run.ops[k].arg, thread, n);
+        }
+        if (rc != 0) {
+            std::lock_guard<std::mutex> lock(run.mutex);
+            run.failures.emplace_back(now_s(run.start), k);
+        }
+        n += run.opt.threads;
+        run.calls++;
+    }
+}
+
+bool in_window(const Run &run, double t)
+{
+    for (const Window &w : run.windows)
+        if (t >= w.from && t <= w.to)
+            return true;
+    return false;
+}
+
+int usage(int code)
+{
+    fprintf(code ? stderr : stdout,
+            "usage: soak [--calls N] [--seconds S] [--restart-every S] [--threads N] [--ci]\n"
+            "Goals: no failure outside the restart windows, nothing written lost, caches equal\n"
+            "to the gateway within 1 s of each restart, no descriptor or thread growth and at\n"
+            "most 1%% resident growth after warm-up (--ci: 25%% + 4 MiB, 2 descriptors or\n"
+            "threads, for a short run on a loaded machine).\n");
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    Options opt;
+    for (int i = 1; i < argc; i++) {
+        std::string a = argv[i];
+        const char *v = i + 1 < argc ? argv[i + 1] : nullptr;
+        if (a == "--calls" && v)
+            opt.calls = strtoull(argv[++i], nullptr, 10);
+        else if (a == "--seconds" && v)
+            opt.seconds = strtod(argv[++i], nullptr);
+        else if (a == "--restart-every" && v)
+            opt.restart_every = strtod(argv[++i], nullptr);
+        else if (a == "--threads" && v)
+            opt.threads = static_cast<unsigned>(strtoul(argv[++i], nullptr, 10));
+        else if (a == "--ci")
+            opt.ci = true;
+        else
+            return usage(a == "--help" ? 0 : 2);
+    }
+    if (opt.threads == 0 || opt.restart_every <= 0 || (opt.calls == 0 && opt.seconds <= 0))
+        return usage(2);
+
+    lumo::test::PrivateBus bus;
+    lumo::test::SimulatorOptions sim_options;
+    sim_options.reconnect = true;
+    auto sim = std::make_unique<lumo::test::Simulator>(bus, sim_options);
+    if (!bus.ok() || !sim->ok() || !host_service()) {
+        fprintf(stderr, "soak: cannot start the bus, the simulator or the service\n");
+        return 1;
+    }
+
+    Run run;
+    run.opt = opt;
+    // Only what works against a healthy gateway goes into the mix.
+    for (Op &op : all_ops()) {
+        auto t0 = Clock::now();
+        int rc = op.run(op.arg, 0, 0);
+        double ms = std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+        if (getenv("SOAK_DEBUG"))
+            fprintf(stderr, "%8.2f ms rc %d %s\n", ms, rc, op.name.c_str());
+        if (rc == 0)
+            run.ops.push_back(std::move(op));
+    }
+    run.op_failures.assign(run.ops.size(), 0);
+    printf("soak: %zu operations on %u threads, %s, gateway restart every %.0f s, bus restart half-way\n",
+           run.ops.size(), opt.threads,
+           opt.seconds > 0 ? (std::to_string(opt.seconds) + " s").c_str()
+                           : (std::to_string(opt.calls) + " calls").c_str(),
+           opt.restart_every);
+    fflush(stdout);
+
+    std::vector<std::thread> threads;
+    run.start = Clock::now();
+    for (unsigned t = 0; t < opt.threads; t++)
+        threads.emplace_back(worker, std::ref(run), t);
+
+    auto progress = [&] {
+        return opt.seconds > 0 ? now_s(run.start) / opt.seconds
+                               : static_cast<double>(run.calls) / static_cast<double>(opt.calls);
+    };
+    std::vector<Sample> samples;  // at 10 %, 50 %, 100 %, each taken with the workers paused
+    std::vector<Sample> steady;   // before each restart
+    std::vector<double> agree_after;
+    unsigned disagreements = 0, restarts = 0;
+    bool bus_restarted = false;
+    double next_restart = opt.restart_every;
+    const double marks[] = {0.1, 0.5, 1.0};
+    size_t next_mark = 0;
+
+    auto take = [&](std::vector<Sample> &into) {
+        auto stop = run.pause.stop();
+        into.push_back(sample(now_s(run.start), run.calls));
+    };
+
+    while (next_mark < 3) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        const double p = progress();
+        if (p >= marks[next_mark]) {
+            take(samples);
+            next_mark++;
+            continue;
+        }
+        if (now_s(run.start) < next_restart)
+            continue;
+        take(steady);
+        OvanDeviceSetDevName(("before-" + std::to_string(restarts + 1)).c_str());
+        Window w{now_s(run.start), 0};
+        const bool whole_bus = !bus_restarted && p >= 0.5;
+        if (whole_bus) {
+            auto stop = run.pause.stop();
+            bus_restarted = true;
+            bus.restart();
+            sim->wait_ready();
+            if (!host_service())
+                fprintf(stderr, "soak: the service did not come back after the bus restart\n");
+        } else {
+            sim.reset();
+            sim = std::make_unique<lumo::test::Simulator>(bus, sim_options);
+        }
+        restarts++;
+        // The gateway's values came back without a change signal; then a change
+        // right after the restart must reach the caches too.
+        double back = 0, took = 0;
+        bool agreed = false;
+        for (int round = 0; round < 2; round++) {
+            auto stop = run.pause.stop();  // calls in flight may take a while to fail
+            back = now_s(run.start);
+            if (round == 1)
+                OvanDeviceSetDevName(("after-" + std::to_string(restarts)).c_str());
+            while (!(agreed = caches_agree()) && now_s(run.start) - back < 1.0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            took = std::max(took, now_s(run.start) - back);
+            if (!agreed)
+                break;
+        }
+        agree_after.push_back(took);
+        fprintf(stderr, "soak: %.1f s: %s restarted, caches %s after %.3f s\n", back,
+                whole_bus ? "bus daemon" : "gateway", agreed ? "agree" : "DISAGREE", took);
+        if (!agreed)
+            disagreements++;
+        w.to = now_s(run.start) + 0.5;  // calls in flight at the restart end by then
+        {
+            std::lock_guard<std::mutex> lock(run.mutex);
+            run.windows.push_back(w);
+        }
+        next_restart = now_s(run.start) + opt.restart_every;
+    }
+    run.done = true;
+    for (auto &t : threads)
+        t.join();
+    const double elapsed = now_s(run.start);
+
+    uint64_t outside = 0, inside = 0;
+    for (const auto &[t, k] : run.failures) {
+        if (in_window(run, t)) {
+            inside++;
+        } else {
+            outside++;
+            run.op_failures[k]++;
+        }
+    }
+    printf("calls: %" PRIu64 " in %.1f s, %.0f calls/s\n", run.calls.load(), elapsed,
+           static_cast<double>(run.calls) / elapsed);
+    printf("restarts: %u of the gateway (one of them of the bus daemon)\n", restarts);
+    printf("failures: %" PRIu64 " outside the restart windows, %" PRIu64 " inside\n", outside, inside);
+    for (size_t k = 0; k < run.ops.size(); k++)
+        if (run.op_failures[k])
+            printf("  %s: %" PRIu64 "\n", run.ops[k].name.c_str(), run.op_failures[k]);
+    printf("written values lost: %" PRIu64 "\n", g_lost.load());
+    double worst = 0;
+    for (double t : agree_after)
+        worst = std::max(worst, t);
+    printf("caches equal to the gateway after each restart: %zu of %zu, slowest %.3f s\n",
+           agree_after.size() - disagreements, agree_after.size(), worst);
+    for (size_t i = 0; i < samples.size(); i++)
+        printf("at %3.0f%%: %" PRIu64 " calls, RSS %ld KiB, %ld fds, %ld threads\n", marks[i] * 100,
+               samples[i].calls, samples[i].rss_kb, samples[i].fds, samples[i].threads);
+
+    // Growth after warm-up: the first steady sample (after the caches and the first
+    // calls of every kind) against the last figures.
+    bool leak = false;
+    if (!steady.empty()) {
+        const Sample &a = steady.front(), &b = samples.back();
+        const double rss_growth = 100.0 * static_cast<double>(b.rss_kb - a.rss_kb) / static_cast<double>(a.rss_kb);
+        printf("after warm-up (%.1f s): RSS %+.2f%%, fds %+ld, threads %+ld\n", a.at, rss_growth, b.fds - a.fds,
+               b.threads - a.threads);
+        const long slack = opt.ci ? 2 : 0;
+        const double rss_limit_kb = opt.ci ? static_cast<double>(a.rss_kb) * 0.25 + 4096
+                                           : static_cast<double>(a.rss_kb) * 0.01;
+        leak = b.fds - a.fds > slack || b.threads - a.threads > slack ||
+               static_cast<double>(b.rss_kb - a.rss_kb) > rss_limit_kb;
+    }
+    const bool failed = outside > 0 || g_lost > 0 || disagreements > 0 || leak;
+    printf("soak: %s\n", failed ? "FAILED" : "ok");
+    {
+        std::lock_guard<std::mutex> lock(g_client_mutex);
+        g_clear_object(&g_client);
+    }
+    OvanDBusStopService();
+    OvanDBusNodeInfoUnref(g_node);
+    return failed ? 1 : 0;
+}
