@@ -125,7 +125,12 @@ LUMO3_API int uci_write_option(const char *package, const char *section, const c
     }
     // Kept for the commit's message: the lookup may cut the expression up.
     GStr whole(g_strdup(expr.get()));
-    if (ctx->lookup(expr.get()) != lumo::uci::kOk) {
+    // libuci accepts "@type[n]" naming no section and then stages a line that no
+    // later replay can apply, leaving the package's stage stuck: a lookup failure.
+    int found = ctx->lookup(expr.get());
+    if (found == lumo::uci::kOk && section[0] == '@' && !ctx->has_section())
+        ctx->set_error(found = lumo::uci::kNotFound);
+    if (found != lumo::uci::kOk) {
         ctx->perror(what);
         return lumo::uci::kOk;
     }

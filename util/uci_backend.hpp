@@ -22,6 +22,8 @@ public:
     // named a package.
     virtual bool complete() const = 0;
     virtual bool is_package() const = 0;
+    // After a successful lookup: whether the section named (if any) exists.
+    virtual bool has_section() const = 0;
     // After a complete option lookup: its value, list items joined by blanks.
     virtual std::string option_text() const = 0;
     // After a complete lookup: the options of the section found, or of every

@@ -13,6 +13,7 @@ public:
     int lookup(char *expr) override { return ctx_.lookup(expr, ptr_); }
     bool complete() const override { return ptr_.complete; }
     bool is_package() const override { return ptr_.kind == Ptr::Kind::kPackage; }
+    bool has_section() const override { return ptr_.s != nullptr; }
     std::string option_text() const override { return ptr_.o ? ptr_.o->text() : std::string(); }
     void entries(const char *type, std::vector<Entry> &out) const override
     {

@@ -375,7 +375,9 @@ void apply_delta(Package &pkg, const Delta &d)
             else if (d.has_value && s)
                 delete_option(*s, d.option);
         } else if (whole && s) {
+            // A retyped section keeps its generated name, written out from now on.
             s->type = d.value;
+            s->anonymous = false;
         } else if (whole) {
             pkg.sections.push_back(Section{d.section, d.value, d.cmd == '+', {}});
         } else if (s) {
@@ -709,10 +711,15 @@ int Context::set(const Ptr &ptr)
     // An option needs its section; a section's value is its type.
     if (ptr.kind == Ptr::Kind::kOption ? !l->pkg.find(ptr.section) : !valid_type(ptr.value))
         return fail(kInvalid);
+    // Setting what is already there stages nothing (a one-item list still changes).
+    const Section *s = l->pkg.find(ptr.section);
+    const Option *o = s && ptr.kind == Ptr::Kind::kOption ? s->find(ptr.option) : nullptr;
+    if (o ? !o->is_list && o->values[0] == ptr.value : ptr.kind == Ptr::Kind::kSection && s && s->type == ptr.value)
+        return kOk;
     Delta d{0, ptr.section, ptr.option, ptr.value, true};
     if (d.value.empty()) {
         // Setting an option empty deletes it; nothing to stage when it is not there.
-        if (!ptr.o)
+        if (!o)
             return kOk;
         d = Delta{'-', ptr.section, ptr.option, {}, false};
     }
@@ -726,11 +733,12 @@ int Context::save(std::string_view package)
     Loaded *l = find_loaded(package);
     if (!l)
         return fail(kNotFound);
-    if (l->pending.empty())
-        return kOk;
+    // The directory is made even with nothing to stage, as a libuci write makes it.
     std::string dir = save_dir();
     if (g_mkdir_with_parents(dir.c_str(), 0755) != 0)
         return fail(kIoError);
+    if (l->pending.empty())
+        return kOk;
     int fd = open_shared(dir + "/" + std::string(package), O_WRONLY | O_APPEND);
     if (fd < 0)
         return fail(kIoError);

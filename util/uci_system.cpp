@@ -18,11 +18,13 @@ std::string option_string(const uci_option *o)
     if (o->type == UCI_TYPE_STRING)
         return o->v.string;
     std::string out;
+    bool first = true;
     uci_element *e;
     uci_foreach_element(&o->v.list, e) {
-        if (!out.empty())
+        if (!first)
             out += ' ';
         out += e->name;
+        first = false;
     }
     return out;
 }
@@ -43,6 +45,7 @@ public:
     int lookup(char *expr) override { return uci_lookup_ptr(ctx_, &ptr_, expr, true); }
     bool complete() const override { return (ptr_.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0; }
     bool is_package() const override { return ptr_.target == UCI_TYPE_PACKAGE; }
+    bool has_section() const override { return ptr_.s != nullptr; }
     std::string option_text() const override { return ptr_.o ? option_string(ptr_.o) : std::string(); }
     void entries(const char *type, std::vector<Entry> &out) const override
     {

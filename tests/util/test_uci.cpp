@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -343,6 +344,96 @@ TEST_P(Uci, ConcurrentWritersLoseNothing)
         uci_read_section("shared", nullptr, section, nullptr, &count);
         EXPECT_EQ(count, uint32_t(kWrites)) << section;
     }
+}
+
+// The same seeded random sequences of library writes and of the platform's tool
+// (staging, sometimes committing) on two roots, one per store: files, stages and
+// every read must agree after each step.
+TEST(UciDifferential, SeededSequences)
+{
+#ifndef LUMO_UCI_TOOL
+    GTEST_SKIP() << "needs libuci and its tool (preset uci-system)";
+#else
+    const char *sections[] = {"lan", "wan", "guest", "@rule[0]", "@rule[-1]", "@iface[1]"};
+    const char *options[] = {"proto", "dns", "name"};
+    const char *values[] = {"a", "b c", "it's", ""};
+    const char *types[] = {"iface", "rule"};
+    auto pick = [](std::mt19937 &rng, const auto &pool) { return pool[rng() % std::size(pool)]; };
+    testing::internal::CaptureStderr();  // the failures the sequences provoke
+    for (unsigned seed = 1; seed <= 16; ++seed) {
+        TempRoot own_root(false), sys_root(false);
+        struct Side {
+            const TempRoot &root;
+            BackendKind kind;
+        } sides[] = {{own_root, BackendKind::kOwn}, {sys_root, BackendKind::kSystem}};
+        auto enter = [](const Side &side) {
+            setenv("LUMO_SYSROOT", side.root.dir().c_str(), 1);
+            lumo::uci::select_backend(side.kind);
+        };
+        auto tool = [](const Side &side, std::vector<std::string> args) {
+            std::vector<std::string> words = {LUMO_UCI_TOOL, "-c", side.root.path("/etc/config"), "-t",
+                                              side.root.path("/tmp/.uci")};
+            words.insert(words.end(), args.begin(), args.end());
+            std::vector<char *> argv;
+            for (std::string &w : words)
+                argv.push_back(w.data());
+            argv.push_back(nullptr);
+            g_spawn_sync(nullptr, argv.data(), nullptr,
+                         GSpawnFlags(G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL), nullptr, nullptr,
+                         nullptr, nullptr, nullptr, nullptr);
+        };
+        auto snapshot = [&](const Side &side) {
+            enter(side);
+            std::string out = side.root.read("/etc/config/net") + "|" + side.root.read("/tmp/.uci/net") + "|";
+            for (const char *section : sections)
+                for (const char *option : options) {
+                    char buf[256] = "-";
+                    uci_read_option("net", section, option, buf);
+                    out.append(buf).append(";");
+                }
+            for (const char *type : types) {
+                UciOptionEntry *entries = nullptr;
+                uint32_t n = 0;
+                uci_read_section("net", type, nullptr, &entries, &n);
+                for (uint32_t i = 0; i < n; ++i)
+                    out.append(entries[i].name).append("=").append(entries[i].value).append(";");
+                free(entries);
+            }
+            return out;
+        };
+        for (const Side &side : sides) {
+            side.root.write("/etc/config/net", "config iface 'lan'\n\toption proto 'static'\nconfig rule\n\toption name 'r1'\n");
+            side.root.write("/tmp/.uci/.keep", "");
+        }
+        std::mt19937 rng(seed);
+        std::string log;
+        for (int step = 0; step < 25; ++step) {
+            const int op = static_cast<int>(rng() % 7);
+            const std::string section = pick(rng, sections), option = pick(rng, options), value = pick(rng, values);
+            const std::string target = "net." + section + (rng() % 4 ? "." + option : "");
+            const std::string type = pick(rng, types);
+            const bool commit = rng() % 4 == 0;
+            log += std::to_string(op) + " " + target + "=" + value + (commit ? " +commit" : "") + "\n";
+            for (const Side &side : sides) {
+                enter(side);
+                switch (op) {
+                case 0: uci_write_option("net", section.c_str(), option.c_str(), value.c_str()); break;
+                case 1: uci_write_option("net", section.c_str(), nullptr, type.c_str()); break;
+                case 2: tool(side, {"set", target + "=" + value}); break;
+                case 3: tool(side, {"delete", target}); break;
+                case 4: tool(side, {"add_list", "net." + section + "." + option + "=" + value}); break;
+                case 5: tool(side, {"del_list", "net." + section + "." + option + "=" + value}); break;
+                case 6: tool(side, {"add", "net", type}); break;
+                }
+                if (commit)
+                    tool(side, {"commit", "net"});
+            }
+            ASSERT_EQ(snapshot(sides[0]), snapshot(sides[1])) << "seed " << seed << ", steps:\n" << log;
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    unsetenv("LUMO_SYSROOT");
+#endif
 }
 
 INSTANTIATE_TEST_SUITE_P(Backend, Uci, testing::Values(BackendKind::kOwn, BackendKind::kSystem), backend_name);
