@@ -8,6 +8,7 @@ packages=(
   libglib2.0-dev libglib2.0-bin dbus-daemon
   googletest libgtest-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev
+  man-db
   "$@"
 )
 
