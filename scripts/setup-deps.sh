@@ -9,6 +9,7 @@ packages=(
   googletest libgtest-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev
   libjson-c-dev
+  man-db
   "$@"
 )
 

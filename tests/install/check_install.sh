@@ -16,6 +16,13 @@ test -L "$libdir/liblumo3.so" || { echo "no development link liblumo3.so"; exit 
 soname=$(readelf -d "$libdir/liblumo3.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
 test -L "$libdir/$soname" || { echo "no SONAME link $soname"; exit 1; }
 test -f "$prefix/include/lumo3/lumo3.h" || { echo "headers not in include/lumo3"; exit 1; }
+test -f "$prefix/share/bash-completion/completions/lumoctl" || { echo "no bash completion for lumoctl"; exit 1; }
+for page in lumoctl lumo-gwsim; do
+  file="$prefix/share/man/man1/$page.1"
+  test -f "$file" || { echo "no manual page $page(1)"; exit 1; }
+  warnings=$(MANWIDTH=80 man --warnings -l "$file" 2>&1 >/dev/null)
+  [ -z "$warnings" ] || { echo "$page(1) renders with warnings: $warnings"; exit 1; }
+done
 
 # pkg-config
 export PKG_CONFIG_PATH="$libdir/pkgconfig"

@@ -17,6 +17,7 @@
 #include "lumo3.h"
 #include "tools/lumoctl/app.hpp"
 #include "tools/lumoctl/gateway.hpp"
+#include "tools/lumoctl/generate.hpp"
 #include "tools/lumoctl/registry.hpp"
 #include "tools/lumoctl/suggest.hpp"
 
@@ -37,17 +38,6 @@ struct Options {
     std::string root;
     std::string password_file;  // "-" or empty: standard input
 };
-
-// Passwords never come from the command line, where every user can read them in the
-// process list: a command argument or a record field whose name says "password" is
-// read from --password-file or standard input.
-bool is_password(const std::string &name)
-{
-    std::string lower(name);
-    for (char &c : lower)
-        c = static_cast<char>(g_ascii_tolower(c));
-    return lower.find("passw") != std::string::npos || lower.find("pwd") != std::string::npos;
-}
 
 // The first line of the password file (or of standard input).
 std::string read_password(const Options &o, const std::string &what)
@@ -503,6 +493,9 @@ void build_tree(CLI::App &app, Options &opt, Action &action, std::list<VerbArgs>
                 action = [&opt, va, cmd](BusLink &l) { return do_command(l, *cmd, *va, opt); };
             });
         }
+        for (CLI::App *v : sub->get_subcommands({}))
+            v->footer("Example:\n  " + example(object, v->get_name()) + "\n\n" +
+                      (v->get_footer().empty() ? kExitCodes : v->get_footer()));
     }
 }
 
@@ -642,6 +635,20 @@ int main(int argc, char **argv)
     app.add_flag("--show-secrets", reveal, "print password, key and LOID fields instead of <hidden>");
     app.add_option("--password-file", opt.password_file,
                    "read passwords from FILE's first line ('-': standard input, also the default)");
+
+    // Build time: the completion script and the manual page, from every object
+    // (--generate KIND [FILE]).
+    if ((argc == 3 || argc == 4) && std::strcmp(argv[1], "--generate") == 0) {
+        if (argc == 4 && !std::freopen(argv[3], "w", stdout)) {
+            std::fprintf(stderr, "lumoctl: cannot write %s\n", argv[3]);
+            return kExitRefused;
+        }
+        for (const std::string &name : object_names())
+            build_tree(app, opt, ctx.action, ctx.store, name);
+        for (const Extra &x : kExtras)
+            x.build(app, ctx);
+        return generate(app, argv[2], kExitCodes);
+    }
 
     // Only what the command line names is built.
     const auto words = plain_words(argc, argv);
