@@ -163,6 +163,42 @@ OvanDBusObjReg_t *find_locked(const char *path, const char *iface)
     return nullptr;
 }
 
+void free_record(OvanDBusObjReg_t *rec)
+{
+    if (!rec)
+        return;
+    g_free(rec->object_path);
+    g_free(rec->interface_name);
+    g_free(rec);
+}
+
+// The connection the listed registrations were made on (a reference of our own).
+GDBusConnection *g_reg_conn = nullptr;
+
+// Registrations live on one connection. A service started again on another one (the
+// bus daemon restarted, say) has lost them all: the records are dropped, so that
+// the application can register its objects again.
+void forget_other_connection(GDBusConnection *conn)
+{
+    OvanDBusObjReg_t *stale = nullptr;
+    {
+        std::lock_guard<std::mutex> hold(g_reg_lock);
+        if (g_reg_conn == conn)
+            return;
+        if (g_reg_conn) {
+            stale = qzr_dbus_obj_reg_list_head;
+            qzr_dbus_obj_reg_list_head = nullptr;
+            g_object_unref(g_reg_conn);
+        }
+        g_reg_conn = G_DBUS_CONNECTION(g_object_ref(conn));
+    }
+    while (stale) {
+        OvanDBusObjReg_t *next = stale->next;
+        free_record(stale);
+        stale = next;
+    }
+}
+
 bool registered(const char *path, const char *iface)
 {
     std::lock_guard<std::mutex> hold(g_reg_lock);
@@ -421,6 +457,7 @@ LUMO3_API int32_t OvanDBusRegisterObject(const char *object_path, GDBusInterface
     GDBusInterfaceVTable vtable = {};
     OvanDBusObjReg_t *rec = nullptr;
     if (callbacks) {
+        forget_other_connection(conn);
         if (registered(object_path, interface_info->name))
             return 0;
         rec = static_cast<OvanDBusObjReg_t *>(g_try_malloc0(sizeof(OvanDBusObjReg_t)));
@@ -464,11 +501,7 @@ LUMO3_API void OvanDBusUnRegisterObject(unsigned int reg_id)
         rec = lumo::bus::unlink_first(&qzr_dbus_obj_reg_list_head, &OvanDBusObjReg_t::reg_id,
                                       static_cast<uint32_t>(reg_id));
     }
-    if (rec) {
-        g_free(rec->object_path);
-        g_free(rec->interface_name);
-        g_free(rec);
-    }
+    free_record(rec);
 }
 
 }  // extern "C"

@@ -267,6 +267,7 @@ Simulator::Simulator(PrivateBus &bus, SimulatorOptions options)
         args.push_back("--reconnect");
     if (!options.vpn_client)
         args.push_back("--no-vpnclient");
+    args.insert(args.end(), options.extra_args.begin(), options.extra_args.end());
     pid_ = spawn(args, &out_fd_);
     if (pid_ > 0 && !wait_ready())
         ADD_FAILURE() << "lumo-gwsim did not get ready";

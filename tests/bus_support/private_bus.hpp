@@ -50,6 +50,7 @@ struct SimulatorOptions {
     std::string name;          // bus name to own (default com.quv.igd1)
     bool reconnect = true;     // keep serving across PrivateBus::restart()
     bool vpn_client = true;    // also own com.morvane.vpnclient1 (else --no-vpnclient)
+    std::vector<std::string> extra_args;  // further options, e.g. {"--flood=10000"}
 };
 
 // One method call the simulator received (calls to its control object excluded).

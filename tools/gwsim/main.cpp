@@ -6,6 +6,7 @@
 
 #include <glib-unix.h>
 
+#include "tools/gwsim/flood.hpp"
 #include "tools/gwsim/service.hpp"
 #include "tools/gwsim/vpnclient.hpp"
 
@@ -22,6 +23,7 @@ struct App {
     std::string address_file;
     bool reconnect = false;
     bool vpn_client = true;
+    unsigned flood = 0;
     ObjPtr<GDBusConnection> conn;
     gulong closed_handler = 0;
     guint retry_source = 0;
@@ -50,6 +52,7 @@ bool connect_bus(App &app, std::string *error)
         own_vpn_client(conn.get());
     app.conn = std::move(conn);
     app.closed_handler = g_signal_connect(app.conn.get(), "closed", G_CALLBACK(on_closed), &app);
+    flood_signals(app.conn.get(), app.flood);
     if (!app.address_file.empty()) {
         GStr dir(g_path_get_dirname(app.address_file.c_str()));
         g_mkdir_with_parents(dir.get(), 0755);
@@ -114,6 +117,7 @@ int main(int argc, char **argv)
 {
     char *address = nullptr, *model_file = nullptr, *address_file = nullptr, *name = nullptr;
     gboolean reconnect = FALSE, print_model = FALSE, no_vpn_client = FALSE;
+    gint flood = 0;
     GOptionEntry entries[] = {
         {"address", 'a', 0, G_OPTION_ARG_STRING, &address,
          "Bus address to serve on (default: the system bus, $DBUS_SYSTEM_BUS_ADDRESS)", "ADDR"},
@@ -125,6 +129,8 @@ int main(int argc, char **argv)
          "When the bus goes away, keep trying to connect again instead of exiting", nullptr},
         {"no-vpnclient", 0, 0, G_OPTION_ARG_NONE, &no_vpn_client,
          "Do not play the external VPN client service (com.morvane.vpnclient1)", nullptr},
+        {"flood", 0, 0, G_OPTION_ARG_INT, &flood,
+         "Send RATE PropertiesChanged and InterfacesAdded signals a second", "RATE"},
         {"print-default-model", 0, 0, G_OPTION_ARG_NONE, &print_model,
          "Print the built-in model and exit", nullptr},
         {nullptr, 0, 0, G_OPTION_ARG_NONE, nullptr, nullptr, nullptr},
@@ -175,6 +181,7 @@ int main(int argc, char **argv)
     app.address_file = file_h ? file_h.get() : "";
     app.reconnect = reconnect != FALSE;
     app.vpn_client = no_vpn_client == FALSE;
+    app.flood = flood > 0 ? static_cast<unsigned>(flood) : 0;
     if (address_h) {
         app.address = address_h.get();
     } else {
@@ -205,6 +212,7 @@ int main(int argc, char **argv)
             g_main_loop_run(app.loop.get());
             if (app.retry_source)
                 g_source_remove(app.retry_source);
+            flood_signals(nullptr, 0);
             drop_connection(app);
             rc = app.exit_code;
         }
