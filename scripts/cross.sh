@@ -7,8 +7,7 @@
 # Environment:
 #   LUMO_CROSS_CMAKE_ARGS   extra CMake arguments for every build (e.g. another backend)
 #   LUMO_CROSS_SYSROOT_PACKAGES  extra Debian packages for the sysroot
-#   LUMO_CROSS_TESTS=0      build only, run no tests
-#   LUMO_CROSS_FOOTPRINT=0  skip the size-optimised build and its footprint
+#   LUMO_CROSS_STEPS        which of "build test footprint" to do (default: all three)
 #   LUMO_CROSS_JOBS         parallel build jobs (default: nproc)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -91,7 +90,9 @@ cmake_common() {
        -DLUMO_CROSS_TRIPLET="${triplet[$a]}" -DCMAKE_SYSROOT="$src/build/sysroot-$a"
 }
 
+steps=" ${LUMO_CROSS_STEPS:-build test footprint} "
 for a in "${arches[@]}"; do
+  [[ "$steps" == *" build "* ]] || continue
   build=$src/build/cross-$a
   echo "=== $a: build (debug, warnings as errors) ==="
   # shellcheck disable=SC2046,SC2086
@@ -99,7 +100,7 @@ for a in "${arches[@]}"; do
         -DCMAKE_BUILD_TYPE=Debug -DLUMO3_WERROR=ON ${LUMO_CROSS_CMAKE_ARGS:-} >"$build.configure.log" 2>&1 ||
     { cat "$build.configure.log"; exit 1; }
   cmake --build "$build" -j "$jobs"
-  if [ "${LUMO_CROSS_TESTS:-1}" != 0 ]; then
+  if [[ "$steps" == *" test "* ]]; then
     echo "=== $a: tests under ${qemu[$a]} ==="
     # Under emulation everything runs several times slower; the per-test limit grows with it.
     G_DEBUG=fatal-warnings ctest --test-dir "$build" -j "$jobs" --output-on-failure \
@@ -168,7 +169,7 @@ footprint() {
   footprint_rows+=("$(printf '%-7s %9s B %7s kB %7s kB %7s kB  %s' "$a" "$stripped" "$plugin" "$base" "$delta" "$needed")")
 }
 
-if [ "${LUMO_CROSS_FOOTPRINT:-1}" != 0 ]; then
+if [[ "$steps" == *" footprint "* ]]; then
   footprint_rows=()
   for a in "${arches[@]}"; do
     echo "=== $a: footprint (MinSizeRel) ==="
