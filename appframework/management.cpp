@@ -244,7 +244,7 @@ LUMO3_API int32_t OvanAppSendAlarm(const char *message)
         return -1;
     }
     char app[32] = "";
-    long appid = 0;
+    gint64 appid = 0;  // ids go up to 2^32 - 1, past a 32-bit long
     if (std::sscanf(service, "%*[^.].%*[^.].%31[^.]", app) == 1) {
         size_t len = std::strlen(app);
         if (len > 0 && g_ascii_isdigit(app[len - 1]))
@@ -253,7 +253,7 @@ LUMO3_API int32_t OvanAppSendAlarm(const char *message)
         char value[256] = "";
         if (app[0])
             uci_read_option("appmgr", app, "appid", value);
-        appid = std::atol(value);
+        appid = g_ascii_strtoll(value, nullptr, 10);
     }
     if (appid <= 0 || appid > G_MAXUINT32) {
         lumo_log(tag, LOG_INFO, "Failed to get object path (%s)", service);

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine (installing what is missing), builds the library,
 # the tools and the tests in the debug and the sanitizer presets, and runs every test.
-# Usage: scripts/test.sh [preset ...]   (default: debug asan tsan;
-# tsan runs only the tests labelled "threads")
+# Usage: scripts/test.sh [preset ...]   (default: debug asan tsan, then the armhf and
+# s390x cross step and fuzzing; tsan runs only the tests labelled "threads")
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,6 +23,14 @@ done
 if [ $# -eq 0 ]; then
   echo "=== soak ==="
   scripts/soak.sh --seconds 20 --restart-every 5 --ci
+fi
+
+# The gateway CPUs (only in a full run): 32-bit ARM and big-endian s390x, built with
+# Debian's cross compilers and tested under qemu-user. mipsel and the footprint are in
+# scripts/cross.sh only. LUMO_CROSS=0 skips the step.
+if [ $# -eq 0 ] && [ "${LUMO_CROSS:-1}" != 0 ]; then
+  echo "=== cross ==="
+  LUMO_CROSS_STEPS="build test" scripts/cross.sh armhf s390x
 fi
 
 # Fuzzing (only in a full run): replay every target's seed corpus, then fuzz each

@@ -255,7 +255,9 @@ protected:
     void SetUp() override
     {
         Management::SetUp();
-        root.write("/etc/config/appmgr", "config app 'demo'\n\toption appid '7'\nconfig app 'zero'\n\toption appid '0'\n");
+        root.write("/etc/config/appmgr", "config app 'demo'\n\toption appid '7'\nconfig app 'zero'\n\toption appid '0'\n"
+                                         "config app 'big'\n\toption appid '4294967295'\n"
+                                         "config app 'over'\n\toption appid '4294967296'\n");
     }
     TempRoot root;
 };
@@ -275,11 +277,20 @@ TEST_F(Alarm, SentFromTheApplicationsFrameworkPath)
         << dump();
 }
 
+TEST_F(Alarm, ApplicationIdsUseAll32Bits)
+{
+    ASSERT_EQ(OvanDBusStartService("com.quv.big1"), 0) << dump();
+    AlarmWatch alarms(bus);
+    EXPECT_EQ(OvanAppSendAlarm("x"), 0) << dump();
+    EXPECT_TRUE(alarms.wait());
+    EXPECT_EQ(alarms.path, "/com/quv/appframework1/apps/4294967295");
+}
+
 TEST_F(Alarm, RefusedWithoutServiceMessageOrApplicationId)
 {
     EXPECT_EQ(OvanAppSendAlarm("x"), -1);
     EXPECT_TRUE(logged(LOG_INFO, "OvanAppSendAlarm", "Please call OvanDBusStartService first.")) << dump();
-    const char *names[] = {"com.quv.other", "com.quv.zero", "com.quv"};
+    const char *names[] = {"com.quv.other", "com.quv.zero", "com.quv.over", "com.quv"};
     for (const char *name : names) {
         SCOPED_TRACE(name);
         ASSERT_EQ(OvanDBusStartService(name), 0) << dump();

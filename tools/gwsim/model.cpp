@@ -168,7 +168,8 @@ bool load_method(GKeyFile *kf, const char *group, Behaviour &b, const char *orig
                 return false;
             b.reply = as_tuple(v.get());
         } else if (strcmp(*k, "Error") == 0) {
-            if (!g_dbus_is_error_name(raw.get())) {
+            // Error names follow the interface-name rules (GLib < 2.70 has no separate check).
+            if (!g_dbus_is_interface_name(raw.get())) {
                 *error = parse_error(origin, group, "Error: not a D-Bus error name");
                 return false;
             }

@@ -766,7 +766,8 @@ void Service::control(Call &c)
             GPtr<GVariant> r = unboxed(3);
             s.b.reply = as_tuple(r.get());
         } else if (m == "ScriptError") {
-            if (!g_dbus_is_error_name(str(3).c_str())) {
+            // Error names follow the interface-name rules (GLib < 2.70 has no separate check).
+            if (!g_dbus_is_interface_name(str(3).c_str())) {
                 invalid("'" + str(3) + "' is not an error name");
                 return;
             }

@@ -250,7 +250,7 @@ bool parse_into(void *rec, const Field &f, const std::string &text)
         std::vector<uint8_t> bytes;
         if (!parse_hex(text, bytes))
             return false;
-        void *block = bytes.empty() ? nullptr : g_memdup2(bytes.data(), bytes.size());
+        void *block = bytes.empty() ? nullptr : std::memcpy(g_malloc(bytes.size()), bytes.data(), bytes.size());
         g_free(load<void *>(rec, f.aux));
         store<uint32_t>(rec, f.offset, uint32_t(bytes.size()));
         store<void *>(rec, f.aux, block);
