@@ -234,12 +234,18 @@ bool Model::load(const char *text, const char *origin, std::string *error)
             Interface &iface = objects[words[0]].ensure(words[1]);
             if (!load_props(kf.get(), *g, iface, origin, error))
                 return false;
-        } else if (words.size() == 3 && strcmp(words[0], "collection") == 0) {
-            if (!check_path_iface(words[1], words[2]))
+        } else if ((words.size() == 3 || words.size() == 2) && strcmp(words[0], "collection") == 0) {
+            // Without an interface: a collection whose instances' interface is unknown
+            // (captured while it had none); AddObject then makes bare instances.
+            if (words.size() == 2 && !g_variant_is_object_path(words[1]))
+                return bad("not a valid object path");
+            if (words.size() == 3 && !check_path_iface(words[1], words[2]))
                 return false;
             Collection &c = collections[words[1]];
-            c.iface = words[2];
+            c.iface = words.size() == 3 ? words[2] : "";
             c.tmpl.clear();
+            if (words.size() == 2)
+                continue;
             c.tmpl.push_back(Interface{words[2], {}});
             if (!load_props(kf.get(), *g, c.tmpl.back(), origin, error))
                 return false;
@@ -253,7 +259,7 @@ bool Model::load(const char *text, const char *origin, std::string *error)
                 return false;
             methods[method_key(words[1], words[2], words[3])] = std::move(b);
         } else {
-            return bad("expected [PATH INTERFACE], [collection PATH INTERFACE] or "
+            return bad("expected [PATH INTERFACE], [collection PATH [INTERFACE]] or "
                        "[method PATH INTERFACE METHOD]");
         }
     }

@@ -16,6 +16,7 @@
 #include "gateway/wifi_tables.hpp"
 #include "lumo3.h"
 #include "tools/lumoctl/app.hpp"
+#include "tools/lumoctl/capture.hpp"
 #include "tools/lumoctl/gateway.hpp"
 #include "tools/lumoctl/generate.hpp"
 #include "tools/lumoctl/registry.hpp"
@@ -613,6 +614,8 @@ std::string leftover(CLI::App &app, int argc, char **argv, const std::string &ob
 int main(int argc, char **argv)
 {
     using namespace lumoctl;
+    if (int rc = run_model_tools(argc, argv); rc >= 0)
+        return rc;
     for (int i = 1; i < argc; i++)
         if (std::strcmp(argv[i], "--cached") == 0)
             return run_cached(argc, argv);

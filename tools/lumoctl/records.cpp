@@ -11,6 +11,19 @@
 
 namespace lumoctl {
 
+// Passwords, keys and LOIDs the gateway reports are printed as "<hidden>" (an empty
+// one stays empty, so that one sees whether it is set) unless asked for.
+bool secret_field(const char *name)
+{
+    std::string lower(name);
+    for (char &c : lower)
+        c = static_cast<char>(g_ascii_tolower(c));
+    for (const char *word : {"passw", "pwd", "loid", "psk", "passphrase", "secret", "wepkey", "presharedkey"})
+        if (lower.find(word) != std::string::npos)
+            return true;
+    return false;
+}
+
 using lumo::gw::Type;
 
 namespace {
@@ -37,19 +50,6 @@ std::string text_at(const void *rec, const Field &f)
 }
 
 bool g_show_secrets = false;
-
-// Passwords, keys and LOIDs the gateway reports are printed as "<hidden>" (an empty
-// one stays empty, so that one sees whether it is set) unless asked for.
-bool secret_field(const char *name)
-{
-    std::string lower(name);
-    for (char &c : lower)
-        c = static_cast<char>(g_ascii_tolower(c));
-    for (const char *word : {"passw", "pwd", "loid", "psk", "passphrase", "secret", "wepkey", "presharedkey"})
-        if (lower.find(word) != std::string::npos)
-            return true;
-    return false;
-}
 
 std::string shown_text(const void *rec, const Field &f)
 {

@@ -34,6 +34,8 @@ inline const char *record_path(const void *rec)
 
 // Whether password, key and LOID fields are printed as they are (default: "<hidden>").
 void show_secrets(bool show);
+// Whether a field or property of that name holds a password, key or LOID.
+bool secret_field(const char *name);
 
 // The record as JSON (path first, then the fields in table order) or as aligned
 // "name value" lines.
