@@ -1,18 +1,40 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine (installing what is missing), builds the library,
 # the tools and the tests in the debug and the sanitizer presets, and runs every test.
-# Usage: scripts/test.sh [preset ...]   (default: debug asan tsan, then the armhf and
-# s390x cross step and fuzzing; tsan runs only the tests labelled "threads")
+# Usage: scripts/test.sh [preset ...]   (default: debug asan tsan uci-system, then the
+# soak, the armhf and s390x cross step and fuzzing; tsan runs only the tests labelled
+# "threads", uci-system only the UCI tests)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup-deps.sh
 
+# The UCI tests on the platform's libuci: builds libubox, libuci and the uci tool once
+# from ../shared/third_party into build/third_party (LUMO_THIRD_PARTY elsewhere), then
+# only the UCI tests (both stores, and the differential test against the tool).
+# Without the sources the step is skipped, saying why.
+uci_system() {
+  local rc=0
+  scripts/build-uci.sh >/dev/null || rc=$?
+  if [ "$rc" -eq 2 ]; then
+    echo "skipping the libuci tests: no uci/libubox sources in ${LUMO_THIRD_PARTY:-../shared/third_party}"
+    return 0
+  fi
+  [ "$rc" -eq 0 ] || return "$rc"
+  cmake --preset uci-system
+  cmake --build --preset uci-system -j "$(nproc)"
+  ctest --preset uci-system
+}
+
 presets=("$@")
-[ ${#presets[@]} -eq 0 ] && presets=(debug asan tsan)
+[ ${#presets[@]} -eq 0 ] && presets=(debug asan tsan uci-system)
 
 for preset in "${presets[@]}"; do
   echo "=== $preset ==="
+  if [ "$preset" = uci-system ]; then
+    uci_system
+    continue
+  fi
   cmake --preset "$preset"
   cmake --build --preset "$preset" -j "$(nproc)"
   ctest --preset "$preset"

@@ -567,10 +567,10 @@ int parse(std::string_view text, Package &pkg)
                 return kParseError;
             // A repeated named section continues the first one.
             cur = named ? pkg.find(w[2]) : nullptr;
-            ++position;
             if (cur) {
                 cur->type = w[1];
             } else {
+                ++position;
                 pkg.sections.push_back(Section{named ? w[2] : anonymous_name(position, w[1]), w[1], !named, {}});
                 cur = &pkg.sections.back();
             }
