@@ -89,9 +89,12 @@ LUMO3_API int32_t OvanSetDHCPServer(OvanDHCPServer_t *rec)
 {
     static const char tag[] = "OvanSetDHCPServer";
     lumo_log(tag, LOG_DEBUG, "enter");
+    using lumo::refusal::judged;
     if (!rec || !terminated(rec->MinAddress) || !terminated(rec->MaxAddress) || !terminated(rec->IPAddr) ||
-        !terminated(rec->SubnetMask) || !is_valid_ipaddr(rec->MinAddress) || !is_valid_ipaddr(rec->MaxAddress) ||
-        !is_valid_ipaddr(rec->IPAddr) || !is_valid_ipaddr(rec->SubnetMask)) {
+        !terminated(rec->SubnetMask) || !judged(tag, "MinAddress", rec->MinAddress, is_valid_ipaddr) ||
+        !judged(tag, "MaxAddress", rec->MaxAddress, is_valid_ipaddr) ||
+        !judged(tag, "IPAddr", rec->IPAddr, is_valid_ipaddr) ||
+        !judged(tag, "SubnetMask", rec->SubnetMask, is_valid_ipaddr)) {
         lumo_log(tag, LOG_ERR, "Invalid parameter.");
         return -1;
     }

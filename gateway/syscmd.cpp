@@ -10,6 +10,7 @@
 
 #include "gateway/syscmd_tables.hpp"
 #include "gateway/walkers.hpp"
+#include "util/refusal.hpp"
 #include "lumo3_core.h"
 #include "lumo3_syscmd.h"
 #include "lumo3_validate.h"
@@ -314,7 +315,8 @@ LUMO3_API int32_t OvanSetSystemCmdConfig(OvanSystemCmdConfig_t *rec)
         return -1;
     }
     lumo_log(tag, LOG_DEBUG, "enter, MemAlarm(%d), MemLimit(%d)", rec->MemAlarm, rec->MemLimit);
-    if (rec->MemAlarm < 50 || rec->MemAlarm > 100 || rec->MemLimit < 50 || rec->MemLimit > 100) {
+    if (!lumo::refusal::in_range(tag, "MemAlarm", rec->MemAlarm, 50, 100) ||
+        !lumo::refusal::in_range(tag, "MemLimit", rec->MemLimit, 50, 100)) {
         lumo_log(tag, LOG_ERR, "Invalid Parameter.");
         return -1;
     }

@@ -1,5 +1,6 @@
 // PPPoE, DHCP server, port mapping, platform service and incoming filter: the checks,
 // texts and quirks of their own (the shapes are tested in test_shapes.cpp).
+#include <algorithm>
 #include <cstring>
 #include <ostream>
 #include <string>
@@ -83,6 +84,7 @@ struct RuleCase {
     const char *name;
     void (*change)(OvanPortMapping_t &);
     bool ok;
+    const char *reason = nullptr;  // named before the refusal line, if any
 };
 
 void PrintTo(const RuleCase &c, std::ostream *os) { *os << c.name; }
@@ -102,6 +104,17 @@ TEST_P(PortMappingRules, SetterChecks)
         EXPECT_TRUE(log.contains("OvanSetPortMapping: Invalid parameters.", 3));
         EXPECT_EQ(sim.count_calls(), 0u);
     }
+    const auto lines = log.lines();
+    auto first = [&](const std::string &text) {
+        return std::find_if(lines.begin(), lines.end(), [&](const lumo::test::LogLine &l) {
+            return l.priority == 3 && l.text.find(text) != std::string::npos;
+        });
+    };
+    if (GetParam().reason)
+        EXPECT_LT(first(std::string("OvanSetPortMapping: Invalid parameter: ") + GetParam().reason + "."),
+                  first("OvanSetPortMapping: Invalid parameters."));
+    else
+        EXPECT_EQ(first("Invalid parameter: "), lines.end());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -109,19 +122,24 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         RuleCase{"valid", [](OvanPortMapping_t &) {}, true},
         RuleCase{"remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "10.0.0.1", 64); }, true},
-        RuleCase{"bad_remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "example.com", 64); }, false},
-        RuleCase{"no_client", [](OvanPortMapping_t &r) { r.InternalClient[0] = '\0'; }, false},
+        RuleCase{"bad_remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "example.com", 64); }, false,
+                 "RemoteHost: 'example.com' is not an IPv4 address"},
+        RuleCase{"no_client", [](OvanPortMapping_t &r) { r.InternalClient[0] = '\0'; }, false,
+                 "InternalClient: '' is not an IPv4 address"},
         RuleCase{"ports_1_65535",
                  [](OvanPortMapping_t &r) {
                      r.InternalPort = 1;
                      r.ExternalPort = 65535;
                  },
                  true},
-        RuleCase{"internal_port_0", [](OvanPortMapping_t &r) { r.InternalPort = 0; }, false},
-        RuleCase{"external_port_65536", [](OvanPortMapping_t &r) { r.ExternalPort = 65536; }, false},
+        RuleCase{"internal_port_0", [](OvanPortMapping_t &r) { r.InternalPort = 0; }, false,
+                 "InternalPort: 0 is outside 1..65535"},
+        RuleCase{"external_port_65536", [](OvanPortMapping_t &r) { r.ExternalPort = 65536; }, false,
+                 "ExternalPort: 65536 is outside 1..65535"},
         RuleCase{"both", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "BOTH", 8); }, true},
         RuleCase{"udp", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "UDP", 8); }, true},
-        RuleCase{"lower_case", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "tcp", 8); }, false},
+        RuleCase{"lower_case", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "tcp", 8); }, false,
+                 "PortMappingProtocol: 'tcp' is not one of TCP, UDP, BOTH"},
         RuleCase{"unterminated_protocol",
                  [](OvanPortMapping_t &r) { std::memset(r.PortMappingProtocol, 'T', sizeof r.PortMappingProtocol); },
                  false}),

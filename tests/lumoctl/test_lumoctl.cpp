@@ -295,9 +295,10 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
         {{"portmap", "add", "InternalClient=1.2.3", "ExternalPort=1", "InternalPort=22"},
          "InternalClient: '1.2.3' is not an IPv4 address"},
         {{"lanhost", "get", "--mac", "zz"}, "--mac: 'zz' is not a MAC address (12 hex digits)"},
-        {{"dhcp", "set", "MinAddress=1.2.3"}, "refused the arguments (OvanSetDHCPServer: Invalid parameter.)"},
-        {{"system", "set", "MemAlarm=40"}, ""},
-        {{"portmap", "get", "/com/quv/igd1/Info/WiFi"}, ""},  // a path of another collection
+        {{"dhcp", "set", "MinAddress=1.2.3"}, "set dhcp: MinAddress: '1.2.3' is not an IPv4 address"},
+        {{"system", "set", "MemAlarm=40"}, "MemAlarm: 40 is outside 50..100"},
+        // A refusal the library gives no reason for: its own line.
+        {{"portmap", "get", "/com/quv/igd1/Info/WiFi"}, "refused the arguments (OvanGetPortMapping: invalid parameter.)"},
         {{"system", "upgrade", "http://x/fw.bin", "zero", "0", "1", "--yes"}, ""},
         {{"system", "upgrade", "http://x/caf\xe9.bin", "0", "0", "1", "--yes"}, ""},  // not UTF-8
         {{"portmap", "add", "InternalClient=192.168.1.30", "Description=caf\xe9"}, ""},
@@ -354,7 +355,9 @@ TEST_F(LumoctlTest, HelpForEverySubcommand)
         EXPECT_EQ(r.code, 0) << args[0];
         EXPECT_NE(r.out.find("Exit status"), std::string::npos) << r.out;
     }
-    EXPECT_NE(lumoctl({"portmap", "set", "--help"}).out.find("ExternalPort (0..4294967295)"), std::string::npos);
+    const std::string set_help = lumoctl({"portmap", "set", "--help"}).out;
+    EXPECT_NE(set_help.find("ExternalPort (0..4294967295)"), std::string::npos);
+    EXPECT_NE(set_help.find("Example:\n  lumoctl portmap set PATH Enable=true"), std::string::npos) << set_help;
 }
 
 TEST_F(LumoctlTest, DelayedReplyTimesOut)

@@ -12,6 +12,7 @@
 
 #include <CLI/CLI.hpp>
 #include <glib.h>
+#include <syslog.h>
 
 #include "gateway/wifi_tables.hpp"
 #include "lumo3.h"
@@ -638,6 +639,8 @@ int main(int argc, char **argv)
     app.add_flag("--show-secrets", reveal, "print password, key and LOID fields instead of <hidden>");
     app.add_option("--password-file", opt.password_file,
                    "read passwords from FILE's first line ('-': standard input, also the default)");
+    bool log_debug = false;
+    app.add_flag("--log-debug", log_debug, "also send the library's debug lines (one per call) to syslog");
 
     // Build time: the completion script and the manual page, from every object
     // (--generate KIND [FILE]).
@@ -674,6 +677,10 @@ int main(int argc, char **argv)
     }
 
     show_secrets(reveal);
+    // A command in a shell loop would send the library's entry line of every call to
+    // syslog; failures and refusals are sent all the same.
+    if (!log_debug)
+        setlogmask(LOG_UPTO(LOG_INFO));
     if (!opt.address.empty())
         g_setenv("DBUS_SYSTEM_BUS_ADDRESS", opt.address.c_str(), TRUE);
     if (!opt.root.empty())
