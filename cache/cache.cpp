@@ -7,6 +7,8 @@
 // sees a half-made slot and never makes a bus call after the first fill.
 #include <cstring>
 #include <mutex>
+#include <set>
+#include <string>
 #include <syslog.h>
 
 #include "bus/connection.hpp"
@@ -262,6 +264,8 @@ struct Collection {
     char owner[256] = {};             // cache thread: the gateway's unique name at the fill
     guint added_id = 0, removed_id = 0;  // cache thread only
     uint64_t version = 0;                // under mutex: bumped by every change
+    std::set<std::string> announced;     // cache thread: members to make in the next batch
+    GSource *batch = nullptr;            // cache thread: the pending batch
 };
 
 bool is_member_path(const Collection &c, const char *path)
@@ -349,6 +353,7 @@ void subscribe(Collection &c)
 // Empties the table (cache thread).
 void clear_table(Collection &c)
 {
+    c.announced.clear();
     GDBusProxy *dropped[kSlots] = {};
     {
         std::lock_guard<std::mutex> lock(c.mutex);
@@ -577,6 +582,27 @@ int32_t get_collection(Collection &c, void **list, uint32_t *count)
 
 // ---- the object-manager signals ----
 
+// Announced members are made a batch at a time: each proxy costs a round trip, and a
+// gateway announcing faster than that must not pile up work (and memory) without
+// bound nor starve the other signals. Announcements repeated before the batch count
+// once; a removal cancels one.
+constexpr guint kBatchMs = 50;
+
+gboolean make_announced(gpointer data)
+{
+    auto &c = *static_cast<Collection *>(data);
+    g_source_unref(c.batch);
+    c.batch = nullptr;
+    std::set<std::string> paths;
+    paths.swap(c.announced);
+    for (const std::string &path : paths) {
+        GDBusProxy *proxy = make_proxy(path.c_str(), c.iface, G_CALLBACK(on_member_changed), &c);
+        if (proxy && !take_slot(c, path.c_str(), proxy))
+            drop_proxy(proxy);
+    }
+    return G_SOURCE_REMOVE;
+}
+
 void on_object_manager_signal(Collection &c, const char *signal, GVariant *params)
 {
     if (std::strcmp(signal, "InterfacesRemoved") == 0) {
@@ -587,6 +613,7 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
         lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s", path);
         if (!is_member_path(c, path))
             return;
+        c.announced.erase(path);
         GDBusProxy *dropped = nullptr;
         {
             std::lock_guard<std::mutex> lock(c.mutex);
@@ -626,14 +653,20 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
         std::lock_guard<std::mutex> lock(c.mutex);
         if (!c.table->initialized)
             return;
-        if (c.table->count >= static_cast<int32_t>(kSlots)) {
+        if (c.table->count + c.announced.size() >= kSlots) {
             lumo_log(c.tag, LOG_ERR, "table full: %s left out", path);
             return;
         }
+        for (const OvanProxySlot_t &slot : c.table->slots)
+            if (slot.in_use && std::strcmp(slot.path, path) == 0)
+                return;  // announced again: already a member
     }
-    GDBusProxy *proxy = make_proxy(path, c.iface, G_CALLBACK(on_member_changed), &c);
-    if (proxy && !take_slot(c, path, proxy))
-        drop_proxy(proxy);
+    c.announced.insert(path);
+    if (!c.batch) {
+        c.batch = g_timeout_source_new(kBatchMs);
+        g_source_set_callback(c.batch, make_announced, &c, nullptr);
+        g_source_attach(c.batch, worker_context());
+    }
 }
 
 // ---- the active hosts ----
