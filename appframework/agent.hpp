@@ -39,8 +39,4 @@ GPtr<GVariant> call_for_app(const char *tag, const char *method, const char *app
 // "(s)" with one text, or null after text_ok() refused it.
 GVariant *text_tuple(const char *tag, const char *text);
 
-// The management dispatcher behind the method slot of interface_vtable.
-int32_t handle_method_call(const char *object_path, const char *interface_name, const char *method_name,
-                           OvanVariant *parameters, OvanVariant **reply, void *user_data);
-
 }  // namespace lumo::app

@@ -60,10 +60,7 @@ void missing(const char *service, const char *method, const char *field)
     lumo_log(kDispatchTag, LOG_INFO, "%s %s callback is null", service, field);
 }
 
-}  // namespace
-
-namespace lumo::app {
-
+// The management dispatcher: the method slot of interface_vtable.
 int32_t handle_method_call(const char *, const char *, const char *method_name, OvanVariant *parameters,
                            OvanVariant **reply, void *)
 {
@@ -137,9 +134,15 @@ int32_t handle_method_call(const char *, const char *, const char *method_name, 
     return 0;
 }
 
-}  // namespace lumo::app
+}  // namespace
 
 extern "C" {
+
+// The hosting layer declares the table and dispatches the management object's calls
+// through it; the dispatcher fills its method slot from here, so the bus layer never
+// refers to the framework. Constant data: nothing runs at start-up, and the table is
+// complete for any caller, registered or not.
+LUMO3_API OvanDBusInterfaceVTable_t interface_vtable = {handle_method_call, nullptr, nullptr};
 
 LUMO3_API GDBusNodeInfo *OvanAppRegisterMgtFuncs(const OvanAppMgtFuncs_t *funcs)
 {

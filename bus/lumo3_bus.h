@@ -96,7 +96,8 @@ typedef struct OvanDBusObjReg {
 } OvanDBusObjReg_t;
 
 extern LUMO3_API OvanDBusObjReg_t *qzr_dbus_obj_reg_list_head;
-/* The application-management callbacks' table (method slot only). */
+/* The application-management callbacks' table (method slot only), filled by the
+ * application framework's management dispatcher. */
 extern LUMO3_API OvanDBusInterfaceVTable_t interface_vtable;
 
 /* Owns service_name (NULL or empty: derived from the package's control file) and

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include "core/service_context.hpp"
-#include "appframework/agent.hpp"
 #include "bus/connection.hpp"
 #include "core/paths.hpp"
 #include "lumo3_bus.h"
@@ -302,8 +301,8 @@ gboolean generic_set_property(GDBusConnection *, const gchar *, const gchar *obj
 extern "C" {
 
 LUMO3_API OvanDBusObjReg_t *qzr_dbus_obj_reg_list_head = nullptr;
-// The management object of an application is served by the framework dispatcher.
-LUMO3_API OvanDBusInterfaceVTable_t interface_vtable = {lumo::app::handle_method_call, nullptr, nullptr};
+// interface_vtable (lumo3_bus.h) is defined by the application framework, whose
+// management dispatcher fills its method slot.
 
 LUMO3_API int32_t OvanDBusStartService(const char *service_name)
 {

@@ -16,21 +16,23 @@ namespace tables = lumo::gw::access;
 // Records of these collections hold an object path whole, up to 255 characters.
 constexpr size_t kPathLimit = sizeof(OvanObjPath_t);
 
+// The MAC lists answer only on gateways with WiFi. Each member names its own record
+// layout, so the instances carry none.
 struct Collection {
-    const char *path;
-    const char *prefix;  // what an instance path begins with
+    Instances items;
     const char *iface;
-    bool wifi_gated;  // the MAC lists answer only on gateways with WiFi
 };
 
-constexpr Collection kBlackList{"/com/quv/igd1/Network/MACBlackList", "/com/quv/igd1/Network/MACBlackList/",
-                                "com.quv.igd1.MACBlackList", true};
-constexpr Collection kWhiteList{"/com/quv/igd1/Network/MACWhiteList", "/com/quv/igd1/Network/MACWhiteList/",
-                                "com.quv.igd1.MACWhiteList", true};
-constexpr Collection kURLFilters{"/com/quv/igd1/Network/URLFilter", "/com/quv/igd1/Network/URLFilter/",
-                                 "com.quv.igd1.URLFilter", false};
-constexpr Collection kDNSFilters{"/com/quv/igd1/Network/DNSFilter", "/com/quv/igd1/Network/DNSFilter/",
-                                 "com.quv.igd1.DNSFilter", false};
+constexpr Collection kBlackList{
+    {nullptr, "/com/quv/igd1/Network/MACBlackList", "/com/quv/igd1/Network/MACBlackList/", wifi_guard},
+    "com.quv.igd1.MACBlackList"};
+constexpr Collection kWhiteList{
+    {nullptr, "/com/quv/igd1/Network/MACWhiteList", "/com/quv/igd1/Network/MACWhiteList/", wifi_guard},
+    "com.quv.igd1.MACWhiteList"};
+constexpr Collection kURLFilters{{nullptr, "/com/quv/igd1/Network/URLFilter", "/com/quv/igd1/Network/URLFilter/"},
+                                 "com.quv.igd1.URLFilter"};
+constexpr Collection kDNSFilters{{nullptr, "/com/quv/igd1/Network/DNSFilter", "/com/quv/igd1/Network/DNSFilter/"},
+                                 "com.quv.igd1.DNSFilter"};
 
 // The v4 records extend the first-generation ones field for field.
 static_assert(offsetof(OvanURLFilterv4_t, Mode) == sizeof(OvanURLFilter_t));
@@ -39,22 +41,7 @@ static_assert(offsetof(OvanDNSFilterv4_t, Mode) == sizeof(OvanDNSFilter_t));
 // 0 to go on, else what the function returns.
 int32_t gate(const Collection &c)
 {
-    return c.wifi_gated ? wifi_guard() : 0;
-}
-
-// A path argument as logged: one without a terminator shows its first 255 characters.
-struct Shown {
-    char text[sizeof(OvanObjPath_t)];
-    explicit Shown(const OvanObjPath_t &p)
-    {
-        std::memcpy(text, p.str, sizeof text - 1);
-        text[sizeof text - 1] = '\0';
-    }
-};
-
-bool path_ok(const OvanObjPath_t &p, const Collection &c)
-{
-    return path_terminated(p) && instance_path_ok(p.str, c.prefix);
+    return c.items.guard ? c.items.guard() : 0;
 }
 
 int32_t list(const char *tag, const Collection &c, const RecordTable &table, void **objs, uint32_t *num)
@@ -64,18 +51,13 @@ int32_t list(const char *tag, const Collection &c, const RecordTable &table, voi
     lumo_log(tag, LOG_DEBUG, "enter");
     if (!num)
         return -1;
-    return enumerate({tag, &table, "entry num (%d)", kPathLimit}, c.path, objs, num);
+    return enumerate({tag, &table, "entry num (%d)", kPathLimit}, c.items.collection, objs, num);
 }
 
 int32_t get_one(const char *tag, const Collection &c, const RecordTable &table, const OvanObjPath_t &path, void *rec)
 {
-    if (int32_t g = gate(c))
-        return g;
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", Shown(path).text);
-    if (!rec || !path_ok(path, c)) {
-        lumo_log(tag, LOG_ERR, "invalid parameter.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag}, c.items, path, rec != nullptr))
+        return ret;
     return get_all_into({tag, &table, kPathLimit}, path.str, rec);
 }
 
@@ -88,13 +70,9 @@ struct Write {
 int32_t set_one(const char *tag, const Collection &c, Write write, const OvanObjPath_t &path, const void *rec,
                 bool record_ok = true)
 {
-    if (int32_t g = gate(c))
-        return g;
-    lumo_log(tag, LOG_DEBUG, "enter, path = %s", Shown(path).text);
-    if (!rec || !record_ok || !path_ok(path, c)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid parameters.", "enter, path = %s"}, c.items, path,
+                                     rec && record_ok))
+        return ret;
     Fields fields = write.fields;
     if (write.base && bus_version() <= 1)
         fields = fields.first(write.base);
@@ -112,19 +90,12 @@ int32_t add_one(const char *tag, const Collection &c, void *rec, Fields checked,
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return -1;
     }
-    return add_with_rollback(c.path, rec, setter, deleter, checked, tag, kPathLimit);
+    return add_with_rollback(c.items.collection, rec, setter, deleter, checked, tag, kPathLimit);
 }
 
 int32_t delete_one(const char *tag, const Collection &c, const OvanObjPath_t &path)
 {
-    if (int32_t g = gate(c))
-        return g;
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", Shown(path).text);
-    if (!path_ok(path, c)) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
-        return -1;
-    }
-    return delete_object(c.path, path.str);
+    return instance_delete({tag, "Invalid Parameter."}, c.items, path);
 }
 
 // A first-generation set sends its record as the v4 record that clears the schedule.

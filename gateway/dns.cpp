@@ -19,6 +19,8 @@ constexpr const char kDNS6Path[] = "/com/quv/igd1/Network/dnsv6";
 constexpr const char kTunnelPrefix[] = "/com/quv/igd1/Network/dns/";
 constexpr const char kDDNSPath[] = "/com/quv/igd1/Network/ddns";
 constexpr const char kDDNSPrefix[] = "/com/quv/igd1/Network/ddns/";
+constexpr Instances kTunnels{&dns::kTunnelTable, kDNSPath, kTunnelPrefix};
+constexpr Instances kDDNS{&dns::kDDNSTable, kDDNSPath, kDDNSPrefix};
 // Merged and kept domain lists are built in a buffer of this size.
 constexpr size_t kListBuffer = 512;
 
@@ -133,8 +135,7 @@ LUMO3_API int32_t OvanSetDNSTunnel(OvanObjPath_t path, const char *server, const
 {
     static const char tag[] = "OvanSetDNSTunnel";
     lumo_log(tag, LOG_DEBUG, "enter, domain_name (%s), server (%s)", or_empty(domains), or_empty(server));
-    if (!domains || !*domains || !server || !is_valid_ipaddr(server) || !path_terminated(path) ||
-        !instance_path_ok(path.str, kTunnelPrefix)) {
+    if (!domains || !*domains || !server || !is_valid_ipaddr(server) || !instance_arg_ok(kTunnels, path)) {
         lumo_log(tag, LOG_ERR, "invalid parameter.");
         return -1;
     }
@@ -171,8 +172,8 @@ LUMO3_API int32_t OvanAddDNSTunnel(const char *server, const char *domains)
 LUMO3_API int32_t OvanDelDNSTunnel(OvanObjPath_t path)
 {
     static const char tag[] = "OvanDelDNSTunnel";
-    int32_t ret = delete_instance_on(kService, tag, path, kTunnelPrefix, kDNSPath, "invalid parameter.");
-    if (!path_terminated(path) || !instance_path_ok(path.str, kTunnelPrefix))
+    int32_t ret = instance_delete({tag}, kTunnels, path);
+    if (!instance_arg_ok(kTunnels, path))
         return ret;  // refused, nothing sent
     lumo_log(tag, LOG_DEBUG, "DeleteObject returns (%d)", ret);
     return ret;
@@ -247,23 +248,14 @@ LUMO3_API int32_t OvanGetDDNSServerObjs(OvanDDNSServer_t **objs, uint32_t *count
 
 LUMO3_API int32_t OvanGetDDNSServerInstance(OvanObjPath_t path, OvanDDNSServer_t *obj)
 {
-    static const char tag[] = "OvanGetDDNSServerInstance";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_terminated(path) ? path.str : "");
-    if (!obj || !path_terminated(path) || !instance_path_ok(path.str, kDDNSPrefix)) {
-        lumo_log(tag, LOG_ERR, "invalid parameter.");
-        return -1;
-    }
-    return get_all_into({tag, &dns::kDDNSTable, 255}, path.str, obj);
+    return instance_get({"OvanGetDDNSServerInstance"}, kDDNS, path, obj);
 }
 
 LUMO3_API int32_t OvanSetDDNSServerInstance(OvanObjPath_t path, OvanDDNSServer_t *obj)
 {
     static const char tag[] = "OvanSetDDNSServerInstance";
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!obj || !path_terminated(path) || !instance_path_ok(path.str, kDDNSPrefix)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid parameters.", "enter"}, kDDNS, path, obj != nullptr))
+        return ret;
     if (obj->ServicePort >= 65536) {
         lumo_log(tag, LOG_ERR, "Invalid ServicePort");
         return -1;
@@ -275,20 +267,15 @@ LUMO3_API int32_t OvanAddDDNSServerInstance(OvanDDNSServer_t *obj)
 {
     static const char tag[] = "OvanAddDDNSServerInstance";
     lumo_log(tag, LOG_DEBUG, "enter");
-    if (!obj) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
-    return add_with_rollback(
-        kDDNSPath, obj,
+    return instance_add(
+        tag, kDDNS, obj, dns::kDDNSWritable,
         [](OvanObjPath_t p, void *r) { return OvanSetDDNSServerInstance(p, static_cast<OvanDDNSServer_t *>(r)); },
-        OvanDelDDNSServerInstance, dns::kDDNSWritable, tag);
+        OvanDelDDNSServerInstance);
 }
 
 LUMO3_API int32_t OvanDelDDNSServerInstance(OvanObjPath_t path)
 {
-    return delete_instance_on(kService, "OvanDelDDNSServerInstance", path, kDDNSPrefix, kDDNSPath,
-                              "Invalid Parameter.");
+    return instance_delete({"OvanDelDDNSServerInstance", "Invalid Parameter."}, kDDNS, path);
 }
 
 }  // extern "C"

@@ -36,14 +36,8 @@ void **as_out(T **objs)
     return reinterpret_cast<void **>(objs);
 }
 
-// The caller's path is shown in entry lines without reading past its 256 bytes.
-constexpr int kShown = static_cast<int>(sizeof(OvanObjPath_t::str));
-
-// A path without its terminator is refused like any other bad path.
-bool host_path_ok(const OvanObjPath_t &path)
-{
-    return path_terminated(path) && instance_path_ok(path.str, kHostPrefix);
-}
+// The hosts; each member names its own record layout.
+constexpr Instances kHosts{nullptr, kCollection, kHostPrefix};
 
 template <size_t N>
 std::array<char, N + 1> terminated_copy(const char (&field)[N])
@@ -125,11 +119,8 @@ int32_t get_hosts(const char *tag, const RecordTable &table, T **objs, uint32_t 
 template <typename T>
 int32_t get_host(const char *tag, const RecordTable &table, OvanObjPath_t path, T *obj)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
-    if (!obj || !host_path_ok(path)) {
-        lumo_log(tag, LOG_ERR, kInvalidParameter);
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, kInvalidParameter}, kHosts, path, obj != nullptr))
+        return ret;
     return get_all_into(GetterSpec{tag, &table, 255, "ret = %d.", nullptr, overlay_devname<T>}, path.str, obj);
 }
 
@@ -334,11 +325,8 @@ LUMO3_API int32_t OvanGetLANHostExtWithIPv6ByMAC(const char *mac, OvanLANHostExt
 LUMO3_API int32_t OvanGetLANHostNegoRateByPath(OvanObjPath_t path, uint32_t *negorate)
 {
     static const char tag[] = "OvanGetLANHostNegoRateByPath";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
-    if (!negorate || !host_path_ok(path)) {
-        lumo_log(tag, LOG_ERR, kInvalidParameter);
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, kInvalidParameter}, kHosts, path, negorate != nullptr))
+        return ret;
     OvanLANHostExt_t host{};
     if (OvanGetLANHostExt(path, &host) != 0)
         return -1;
@@ -364,11 +352,8 @@ LUMO3_API int32_t OvanGetLANHostNegoRateByMAC(const char *mac, uint32_t *negorat
 LUMO3_API int32_t OvanSetLANHost(OvanObjPath_t path, OvanLANHost_t *obj)
 {
     static const char tag[] = "OvanSetLANHost";
-    lumo_log(tag, LOG_DEBUG, "Enter, path (%.*s)", kShown, path.str);
-    if (!obj || !host_path_ok(path)) {
-        lumo_log(tag, LOG_ERR, "Invalid Path.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid Path.", "Enter, path (%s)"}, kHosts, path, obj != nullptr))
+        return ret;
     if (!host_fields_ok(*obj)) {
         lumo_log(tag, LOG_ERR, "Invalid LanHost Parameters.");
         return -1;
@@ -385,13 +370,7 @@ LUMO3_API int32_t OvanSetLANHost(OvanObjPath_t path, OvanLANHost_t *obj)
 
 LUMO3_API int32_t OvanDelLANHost(OvanObjPath_t path)
 {
-    static const char tag[] = "OvanDelLANHost";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
-    if (!host_path_ok(path)) {
-        lumo_log(tag, LOG_ERR, "Invalid Path.");
-        return -1;
-    }
-    return delete_object(kCollection, path.str);
+    return instance_delete({"OvanDelLANHost", "Invalid Path."}, kHosts, path);
 }
 
 LUMO3_API int32_t OvanGetOnlineDeviceList(OvanLANHost_t **objs, uint32_t *count, uint32_t *status, char **errmsg)

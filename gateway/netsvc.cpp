@@ -22,14 +22,7 @@ constexpr const char kFilterPath[] = "/com/quv/igd1/Config/IncomingFilter";
 constexpr const char kFilterIface[] = "com.quv.igd1.IncomingFilter";
 
 
-// The caller's path is shown in entry lines without reading past its 256 bytes.
-constexpr int kShown = static_cast<int>(sizeof(OvanObjPath_t::str));
-
-// A path without its terminator is refused like any other bad path.
-bool port_mapping_path_ok(const OvanObjPath_t &path)
-{
-    return path_terminated(path) && instance_path_ok(path.str, kPortMappingPrefix);
-}
+constexpr Instances kRules{&netsvc::kPortMappingTable, kPortMappings, kPortMappingPrefix};
 
 bool port_mapping_ok(const char *tag, const OvanPortMapping_t &rec)
 {
@@ -113,13 +106,7 @@ LUMO3_API int32_t OvanGetPortMappingObjs(OvanPortMapping_t **objs, uint32_t *num
 
 LUMO3_API int32_t OvanGetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
 {
-    static const char tag[] = "OvanGetPortMapping";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
-    if (!rec || !port_mapping_path_ok(path)) {
-        lumo_log(tag, LOG_ERR, "invalid parameter.");
-        return -1;
-    }
-    return get_all_into({tag, &netsvc::kPortMappingTable, 255}, path.str, rec);
+    return instance_get({"OvanGetPortMapping"}, kRules, path, rec);
 }
 
 LUMO3_API int32_t OvanSetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
@@ -127,10 +114,10 @@ LUMO3_API int32_t OvanSetPortMapping(OvanObjPath_t path, OvanPortMapping_t *rec)
     static const char tag[] = "OvanSetPortMapping";
     const bool shown_ok = rec && terminated(rec->RemoteHost) && terminated(rec->InternalClient) &&
                           terminated(rec->PortMappingProtocol);
-    lumo_log(tag, LOG_DEBUG, "enter, path = %.*s, host = %s, client = %s, protocol = %s", kShown, path.str,
+    lumo_log(tag, LOG_DEBUG, "enter, path = %s, host = %s, client = %s, protocol = %s", ShownPath(path).text,
              shown_ok ? rec->RemoteHost : "", shown_ok ? rec->InternalClient : "",
              shown_ok ? rec->PortMappingProtocol : "");
-    if (!shown_ok || !port_mapping_path_ok(path) || !port_mapping_ok(tag, *rec)) {
+    if (!shown_ok || !instance_arg_ok(kRules, path) || !port_mapping_ok(tag, *rec)) {
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return -1;
     }
@@ -141,25 +128,15 @@ LUMO3_API int32_t OvanAddPortMapping(OvanPortMapping_t *rec)
 {
     static const char tag[] = "OvanAddPortMapping";
     lumo_log(tag, LOG_DEBUG, "enter");
-    if (!rec) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
-    return add_with_rollback(
-        kPortMappings, rec,
+    return instance_add(
+        tag, kRules, rec, netsvc::kPortMapping,
         [](OvanObjPath_t p, void *r) { return OvanSetPortMapping(p, static_cast<OvanPortMapping_t *>(r)); },
-        OvanDelPortMapping, netsvc::kPortMapping, tag);
+        OvanDelPortMapping);
 }
 
 LUMO3_API int32_t OvanDelPortMapping(OvanObjPath_t path)
 {
-    static const char tag[] = "OvanDelPortMapping";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", kShown, path.str);
-    if (!port_mapping_path_ok(path)) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
-        return -1;
-    }
-    return delete_object(kPortMappings, path.str);
+    return instance_delete({"OvanDelPortMapping", "Invalid Parameter."}, kRules, path);
 }
 
 LUMO3_API int32_t OvanGetPlatformService(OvanPlatformService_t *info)

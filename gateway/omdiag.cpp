@@ -78,11 +78,8 @@ int32_t delete_by_name(const char *tag, int32_t (*list)(R **, uint32_t *), int32
 template <typename R>
 int32_t set_named(const char *tag, const Instances &c, const OvanObjPath_t &path, const R *obj, Fields fields)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (!obj || !instance_path_ok(c, path)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid parameters."}, c, path, obj != nullptr))
+        return ret;
     if (obj->ServiceName[0] == '\0') {
         lumo_log(tag, LOG_ERR, "Empty ServiceName");
         return -1;
@@ -161,7 +158,7 @@ LUMO3_API int32_t OvanGetDiagResourceObjs(OvanDiagResource_t **objs, uint32_t *n
 
 LUMO3_API int32_t OvanGetDiagResource(OvanObjPath_t path, OvanDiagResource_t *obj)
 {
-    return instance_get("OvanGetDiagResource", kResources, path, obj, "invalid parameter.");
+    return instance_get({"OvanGetDiagResource", "invalid parameter."}, kResources, path, obj);
 }
 
 LUMO3_API int32_t OvanSetDiagResource(OvanObjPath_t path, OvanDiagResource_t *obj)
@@ -184,7 +181,7 @@ LUMO3_API int32_t OvanAddDiagResource(OvanDiagResource_t *obj)
 
 LUMO3_API int32_t OvanDelDiagResource(OvanObjPath_t path)
 {
-    return instance_delete("OvanDelDiagResource", kResources, path);
+    return instance_delete({"OvanDelDiagResource", "Invalid Parameter."}, kResources, path);
 }
 
 LUMO3_API int32_t OvanAddDiagResourceByServiceName(const char *serviceName, uint32_t cpuPercentage,
@@ -233,7 +230,7 @@ LUMO3_API int32_t OvanGetDiagProcessObjs(OvanDiagProcess_t **objs, uint32_t *num
 
 LUMO3_API int32_t OvanGetDiagProcess(OvanObjPath_t path, OvanDiagProcess_t *obj)
 {
-    return instance_get("OvanGetDiagProcess", kProcesses, path, obj, "invalid parameter.");
+    return instance_get({"OvanGetDiagProcess", "invalid parameter."}, kProcesses, path, obj);
 }
 
 LUMO3_API int32_t OvanSetDiagProcess(OvanObjPath_t path, OvanDiagProcess_t *obj)
@@ -255,7 +252,7 @@ LUMO3_API int32_t OvanAddDiagProcess(OvanDiagProcess_t *obj)
 
 LUMO3_API int32_t OvanDelDiagProcess(OvanObjPath_t path)
 {
-    return instance_delete("OvanDelDiagProcess", kProcesses, path);
+    return instance_delete({"OvanDelDiagProcess", "Invalid Parameter."}, kProcesses, path);
 }
 
 LUMO3_API int32_t OvanAddDiagProcessByName(const char *serviceName)
@@ -304,17 +301,14 @@ LUMO3_API int32_t OvanGetBridgeDataACLObjsv4(OvanBridgeDataAcl_t **objs, uint32_
 
 LUMO3_API int32_t OvanGetBridgeDataAclv4(OvanObjPath_t path, OvanBridgeDataAcl_t *obj)
 {
-    return instance_get("OvanGetBridgeDataAclv4", kAcls, path, obj, "invalid parameter.");
+    return instance_get({"OvanGetBridgeDataAclv4", "invalid parameter."}, kAcls, path, obj);
 }
 
 LUMO3_API int32_t OvanSetBridgeDataAclv4(OvanObjPath_t path, OvanBridgeDataAcl_t *obj)
 {
     static const char tag[] = "OvanSetBridgeDataAclv4";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (!obj || !instance_path_ok(kAcls, path)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid parameters."}, kAcls, path, obj != nullptr))
+        return ret;
     if (obj->Protocol[0] == '\0' || obj->IP[0] == '\0') {
         lumo_log(tag, LOG_ERR, "Empty parameters");
         return -1;
@@ -334,7 +328,7 @@ LUMO3_API int32_t OvanAddBridgeDataAclv4(OvanBridgeDataAcl_t *obj)
 
 LUMO3_API int32_t OvanDelBridgeDataAclv4(OvanObjPath_t path)
 {
-    return instance_delete("OvanDelBridgeDataAclv4", kAcls, path);
+    return instance_delete({"OvanDelBridgeDataAclv4", "Invalid Parameter."}, kAcls, path);
 }
 
 }  // extern "C"

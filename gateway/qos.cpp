@@ -19,43 +19,28 @@ constexpr const char kApps[] = "/com/quv/igd1/Network/QoS/App";
 constexpr const char kDNSSpeedLimitPath[] = "/com/quv/igd1/Network/DNSSpeedLimit";
 constexpr const char kIPTVPath[] = "/com/quv/igd1/Network/IPTV";
 
-// One QoS collection and the texts its members share.
+// One QoS collection: its listing path, its instances (deleted from the collection
+// their own path names, since a type lives below its rule) and the fields its
+// setter writes.
 struct Collection {
     const char *path;
-    const char *prefix;
-    const RecordTable *table;
+    Instances items;
     Fields writable;
-    const char *must_contain = nullptr;
 
-    InstanceSpec get(const char *tag) const
+    int32_t list(const char *tag, void **objs, uint32_t *num) const
     {
-        return {tag, table, prefix, "enter, path (%.*s)", "invalid parameter.", 255, must_contain};
-    }
-    InstanceSpec set(const char *tag) const
-    {
-        return {tag, table, prefix, "enter, path (%.*s)", "Invalid parameters.", 255, must_contain};
-    }
-    InstanceSpec del(const char *tag) const
-    {
-        return {tag, table, prefix, "enter, path (%.*s)", "Invalid Parameter.", 255, must_contain};
+        return instance_list(tag, {items.table, path, items.prefix}, objs, num);
     }
 };
 
-constexpr Collection kClassification{kClassifications, kClassificationPrefix, &qos::kClassificationTable,
-                                     qos::kClassification};
-constexpr Collection kQueue{kQueues, "/com/quv/igd1/Network/QoS/PriorityQueue/", &qos::kPriorityQueueTable,
-                            qos::kPriorityQueueWritable};
-constexpr Collection kApp{kApps, "/com/quv/igd1/Network/QoS/App/", &qos::kAppTable, qos::kApp};
-constexpr Collection kClassType{nullptr, kClassificationPrefix, &qos::kClassTypeTable, qos::kClassTypeWritable,
-                                "/Type"};
-
-int32_t list(const char *tag, const RecordTable *table, const char *collection, void **objs, uint32_t *num)
-{
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!num)
-        return -1;
-    return enumerate({tag, table, "entry num (%d)", 255}, collection, objs, num);
-}
+constexpr Collection kClassification{
+    kClassifications, {&qos::kClassificationTable, nullptr, kClassificationPrefix}, qos::kClassification};
+constexpr Collection kQueue{
+    kQueues, {&qos::kPriorityQueueTable, nullptr, "/com/quv/igd1/Network/QoS/PriorityQueue/"},
+    qos::kPriorityQueueWritable};
+constexpr Collection kApp{kApps, {&qos::kAppTable, nullptr, "/com/quv/igd1/Network/QoS/App/"}, qos::kApp};
+constexpr Collection kClassType{
+    nullptr, {&qos::kClassTypeTable, nullptr, kClassificationPrefix, nullptr, "/Type"}, qos::kClassTypeWritable};
 
 bool limit_action_ok(const void *record)
 {
@@ -101,30 +86,32 @@ LUMO3_API int32_t OvanSetQoSConfig(OvanQoSConfig_t *rec)
 
 LUMO3_API int32_t OvanGetQoSClassificationObjs(OvanQoSClassification_t **objs, uint32_t *num)
 {
-    return list("OvanGetQoSClassificationObjs", kClassification.table, kClassifications,
-                reinterpret_cast<void **>(objs), num);
+    return kClassification.list("OvanGetQoSClassificationObjs", reinterpret_cast<void **>(objs), num);
 }
 
 LUMO3_API int32_t OvanGetQoSClassification(OvanObjPath_t path, OvanQoSClassification_t *rec)
 {
-    return get_instance(kClassification.get("OvanGetQoSClassification"), path, rec);
+    return instance_get({"OvanGetQoSClassification"}, kClassification.items, path, rec);
 }
 
 LUMO3_API int32_t OvanSetQoSClassification(OvanObjPath_t path, OvanQoSClassification_t *rec)
 {
-    return set_instance(kClassification.set("OvanSetQoSClassification"), path, rec, kClassification.writable);
+    return instance_set({"OvanSetQoSClassification", "Invalid parameters."}, kClassification.items, path, rec,
+                        kClassification.writable);
 }
 
 LUMO3_API int32_t OvanAddQoSClassification(OvanQoSClassification_t *rec)
 {
-    return add_instance("OvanAddQoSClassification", kClassifications, rec,
-                        set_as<OvanQoSClassification_t, OvanSetQoSClassification>, OvanDelQoSClassification,
-                        kClassification.writable, "Invalid parameters.");
+    static const char tag[] = "OvanAddQoSClassification";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    return instance_add(tag, {kClassification.items.table, kClassifications, nullptr}, rec,
+                        kClassification.writable, set_as<OvanQoSClassification_t, OvanSetQoSClassification>,
+                        OvanDelQoSClassification);
 }
 
 LUMO3_API int32_t OvanDelQoSClassification(OvanObjPath_t path)
 {
-    return delete_instance(kClassification.del("OvanDelQoSClassification"), path);
+    return instance_delete({"OvanDelQoSClassification", "Invalid Parameter."}, kClassification.items, path);
 }
 
 // ---- classification types, below one rule ----
@@ -132,26 +119,26 @@ LUMO3_API int32_t OvanDelQoSClassification(OvanObjPath_t path)
 LUMO3_API int32_t OvanGetQoSClassTypeObjs(OvanObjPath_t collection, OvanQoSClassType_t **objs, uint32_t *num)
 {
     static const char tag[] = "OvanGetQoSClassTypeObjs";
-    log_path_line(tag, "enter, path (%.*s)", collection);
+    log_path_line(tag, "enter, path (%s)", collection);
     if (!type_collection_ok(collection)) {
-        lumo_log(tag, LOG_ERR, "invalid path %.*s", static_cast<int>(strnlen(collection.str, sizeof collection.str)),
-                 collection.str);
+        lumo_log(tag, LOG_ERR, "invalid path %s", ShownPath(collection).text);
         return -1;
     }
     if (!num)
         return -1;
-    return enumerate({tag, kClassType.table, "entry num (%d)", 255}, collection.str, reinterpret_cast<void **>(objs),
-                     num);
+    return enumerate({tag, kClassType.items.table, "entry num (%d)", 255}, collection.str,
+                     reinterpret_cast<void **>(objs), num);
 }
 
 LUMO3_API int32_t OvanGetQoSClassType(OvanObjPath_t path, OvanQoSClassType_t *rec)
 {
-    return get_instance(kClassType.get("OvanGetQoSClassType"), path, rec);
+    return instance_get({"OvanGetQoSClassType"}, kClassType.items, path, rec);
 }
 
 LUMO3_API int32_t OvanSetQoSClassType(OvanObjPath_t path, OvanQoSClassType_t *rec)
 {
-    return set_instance(kClassType.set("OvanSetQoSClassType"), path, rec, kClassType.writable);
+    return instance_set({"OvanSetQoSClassType", "Invalid parameters."}, kClassType.items, path, rec,
+                        kClassType.writable);
 }
 
 LUMO3_API int32_t OvanAddQoSClassType(OvanObjPath_t collection, OvanQoSClassType_t *rec)
@@ -161,58 +148,61 @@ LUMO3_API int32_t OvanAddQoSClassType(OvanObjPath_t collection, OvanQoSClassType
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return -1;
     }
-    return add_instance(tag, collection.str, rec, set_as<OvanQoSClassType_t, OvanSetQoSClassType>,
-                        OvanDelQoSClassType, kClassType.writable, "Invalid parameters.");
+    lumo_log(tag, LOG_DEBUG, "enter");
+    return instance_add(tag, {kClassType.items.table, collection.str, nullptr}, rec, kClassType.writable,
+                        set_as<OvanQoSClassType_t, OvanSetQoSClassType>, OvanDelQoSClassType);
 }
 
 LUMO3_API int32_t OvanDelQoSClassType(OvanObjPath_t path)
 {
-    return delete_instance(kClassType.del("OvanDelQoSClassType"), path);
+    return instance_delete({"OvanDelQoSClassType", "Invalid Parameter."}, kClassType.items, path);
 }
 
 // ---- priority queues: no add or delete ----
 
 LUMO3_API int32_t OvanGetQoSPriorityQueueObjs(OvanQoSPriorityQueue_t **objs, uint32_t *num)
 {
-    return list("OvanGetQoSPriorityQueueObjs", kQueue.table, kQueues, reinterpret_cast<void **>(objs), num);
+    return kQueue.list("OvanGetQoSPriorityQueueObjs", reinterpret_cast<void **>(objs), num);
 }
 
 LUMO3_API int32_t OvanGetQoSPriorityQueue(OvanObjPath_t path, OvanQoSPriorityQueue_t *rec)
 {
-    return get_instance(kQueue.get("OvanGetQoSPriorityQueue"), path, rec);
+    return instance_get({"OvanGetQoSPriorityQueue"}, kQueue.items, path, rec);
 }
 
 LUMO3_API int32_t OvanSetQoSPriorityQueue(OvanObjPath_t path, OvanQoSPriorityQueue_t *rec)
 {
-    return set_instance(kQueue.set("OvanSetQoSPriorityQueue"), path, rec, kQueue.writable);
+    return instance_set({"OvanSetQoSPriorityQueue", "Invalid parameters."}, kQueue.items, path, rec, kQueue.writable);
 }
 
 // ---- applications ----
 
 LUMO3_API int32_t OvanGetQoSAppObjs(OvanQoSApp_t **objs, uint32_t *num)
 {
-    return list("OvanGetQoSAppObjs", kApp.table, kApps, reinterpret_cast<void **>(objs), num);
+    return kApp.list("OvanGetQoSAppObjs", reinterpret_cast<void **>(objs), num);
 }
 
 LUMO3_API int32_t OvanGetQoSApp(OvanObjPath_t path, OvanQoSApp_t *rec)
 {
-    return get_instance(kApp.get("OvanGetQoSApp"), path, rec);
+    return instance_get({"OvanGetQoSApp"}, kApp.items, path, rec);
 }
 
 LUMO3_API int32_t OvanSetQoSApp(OvanObjPath_t path, OvanQoSApp_t *rec)
 {
-    return set_instance(kApp.set("OvanSetQoSApp"), path, rec, kApp.writable);
+    return instance_set({"OvanSetQoSApp", "Invalid parameters."}, kApp.items, path, rec, kApp.writable);
 }
 
 LUMO3_API int32_t OvanAddQoSApp(OvanQoSApp_t *rec)
 {
-    return add_instance("OvanAddQoSApp", kApps, rec, set_as<OvanQoSApp_t, OvanSetQoSApp>, OvanDelQoSApp,
-                        kApp.writable, "Invalid parameters.");
+    static const char tag[] = "OvanAddQoSApp";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    return instance_add(tag, {kApp.items.table, kApps, nullptr}, rec, kApp.writable,
+                        set_as<OvanQoSApp_t, OvanSetQoSApp>, OvanDelQoSApp);
 }
 
 LUMO3_API int32_t OvanDelQoSApp(OvanObjPath_t path)
 {
-    return delete_instance(kApp.del("OvanDelQoSApp"), path);
+    return instance_delete({"OvanDelQoSApp", "Invalid Parameter."}, kApp.items, path);
 }
 
 // ---- DNS speed limit ----

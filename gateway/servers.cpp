@@ -51,13 +51,8 @@ int32_t server_set(const char *tag, const RecordTable &table, Fields writable, c
 
 int32_t account_set(const char *tag, const Instances &a, const OvanObjPath_t &path, const OvanFileAccount_t *rec)
 {
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (int32_t g = usb_guard())
-        return g;
-    if (!rec || !instance_path_ok(a, path)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid parameters.", "enter"}, a, path, rec != nullptr))
+        return ret;
     if (rec->UserName[0] == '\0') {
         lumo_log(tag, LOG_ERR, "Empty UserName");
         return -1;
@@ -100,7 +95,7 @@ LUMO3_API int32_t Ovan_GetFTPAccountObjs(OvanFileAccount_t **objs, uint32_t *num
 
 LUMO3_API int32_t Ovan_GetFTPAccount(OvanObjPath_t path, OvanFileAccount_t *obj)
 {
-    return instance_get("Ovan_GetFTPAccount", kFtpAccounts, path, obj, "invalid parameter.");
+    return instance_get({"Ovan_GetFTPAccount", "invalid parameter."}, kFtpAccounts, path, obj);
 }
 
 LUMO3_API int32_t Ovan_SetFTPAccount(OvanObjPath_t path, OvanFileAccount_t *obj)
@@ -115,7 +110,7 @@ LUMO3_API int32_t Ovan_AddFtpAccount(OvanFileAccount_t *obj)
 
 LUMO3_API int32_t Ovan_DelFtpAccount(OvanObjPath_t path)
 {
-    return instance_delete("Ovan_DelFtpAccount", kFtpAccounts, path);
+    return instance_delete({"Ovan_DelFtpAccount", "Invalid Parameter."}, kFtpAccounts, path);
 }
 
 LUMO3_API int32_t Ovan_GetSambaServer(OvanSambaServer_t *obj)
@@ -135,7 +130,7 @@ LUMO3_API int32_t Ovan_GetSambaAccountObjs(OvanFileAccount_t **objs, uint32_t *n
 
 LUMO3_API int32_t Ovan_GetSambaAccount(OvanObjPath_t path, OvanFileAccount_t *obj)
 {
-    return instance_get("Ovan_GetSambaAccount", kSambaAccounts, path, obj, "invalid parameter.");
+    return instance_get({"Ovan_GetSambaAccount", "invalid parameter."}, kSambaAccounts, path, obj);
 }
 
 LUMO3_API int32_t Ovan_SetSambaAccount(OvanObjPath_t path, OvanFileAccount_t *obj)
@@ -150,7 +145,7 @@ LUMO3_API int32_t Ovan_AddSambaAccount(OvanFileAccount_t *obj)
 
 LUMO3_API int32_t Ovan_DelSambaAccount(OvanObjPath_t path)
 {
-    return instance_delete("Ovan_DelSambaAccount", kSambaAccounts, path);
+    return instance_delete({"Ovan_DelSambaAccount", "Invalid Parameter."}, kSambaAccounts, path);
 }
 
 LUMO3_API int32_t Ovan_GetHttpServer(OvanHttpServer_t *obj)
@@ -185,7 +180,7 @@ LUMO3_API int32_t OvanGetTelnetAccountObjs(OvanTelnetAccount_t **objs, uint32_t 
 
 LUMO3_API int32_t OvanGetTelnetAccount(OvanObjPath_t path, OvanTelnetAccount_t *obj)
 {
-    return instance_get("OvanGetTelnetAccount", kTelnetAccounts, path, obj, "invalid path.");
+    return instance_get({"OvanGetTelnetAccount", "invalid path."}, kTelnetAccounts, path, obj);
 }
 
 }  // extern "C"

@@ -158,11 +158,8 @@ LUMO3_API int32_t Ovan_GetUSBDeviceObjs(OvanUSBDevice_t **objs, uint32_t *num)
 LUMO3_API int32_t Ovan_GetUSBDevice(OvanObjPath_t path, OvanUSBDevice_t *rec)
 {
     static const char tag[] = "Ovan_GetUSBDevice";
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (!rec || !path_terminated(path) || !instance_path_ok(path.str, kDevicePrefix)) {
-        lumo_log(tag, LOG_ERR, "invalid parameter.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag}, {nullptr, nullptr, kDevicePrefix}, path, rec != nullptr))
+        return ret;
     for (const RecordTable *table : {&storage::kUSBDeviceTable, &storage::kUSBFileSystemTable})
         if (get_all_into({tag, table, 255, "ret [%d] or dict == NULL"}, path.str, rec) != 0)
             return -1;
@@ -242,7 +239,7 @@ LUMO3_API int32_t Ovan_USBUnMount(const char *mountPath, uint32_t *code, char **
 LUMO3_API int32_t Ovan_USBFormat(OvanObjPath_t path, uint32_t *code, char **text)
 {
     static const Operation op{"Ovan_USBFormat", "Format", "Invalid Parameters.", "(us)"};
-    lumo_log(op.tag, LOG_DEBUG, "enter, path(%s)", path_text(path));
+    lumo_log(op.tag, LOG_DEBUG, "enter, path(%s)", ShownPath(path).text);
     if (int32_t g = usb_guard())
         return g;
     if (!device_path_ok(path))
@@ -254,7 +251,7 @@ LUMO3_API int32_t Ovan_USBFormat(OvanObjPath_t path, uint32_t *code, char **text
 LUMO3_API int32_t Ovan_USBSetLabel(OvanObjPath_t path, const char *label, uint32_t *code, char **text)
 {
     static const Operation op{"Ovan_USBSetLabel", "SetLable", "Invalid Parameters.", "(us)"};
-    lumo_log(op.tag, LOG_DEBUG, "enter, path(%s), label(%s)", path_text(path), or_empty(label));
+    lumo_log(op.tag, LOG_DEBUG, "enter, path(%s), label(%s)", ShownPath(path).text, or_empty(label));
     if (int32_t g = usb_guard())
         return g;
     if (!given(label) || std::strlen(label) > 127 || !device_path_ok(path))

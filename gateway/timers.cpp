@@ -58,14 +58,8 @@ bool led_ok(const void *record)
 
 constexpr const char kNullObj[] = "Invalid Parameter: obj is NULL.";
 
-constexpr InstanceSpec kExTimerGet{"OvanGetWiFiExTimer", &timers::kWiFiExTimerTable, kExTimerPrefix,
-                                   "enter, path (%.*s)", "invalid parameter."};
-constexpr InstanceSpec kExTimerDel{"OvanDelWiFiExTimer", &timers::kWiFiExTimerTable, kExTimerPrefix,
-                                   "enter, path (%.*s)", "Invalid Path."};
-constexpr InstanceSpec kSleepTimerGet{"OvanGetSleepTimer", &timers::kSleepTimerTable, kSleepTimerPrefix,
-                                      "enter, path (%.*s)", "invalid Path or NULL obj."};
-constexpr InstanceSpec kSleepTimerDel{"OvanDelSleepTimer", &timers::kSleepTimerTable, kSleepTimerPrefix,
-                                      "enter, path(%.*s)", "Invalid Parameter."};
+constexpr Instances kExTimerItems{&timers::kWiFiExTimerTable, kExTimers, kExTimerPrefix, wifi_guard};
+constexpr Instances kSleepTimerItems{&timers::kSleepTimerTable, kSleepTimers, kSleepTimerPrefix};
 
 }  // namespace
 
@@ -136,21 +130,14 @@ LUMO3_API int32_t OvanGetWiFiExTimerObjs(OvanWiFiExTimer_t **objs, uint32_t *num
 
 LUMO3_API int32_t OvanGetWiFiExTimer(OvanObjPath_t path, OvanWiFiExTimer_t *rec)
 {
-    if (int32_t guard = wifi_guard(); guard != 0)
-        return guard;
-    return get_instance(kExTimerGet, path, rec);
+    return instance_get({"OvanGetWiFiExTimer"}, kExTimerItems, path, rec);
 }
 
 LUMO3_API int32_t OvanSetWiFiExTimer(OvanObjPath_t path, OvanWiFiExTimer_t *rec)
 {
     static const char tag[] = "OvanSetWiFiExTimer";
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (int32_t guard = wifi_guard(); guard != 0)
-        return guard;
-    if (!rec || !instance_arg_ok(path, kExTimerPrefix)) {
-        lumo_log(tag, LOG_ERR, "Invalid Path.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid Path.", "enter"}, kExTimerItems, path, rec != nullptr))
+        return ret;
     lumo_log(tag, LOG_DEBUG, "time %.*s, active %.*s, SSIDMask %d", static_cast<int>(strnlen(rec->Time, 8)),
              rec->Time, static_cast<int>(strnlen(rec->Active, 8)), rec->Active, static_cast<int>(rec->SSIDMask));
     if (!time_ok(rec->Time) || !active_ok(rec->Active) || rec->SSIDMask == 0) {
@@ -162,19 +149,17 @@ LUMO3_API int32_t OvanSetWiFiExTimer(OvanObjPath_t path, OvanWiFiExTimer_t *rec)
 
 LUMO3_API int32_t OvanAddWiFiExTimer(OvanWiFiExTimer_t *rec)
 {
-    if (int32_t guard = wifi_guard(); guard != 0)
-        return guard;
-    return add_instance(
-        "OvanAddWiFiExTimer", kExTimers, rec,
+    static const char tag[] = "OvanAddWiFiExTimer";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    return instance_add(
+        tag, kExTimerItems, rec, timers::kWiFiExTimerWritable,
         [](OvanObjPath_t p, void *r) { return OvanSetWiFiExTimer(p, static_cast<OvanWiFiExTimer_t *>(r)); },
-        OvanDelWiFiExTimer, timers::kWiFiExTimerWritable, "Invalid Parameter.", "AddObject failed.");
+        OvanDelWiFiExTimer, "Invalid Parameter.", "AddObject failed.");
 }
 
 LUMO3_API int32_t OvanDelWiFiExTimer(OvanObjPath_t path)
 {
-    if (int32_t guard = wifi_guard(); guard != 0)
-        return guard;
-    return delete_instance(kExTimerDel, path);
+    return instance_delete({"OvanDelWiFiExTimer", "Invalid Path."}, kExTimerItems, path);
 }
 
 LUMO3_API int32_t OvanGetSleepTimerObjs(OvanSleepTimer_t **objs, uint32_t *num)
@@ -190,17 +175,15 @@ LUMO3_API int32_t OvanGetSleepTimerObjs(OvanSleepTimer_t **objs, uint32_t *num)
 
 LUMO3_API int32_t OvanGetSleepTimer(OvanObjPath_t path, OvanSleepTimer_t *rec)
 {
-    return get_instance(kSleepTimerGet, path, rec);
+    return instance_get({"OvanGetSleepTimer", "invalid Path or NULL obj."}, kSleepTimerItems, path, rec);
 }
 
 LUMO3_API int32_t OvanSetSleepTimer(OvanObjPath_t path, OvanSleepTimer_t *rec)
 {
     static const char tag[] = "OvanSetSleepTimer";
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!rec || !instance_arg_ok(path, kSleepTimerPrefix)) {
-        lumo_log(tag, LOG_ERR, "Invalid Path or NULL obj.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid Path or NULL obj.", "enter"}, kSleepTimerItems, path,
+                                     rec != nullptr))
+        return ret;
     lumo_log(tag, LOG_DEBUG, "time %.*s, active %.*s", static_cast<int>(strnlen(rec->Time, 8)), rec->Time,
              static_cast<int>(strnlen(rec->Active, 8)), rec->Active);
     if (!time_ok(rec->Time) || !active_ok(rec->Active)) {
@@ -212,15 +195,18 @@ LUMO3_API int32_t OvanSetSleepTimer(OvanObjPath_t path, OvanSleepTimer_t *rec)
 
 LUMO3_API int32_t OvanAddSleepTimer(OvanSleepTimer_t *rec)
 {
-    return add_instance(
-        "OvanAddSleepTimer", kSleepTimers, rec,
+    static const char tag[] = "OvanAddSleepTimer";
+    lumo_log(tag, LOG_DEBUG, "enter");
+    return instance_add(
+        tag, kSleepTimerItems, rec, timers::kSleepTimerWritable,
         [](OvanObjPath_t p, void *r) { return OvanSetSleepTimer(p, static_cast<OvanSleepTimer_t *>(r)); },
-        OvanDelSleepTimer, timers::kSleepTimerWritable, "Invalid Parameter.");
+        OvanDelSleepTimer, "Invalid Parameter.");
 }
 
 LUMO3_API int32_t OvanDelSleepTimer(OvanObjPath_t path)
 {
-    return delete_instance(kSleepTimerDel, path);
+    return instance_delete({"OvanDelSleepTimer", "Invalid Parameter.", "enter, path(%s)"}, kSleepTimerItems,
+                           path);
 }
 
 }  // extern "C"

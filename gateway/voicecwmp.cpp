@@ -168,8 +168,8 @@ LUMO3_API int32_t OvanGetVoicePoorQualityStatsObjs(OvanVoicePoorQualityStats_t *
 
 LUMO3_API int32_t OvanGetVoicePoorQualityStats(OvanObjPath_t path, OvanVoicePoorQualityStats_t *rec)
 {
-    return get_instance({"OvanGetVoicePoorQualityStats", &voicecwmp::kPoorQualityTable,
-                         "/com/quv/igd1/Info/Voice/PoorQualityStats/", "enter, path (%.*s)", "invalid parameter."},
+    return instance_get({"OvanGetVoicePoorQualityStats"},
+                        {&voicecwmp::kPoorQualityTable, kPoorQuality, "/com/quv/igd1/Info/Voice/PoorQualityStats/"},
                         path, rec);
 }
 

@@ -22,10 +22,7 @@ using lumo::GStr;
 constexpr size_t kListChars = 511;
 
 struct Flavour {
-    const char *service;
-    const char *collection;
-    const char *prefix;
-    const RecordTable *table;
+    Instances items;
     const char *entry_line;  // "enter." and its framework variant
     Fields head, proxy, tail, attach_mode, macs, addresses;
     int32_t (*setter)(OvanObjPath_t, void *);
@@ -38,8 +35,8 @@ constexpr Flavour flavour(const char *service, const char *collection, const cha
                           int32_t (*deleter)(OvanObjPath_t))
 {
     using P = vpn::Send<T>;
-    return {service, collection, prefix, table, entry_line, P::head, P::proxy, P::tail, P::attach_mode,
-            P::macs, P::addresses, setter, deleter};
+    return {{table, collection, prefix, nullptr, nullptr, service}, entry_line, P::head, P::proxy, P::tail,
+            P::attach_mode, P::macs, P::addresses, setter, deleter};
 }
 
 int32_t set_gateway(OvanObjPath_t p, void *r)
@@ -62,7 +59,7 @@ constexpr Flavour kClient = flavour<vpn::kUptConnection>(
 // A string field of the record as text (fixed-width fields need not be terminated).
 std::string_view text(const Flavour &fl, const void *record, const char *name)
 {
-    const Field *f = field_named(fl.table->fields, name);
+    const Field *f = field_named(fl.items.table->fields, name);
     const char *s = static_cast<const char *>(record) + f->offset;
     return {s, strnlen(s, f->size)};
 }
@@ -151,13 +148,13 @@ int32_t list(const Flavour &fl, const char *tag, void **objs, uint32_t *num)
     lumo_log(tag, LOG_DEBUG, "%s", fl.entry_line);
     if (!num)
         return -1;
-    return enumerate_on(fl.service, {tag, fl.table, "entry num (%d)", 255}, fl.collection, objs, num);
+    return enumerate_on(fl.items.service, {tag, fl.items.table, "entry num (%d)", 255}, fl.items.collection, objs, num);
 }
 
 int32_t set(const Flavour &fl, const char *tag, OvanObjPath_t &path, const void *record)
 {
     lumo_log(tag, LOG_DEBUG, "%s", fl.entry_line);
-    if (!path_terminated(path) || !instance_path_ok(path.str, fl.prefix)) {
+    if (!instance_arg_ok(fl.items, path)) {
         lumo_log(tag, LOG_ERR, "Invalid Path.");
         return -1;
     }
@@ -172,7 +169,7 @@ int32_t set(const Flavour &fl, const char *tag, OvanObjPath_t &path, const void 
     Fields parts[5];
     for (size_t i = 0, n = set_fields_of(fl, record, parts); i < n; i++)
         add_fields(&b, parts[i], record);
-    return set_dict_on(fl.service, path.str, fl.table->interface, g_variant_builder_end(&b));
+    return set_dict_on(fl.items.service, path.str, fl.items.table->interface, g_variant_builder_end(&b));
 }
 
 int32_t add(const Flavour &fl, const char *tag, void *record)
@@ -184,12 +181,12 @@ int32_t add(const Flavour &fl, const char *tag, void *record)
     }
     if (!sendable(fl, tag, record))
         return -1;
-    return add_with_rollback_on(fl.service, fl.collection, record, fl.setter, fl.deleter);
+    return add_with_rollback_on(fl.items.service, fl.items.collection, record, fl.setter, fl.deleter);
 }
 
 int32_t del(const Flavour &fl, const char *tag, OvanObjPath_t &path)
 {
-    return delete_instance_on(fl.service, tag, path, fl.prefix, fl.collection, "Invalid Parameter.");
+    return instance_delete({tag, "Invalid Parameter."}, fl.items, path);
 }
 
 int32_t del_by_name(const Flavour &fl, const char *tag, const char *name)
@@ -199,14 +196,14 @@ int32_t del_by_name(const Flavour &fl, const char *tag, const char *name)
         lumo_log(tag, LOG_ERR, "Invalid Parameter.");
         return -1;
     }
-    Listing listing(*fl.table);
-    listing.load(fl.service, {tag, fl.table, "entry num (%d)", 255}, fl.collection);
+    Listing listing(*fl.items.table);
+    listing.load(fl.items.service, {tag, fl.items.table, "entry num (%d)", 255}, fl.items.collection);
     const char *found = static_cast<const char *>(listing.find("tunnel_name", name));
     if (!found) {
         lumo_log(tag, LOG_ERR, "did not found tunnelName (%s)", name);
         return -1;
     }
-    return delete_object_on(fl.service, fl.collection, found);
+    return delete_object_on(fl.items.service, fl.items.collection, found);
 }
 
 bool given(const char *list)
@@ -229,8 +226,8 @@ int32_t attach(const Flavour &fl, const char *tag, const char *name, const char 
                                      std::pair{"macList", macs}})
         if (!text_ok(tag, what, list, kListChars))
             return -1;
-    Listing listing(*fl.table);
-    if (listing.load(fl.service, {tag, fl.table, "entry num (%d)", 255}, fl.collection) != 0 ||
+    Listing listing(*fl.items.table);
+    if (listing.load(fl.items.service, {tag, fl.items.table, "entry num (%d)", 255}, fl.items.collection) != 0 ||
         listing.size() == 0) {
         lumo_log(tag, LOG_ERR, "Failed to get VPN Connections.");
         return -1;
@@ -263,7 +260,7 @@ int32_t attach(const Flavour &fl, const char *tag, const char *name, const char 
         g_variant_builder_add(&b, "{sv}", "domains", g_variant_builder_end(&to_domains));
         g_variant_builder_add(&b, "{sv}", "ips", g_variant_builder_end(&to_ips));
     }
-    return set_dict_on(fl.service, record, fl.table->interface, g_variant_builder_end(&b));
+    return set_dict_on(fl.items.service, record, fl.items.table->interface, g_variant_builder_end(&b));
 }
 
 int32_t detach(const Flavour &fl, const char *tag, const char *name, const char *ips, const char *domains,
@@ -275,8 +272,8 @@ int32_t detach(const Flavour &fl, const char *tag, const char *name, const char 
         lumo_log(tag, LOG_ERR, "Invalid Parameter.");
         return -1;
     }
-    Listing listing(*fl.table);
-    listing.load(fl.service, {tag, fl.table, "entry num (%d)", 255}, fl.collection);
+    Listing listing(*fl.items.table);
+    listing.load(fl.items.service, {tag, fl.items.table, "entry num (%d)", 255}, fl.items.collection);
     const char *record = static_cast<const char *>(listing.find("tunnel_name", name));
     if (!record) {
         lumo_log(tag, LOG_ERR, "Failed to find specified VPN Connections.");
@@ -291,10 +288,10 @@ int32_t detach(const Flavour &fl, const char *tag, const char *name, const char 
         const char *argument;
     } lists[] = {{"domains", domains}, {"terminal_mac", macs}, {"ips", ips}};
     for (const auto &l : lists) {
-        lumo::GStrv kept = entries_not_within(*field_named(fl.table->fields, l.list), record, l.argument);
+        lumo::GStrv kept = entries_not_within(*field_named(fl.items.table->fields, l.list), record, l.argument);
         g_variant_builder_add(&b, "{sv}", l.list, string_array(kept.get()));
     }
-    return set_dict_on(fl.service, record, fl.table->interface, g_variant_builder_end(&b));
+    return set_dict_on(fl.items.service, record, fl.items.table->interface, g_variant_builder_end(&b));
 }
 
 }  // namespace
@@ -342,7 +339,7 @@ LUMO3_API int32_t OvanGetVPNConnectionStatus(OvanObjPath_t path, OvanVPNConnecti
 {
     static const char tag[] = "OvanGetVPNConnectionStatus";
     lumo_log(tag, LOG_DEBUG, "enter");
-    if (!stats || !path_terminated(path) || !instance_path_ok(path.str, kGateway.prefix) ||
+    if (!stats || !instance_arg_ok(kGateway.items, path) ||
         !std::strstr(path.str, "Stats")) {
         lumo_log(tag, LOG_ERR, "Invalid Path");
         return -1;

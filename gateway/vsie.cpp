@@ -53,13 +53,8 @@ int32_t guarded_set(const char *tag, const char *path, const char *iface, Fields
 // Instance setters: the record's writable fields, IEData only when there is some.
 int32_t entry_set(const char *tag, const Instances &c, const OvanObjPath_t &path, const void *rec)
 {
-    if (int32_t g = wifi_guard())
-        return g;
-    lumo_log(tag, LOG_DEBUG, "enter, path = %s", path_text(path));
-    if (!rec || !instance_path_ok(c, path)) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag, "Invalid parameters.", "enter, path = %s"}, c, path, rec != nullptr))
+        return ret;
     return set_fields(path.str, c.table->interface, c.table->fields, rec, tag);
 }
 
@@ -110,8 +105,8 @@ int32_t beacon_action(const char *tag, const char *method, const OvanObjPath_t &
 {
     if (int32_t g = wifi_guard())
         return g;
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (!instance_path_ok(kBeacons, path))
+    log_path_line(tag, "enter, path (%s)", path);
+    if (!instance_arg_ok(kBeacons, path))
         return refuse(tag, status, errmsg);
     return command({tag, path.str, vsie::kBeaconTable.interface, method}, nullptr, status, errmsg);
 }
@@ -138,8 +133,8 @@ int32_t by_service_name(const char *tag, const char *manager, const char *manage
 // The records of a probe-request entry live below the entry's path.
 bool records_path(const char *tag, const OvanObjPath_t &entry, GStr &out)
 {
-    if (!instance_path_ok(kProbeRx, entry)) {
-        lumo_log(tag, LOG_ERR, "invalid path %s", path_text(entry));
+    if (!instance_arg_ok(kProbeRx, entry)) {
+        lumo_log(tag, LOG_ERR, "invalid path %s", ShownPath(entry).text);
         return false;
     }
     out.reset(g_strconcat(entry.str, kRecords, nullptr));
@@ -185,7 +180,7 @@ LUMO3_API int32_t OvanGetBeaconTxVSIEObjs(OvanBeaconTxVSIE_t **objs, uint32_t *n
 
 LUMO3_API int32_t OvanGetBeaconTxVSIE(OvanObjPath_t path, OvanBeaconTxVSIE_t *obj)
 {
-    return instance_get("OvanGetBeaconTxVSIE", kBeacons, path, obj, "invalid parameter.");
+    return instance_get({"OvanGetBeaconTxVSIE", "invalid parameter."}, kBeacons, path, obj);
 }
 
 LUMO3_API int32_t OvanSetBeaconTxVSIE(OvanObjPath_t path, OvanBeaconTxVSIE_t *obj)
@@ -201,7 +196,7 @@ LUMO3_API int32_t OvanAddBeaconTxVSIE(OvanBeaconTxVSIE_t *obj)
 
 LUMO3_API int32_t OvanDelBeaconTxVSIE(OvanObjPath_t path)
 {
-    return instance_delete("OvanDelBeaconTxVSIE", kBeacons, path);
+    return instance_delete({"OvanDelBeaconTxVSIE", "Invalid Parameter."}, kBeacons, path);
 }
 
 LUMO3_API int32_t OvanStartBeaconTxVSIE(OvanObjPath_t path, uint32_t *status, char **errmsg)
@@ -244,7 +239,7 @@ LUMO3_API int32_t OvanGetProbeRxVSIEObjs(OvanProbeRxVSIE_t **objs, uint32_t *num
 
 LUMO3_API int32_t OvanGetProbeRxVSIE(OvanObjPath_t path, OvanProbeRxVSIE_t *obj)
 {
-    return instance_get("OvanGetProbeRxVSIE", kProbeRx, path, obj, "invalid parameter.");
+    return instance_get({"OvanGetProbeRxVSIE", "invalid parameter."}, kProbeRx, path, obj);
 }
 
 LUMO3_API int32_t OvanSetProbeRxVSIE(OvanObjPath_t path, OvanProbeRxVSIE_t *obj)
@@ -259,7 +254,7 @@ LUMO3_API int32_t OvanAddProbeRxVSIE(OvanProbeRxVSIE_t *obj)
 
 LUMO3_API int32_t OvanDelProbeRxVSIE(OvanObjPath_t path)
 {
-    return instance_delete("OvanDelProbeRxVSIE", kProbeRx, path);
+    return instance_delete({"OvanDelProbeRxVSIE", "Invalid Parameter."}, kProbeRx, path);
 }
 
 LUMO3_API int32_t OvanGetProbeRxVSIERecordManager(OvanObjPath_t entry, OvanProbeRxVSIERecordManager_t *obj)
@@ -304,10 +299,10 @@ LUMO3_API int32_t OvanGetProbeRxVSIERecord(OvanObjPath_t path, OvanProbeRxVSIERe
     static const char tag[] = "OvanGetProbeRxVSIERecord";
     if (int32_t g = wifi_guard())
         return g;
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
+    log_path_line(tag, "enter, path (%s)", path);
     // <entry>/Records/<n>: an entry's path, then the records' own level.
-    const char *records = instance_path_ok(kProbeRx, path) ? std::strstr(path.str + std::strlen(kProbeRx.prefix), kRecords)
-                                                           : nullptr;
+    const char *records =
+        instance_arg_ok(kProbeRx, path) ? std::strstr(path.str + std::strlen(kProbeRx.prefix), kRecords) : nullptr;
     if (!obj || !records || records[std::strlen(kRecords)] != '/') {
         lumo_log(tag, LOG_ERR, "invalid parameter.");
         return -1;
@@ -329,7 +324,7 @@ LUMO3_API int32_t OvanGetProbeRspTxVSIEObjsv4(OvanProbeRspTxVSIE_t **objs, uint3
 
 LUMO3_API int32_t OvanGetProbeRspTxVSIEv4(OvanObjPath_t path, OvanProbeRspTxVSIE_t *obj)
 {
-    return instance_get("OvanGetProbeRspTxVSIEv4", kProbeRsp, path, obj, "invalid parameter.");
+    return instance_get({"OvanGetProbeRspTxVSIEv4", "invalid parameter."}, kProbeRsp, path, obj);
 }
 
 LUMO3_API int32_t OvanSetProbeRspTxVSIEv4(OvanObjPath_t path, OvanProbeRspTxVSIE_t *obj)
@@ -345,7 +340,7 @@ LUMO3_API int32_t OvanAddProbeRspTxVSIEv4(OvanProbeRspTxVSIE_t *obj)
 
 LUMO3_API int32_t OvanDelProbeRspTxVSIEv4(OvanObjPath_t path)
 {
-    return instance_delete("OvanDelProbeRspTxVSIEv4", kProbeRsp, path);
+    return instance_delete({"OvanDelProbeRspTxVSIEv4", "Invalid Parameter."}, kProbeRsp, path);
 }
 
 // ---- roaming and stations ----
@@ -431,7 +426,7 @@ LUMO3_API int32_t OvanGetSTAInfoObjs(OvanSTAInfo_t **objs, uint32_t *num)
 
 LUMO3_API int32_t OvanGetSTAInfo(OvanObjPath_t path, OvanSTAInfo_t *obj)
 {
-    return instance_get("OvanGetSTAInfo", kStation, path, obj, "invalid parameter.");
+    return instance_get({"OvanGetSTAInfo", "invalid parameter."}, kStation, path, obj);
 }
 
 LUMO3_API int32_t OvanSetSTADeassociationRequest(OvanObjPath_t path, const char *staMac, uint32_t *status,
@@ -440,8 +435,8 @@ LUMO3_API int32_t OvanSetSTADeassociationRequest(OvanObjPath_t path, const char 
     static const char tag[] = "OvanSetSTADeassociationRequest";
     if (int32_t g = wifi_guard())
         return g;
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s), staMac (%s)", path_text(path), or_empty(staMac));
-    if (!instance_path_ok(kStation, path) || !mac_ok(staMac))
+    lumo_log(tag, LOG_DEBUG, "enter, path (%s), staMac (%s)", ShownPath(path).text, or_empty(staMac));
+    if (!instance_arg_ok(kStation, path) || !mac_ok(staMac))
         return refuse(tag, status, errmsg);
     ArgTuple args(tag);
     args.s("staMac", staMac);

@@ -615,57 +615,94 @@ void lead_u32(const GPtr<GVariant> &lead, uint32_t *out)
         *out = g_variant_get_uint32(lead.get());
 }
 
-// ---- per-instance members whole ----
+// ---- one instance of a collection ----
 
-bool instance_path_ok(const Instances &c, const OvanObjPath_t &path)
+ShownPath::ShownPath(const OvanObjPath_t &path)
 {
-    return path_terminated(path) && instance_path_ok(path.str, c.prefix);
+    std::memcpy(text, path.str, sizeof text - 1);
+    text[sizeof text - 1] = '\0';
+}
+
+void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path)
+{
+    lumo_log(tag, LOG_DEBUG, line, ShownPath(path).text);
+}
+
+bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix)
+{
+    return path_terminated(path) && instance_path_ok(path.str, prefix);
+}
+
+bool instance_arg_ok(const Instances &c, const OvanObjPath_t &path)
+{
+    return instance_arg_ok(path, c.prefix) && (!c.must_contain || std::strstr(path.str, c.must_contain));
+}
+
+int32_t instance_begin(const Member &m, const Instances &c, const OvanObjPath_t &path, bool args_ok)
+{
+    if (int32_t g = c.guard ? c.guard() : 0)
+        return g;
+    log_path_line(m.tag, m.entry_line, path);
+    if (!args_ok || !instance_arg_ok(c, path)) {
+        lumo_log(m.tag, LOG_ERR, "%s", m.refusal);
+        return -1;
+    }
+    return 0;
 }
 
 int32_t instance_list(const char *tag, const Instances &c, void **objs, uint32_t *num)
 {
-    lumo_log(tag, LOG_DEBUG, "enter");
     if (int32_t g = c.guard ? c.guard() : 0)
         return g;
+    lumo_log(tag, LOG_DEBUG, "enter");
     if (!num)
         return -1;
-    return enumerate({tag, c.table, "entry num (%d)", 255}, c.collection, objs, num);
+    return enumerate_on(c.service, {tag, c.table, "entry num (%d)", 255}, c.collection, objs, num);
 }
 
-int32_t instance_get(const char *tag, const Instances &c, const OvanObjPath_t &path, void *rec, const char *bad_line)
+int32_t instance_get(const Member &m, const Instances &c, const OvanObjPath_t &path, void *rec)
 {
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (int32_t g = c.guard ? c.guard() : 0)
-        return g;
-    if (!rec || !instance_path_ok(c, path)) {
-        lumo_log(tag, LOG_ERR, "%s", bad_line);
-        return -1;
-    }
-    return get_all_into({tag, c.table, 255}, path.str, rec);
+    if (int32_t ret = instance_begin(m, c, path, rec != nullptr))
+        return ret;
+    return get_all_into({m.tag, c.table, 255}, path.str, rec);
+}
+
+int32_t instance_set(const Member &m, const Instances &c, const OvanObjPath_t &path, const void *rec, Fields fields)
+{
+    if (int32_t ret = instance_begin(m, c, path, rec != nullptr))
+        return ret;
+    return set_fields(path.str, c.table->interface, fields, rec, m.tag);
+}
+
+int32_t instance_delete(const Member &m, const Instances &c, const OvanObjPath_t &path)
+{
+    if (int32_t ret = instance_begin(m, c, path))
+        return ret;
+    GStr derived(c.collection ? nullptr : g_strndup(path.str, std::strrchr(path.str, '/') - path.str));
+    return delete_object_on(c.service, c.collection ? c.collection : derived.get(), path.str);
 }
 
 int32_t instance_add(const char *tag, const Instances &c, void *rec, Fields checked,
-                     int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t))
+                     int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t),
+                     const char *refusal, const char *add_failed_line)
 {
     if (int32_t g = c.guard ? c.guard() : 0)
         return g;
     if (!rec) {
-        lumo_log(tag, LOG_ERR, "Invalid parameters.");
+        lumo_log(tag, LOG_ERR, "%s", refusal);
         return -1;
     }
-    return add_with_rollback(c.collection, rec, setter, deleter, checked, tag);
-}
-
-int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t &path)
-{
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", path_text(path));
-    if (int32_t g = c.guard ? c.guard() : 0)
-        return g;
-    if (!instance_path_ok(c, path)) {
-        lumo_log(tag, LOG_ERR, "Invalid Parameter.");
-        return -1;
+    // The record's path is written only once AddObject has answered.
+    OvanObjPath_t before;
+    std::memcpy(before.str, rec, sizeof before.str);
+    static_cast<char *>(rec)[0] = '\0';
+    const int32_t ret = add_with_rollback_on(c.service, c.collection, rec, setter, deleter, checked, tag);
+    if (ret != 0 && static_cast<char *>(rec)[0] == '\0') {
+        std::memcpy(rec, before.str, sizeof before.str);
+        if (add_failed_line)
+            lumo_log(tag, LOG_ERR, "%s", add_failed_line);
     }
-    return delete_object(c.collection, path.str);
+    return ret;
 }
 
 int32_t lookup_then_get(const CommandSpec &shape, ArgTuple &args, int32_t (*getter)(OvanObjPath_t, void *),
@@ -680,80 +717,6 @@ int32_t lookup_then_get(const CommandSpec &shape, ArgTuple &args, int32_t (*gett
     const int32_t ret = getter(path, rec);
     if (ret != 0)
         fail_command(status, errmsg, get_failed);
-    return ret;
-}
-
-}  // namespace lumo::gw
-
-// ---- per-instance members whole ----
-
-namespace lumo::gw {
-
-void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path)
-{
-    lumo_log(tag, LOG_DEBUG, line, static_cast<int>(strnlen(path.str, sizeof path.str)), path.str);
-}
-
-bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix)
-{
-    return path_terminated(path) && instance_path_ok(path.str, prefix);
-}
-
-bool instance_arg_ok(const InstanceSpec &shape, const OvanObjPath_t &path)
-{
-    return instance_arg_ok(path, shape.prefix) && (!shape.must_contain || std::strstr(path.str, shape.must_contain));
-}
-
-int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record)
-{
-    log_path_line(shape.tag, shape.entry_line, path);
-    if (!record || !instance_arg_ok(shape, path)) {
-        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
-        return -1;
-    }
-    return get_all_into(GetterSpec{shape.tag, shape.table, shape.path_limit}, path.str, record);
-}
-
-int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path)
-{
-    log_path_line(shape.tag, shape.entry_line, path);
-    if (!instance_arg_ok(shape, path)) {
-        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
-        return -1;
-    }
-    GStr collection(g_strndup(path.str, std::strrchr(path.str, '/') - path.str));
-    return delete_object(collection.get(), path.str);
-}
-
-int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const void *record, Fields fields)
-{
-    log_path_line(shape.tag, shape.entry_line, path);
-    if (!record || !instance_arg_ok(shape, path)) {
-        lumo_log(shape.tag, LOG_ERR, "%s", shape.refusal);
-        return -1;
-    }
-    return set_fields(path.str, shape.table->interface, fields, record, shape.tag);
-}
-
-int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                     int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *refusal,
-                     const char *add_failed_line)
-{
-    lumo_log(tag, LOG_DEBUG, "enter");
-    if (!record) {
-        lumo_log(tag, LOG_ERR, "%s", refusal);
-        return -1;
-    }
-    // The record's path is written only once AddObject has answered.
-    OvanObjPath_t before;
-    std::memcpy(before.str, record, sizeof before.str);
-    static_cast<char *>(record)[0] = '\0';
-    const int32_t ret = add_with_rollback(collection, record, setter, deleter, checked, tag);
-    if (ret != 0 && static_cast<char *>(record)[0] == '\0') {
-        std::memcpy(record, before.str, sizeof before.str);
-        if (add_failed_line)
-            lumo_log(tag, LOG_ERR, "%s", add_failed_line);
-    }
     return ret;
 }
 
@@ -871,18 +834,6 @@ int32_t delete_object_on(const char *service, const char *collection, const char
                               nullptr, -1) == 0
                ? 0
                : -1;
-}
-
-int32_t delete_instance_on(const char *service, const char *tag, const OvanObjPath_t &path, const char *prefix,
-                           const char *collection, const char *refusal)
-{
-    const bool terminated = path_terminated(path);
-    lumo_log(tag, LOG_DEBUG, "enter, path (%s)", terminated ? path.str : "");
-    if (!terminated || !instance_path_ok(path.str, prefix)) {
-        lumo_log(tag, LOG_ERR, "%s", refusal);
-        return -1;
-    }
-    return delete_object_on(service, collection, path.str);
 }
 
 void free_string_lists(const RecordTable &table, void *records, uint32_t n)

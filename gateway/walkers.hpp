@@ -228,12 +228,6 @@ int32_t get_singleton(const GetterSpec &shape, const char *entry_line, const cha
 // (asked again next time).
 int32_t usb_guard();
 
-// A path argument as text for log lines: "" when it lacks its terminator.
-inline const char *path_text(const OvanObjPath_t &path)
-{
-    return path_terminated(path) ? path.str : "";
-}
-
 // ---- replies with leading values: "(&su&s)", "(uu&s)", "(@a(ssbts)u&s)" ----
 // run_command hands the leading value out through `lead`; set CommandSpec::reply_type
 // so that a reply of another shape fails before any of it is used.
@@ -253,31 +247,66 @@ void lead_string(const GPtr<GVariant> &lead, char **out);
 // A leading "u" stored in *out (when both are there).
 void lead_u32(const GPtr<GVariant> &lead, uint32_t *out);
 
-// ---- per-instance members whole: entry line, guard, checks, then the bus ----
+// ---- one instance of a collection: the path argument, the guard, the member whole ----
+// Every family's per-instance members go through here, so that a path argument is
+// checked, shown and refused the same way everywhere.
 
-struct Instances {
-    const RecordTable *table;
-    const char *collection;
-    const char *prefix;              // the collection path and "/"
-    int32_t (*guard)() = nullptr;    // usb_guard, wifi_guard; null: none
+// How a path argument shows in log lines: whole when terminated, otherwise its first
+// 255 characters (never read past its 256 bytes).
+struct ShownPath {
+    char text[sizeof(OvanObjPath_t::str)];
+    explicit ShownPath(const OvanObjPath_t &path);
 };
 
-// Logs "enter" and runs the guard; a null num is refused; then enumerate ("entry num
+// Logs `line` at priority 7 under `tag`; its one "%s" shows the path as ShownPath.
+void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path);
+
+// An instance path argument: terminated within its 256 bytes (one that is not is
+// refused, never cut: a cut path could name another object), then as
+// instance_path_ok.
+bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix);
+
+// The instances of one collection.
+struct Instances {
+    const RecordTable *table;
+    const char *collection;              // null: the path up to its last "/"
+    const char *prefix;                  // the collection path and "/"
+    int32_t (*guard)() = nullptr;        // usb_guard, wifi_guard; null: none
+    const char *must_contain = nullptr;  // e.g. "Type" for objects below an instance
+    const char *service = kService;
+};
+
+// An instance path argument as the collection wants it.
+bool instance_arg_ok(const Instances &c, const OvanObjPath_t &path);
+
+// The texts of one per-instance member.
+struct Member {
+    const char *tag;
+    const char *refusal = "invalid parameter.";  // priority 3: a bad path or a NULL record
+    const char *entry_line = "enter, path (%s)";  // priority 7, as log_path_line
+};
+
+// How every per-instance member starts: the guard, the entry line, then the path
+// check and `args_ok` (the member's own checks, the record not NULL...), a failure
+// of which logs the refusal. 0 to go on, else the result to return.
+int32_t instance_begin(const Member &m, const Instances &c, const OvanObjPath_t &path, bool args_ok = true);
+
+// Runs the guard and logs "enter"; a null num is refused; then enumerate ("entry num
 // (%d)", paths bound 255).
 int32_t instance_list(const char *tag, const Instances &c, void **objs, uint32_t *num);
-// Logs "enter, path (%s)" and runs the guard; a null record, an unterminated path or
-// one outside the collection logs `bad_line` and gives -1; then GetAll (path bound 255).
-int32_t instance_get(const char *tag, const Instances &c, const OvanObjPath_t &path, void *rec,
-                     const char *bad_line);
-// Logs "enter, path (%s)" and runs the guard; a bad path logs "Invalid Parameter.";
-// then DeleteObject.
-int32_t instance_delete(const char *tag, const Instances &c, const OvanObjPath_t &path);
-// True when the path is terminated and inside the collection.
-bool instance_path_ok(const Instances &c, const OvanObjPath_t &path);
-// Runs the guard; a null record logs "Invalid parameters."; then add_with_rollback
-// (`checked`: the fields the setter writes). The caller logs its entry line first.
+// instance_begin (record not NULL), then GetAll into the record (path bound 255).
+int32_t instance_get(const Member &m, const Instances &c, const OvanObjPath_t &path, void *rec);
+// instance_begin (record not NULL), then SetMulti of `fields`.
+int32_t instance_set(const Member &m, const Instances &c, const OvanObjPath_t &path, const void *rec, Fields fields);
+// instance_begin, then DeleteObject on the collection.
+int32_t instance_delete(const Member &m, const Instances &c, const OvanObjPath_t &path);
+// Runs the guard; a NULL record logs `refusal`; then add_with_rollback (`checked`:
+// the fields the setter writes). When AddObject itself fails, `add_failed_line` (if
+// any) is logged and the record keeps the path it had. The caller logs its entry
+// line first.
 int32_t instance_add(const char *tag, const Instances &c, void *rec, Fields checked,
-                     int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t));
+                     int32_t (*setter)(OvanObjPath_t, void *), int32_t (*deleter)(OvanObjPath_t),
+                     const char *refusal = "Invalid parameters.", const char *add_failed_line = nullptr);
 
 // A look-up command whose reply leads with an object path ("(&ou&s)", "(ou&s)"), then
 // `getter` on that path (a lead of another type leaves the path empty, which the getter
@@ -287,7 +316,7 @@ int32_t lookup_then_get(const CommandSpec &shape, ArgTuple &args, int32_t (*gett
 
 }  // namespace lumo::gw
 
-// ---- per-instance members whole: entry line, path check, one bus call ----
+// ---- fixed-width text fields ----
 
 namespace lumo::gw {
 
@@ -297,44 +326,6 @@ bool field_terminated(const char (&field)[N])
 {
     return std::memchr(field, '\0', N) != nullptr;
 }
-
-// Logs `line` at priority 7; its one "%.*s" shows the path, which need not be
-// terminated within its 256 bytes.
-void log_path_line(const char *tag, const char *line, const OvanObjPath_t &path);
-
-// An instance path argument: terminated, then as instance_path_ok.
-bool instance_arg_ok(const OvanObjPath_t &path, const char *prefix);
-
-struct InstanceSpec {
-    const char *tag;
-    const RecordTable *table;
-    const char *prefix;      // the collection path and "/"
-    const char *entry_line;  // priority 7, "%.*s" = the path
-    const char *refusal;     // priority 3 for a bad path or a NULL record
-    size_t path_limit = 255;
-    const char *must_contain = nullptr;  // e.g. "/Type" for objects below an instance
-};
-
-// An instance path argument as the shape wants it.
-bool instance_arg_ok(const InstanceSpec &shape, const OvanObjPath_t &path);
-
-// Shape 4 whole: entry line, record and path checks, GetAll into the record.
-int32_t get_instance(const InstanceSpec &shape, const OvanObjPath_t &path, void *record);
-
-// Shape 6's delete whole: entry line, path check, DeleteObject on the collection
-// that holds the instance (the path up to its last "/").
-int32_t delete_instance(const InstanceSpec &shape, const OvanObjPath_t &path);
-
-// Shape 5 whole for setters with no field checks of their own: entry line, record
-// and path checks, SetMulti of `fields`.
-int32_t set_instance(const InstanceSpec &shape, const OvanObjPath_t &path, const void *record, Fields fields);
-
-// Shape 6's add whole: entry "enter", a NULL record refused with `refusal`, then
-// add_with_rollback (`checked`: the fields the setter writes). When AddObject itself
-// fails, `add_failed_line` (if any) is logged and the record keeps the path it had.
-int32_t add_instance(const char *tag, const char *collection, void *record, int32_t (*setter)(OvanObjPath_t, void *),
-                     int32_t (*deleter)(OvanObjPath_t), Fields checked, const char *refusal,
-                     const char *add_failed_line = nullptr);
 
 // ---- arrays of tuples into records ----
 
@@ -382,11 +373,6 @@ int32_t add_with_rollback_on(const char *service, const char *collection, void *
 // path longer than that is deleted again by its whole path and -1 returned.
 int32_t add_object_on(const char *service, const char *collection, void *record, size_t limit);
 int32_t delete_object_on(const char *service, const char *collection, const char *path);
-
-// Delete shape whole: logs "enter, path (%s)", refuses (with `refusal` at priority 3)
-// a path that is unterminated, invalid or outside `prefix`, then DeleteObject.
-int32_t delete_instance_on(const char *service, const char *tag, const OvanObjPath_t &path, const char *prefix,
-                           const char *collection, const char *refusal);
 
 // Frees the "as" blocks of `n` records (not the records themselves).
 void free_string_lists(const RecordTable &table, void *records, uint32_t n);

@@ -26,13 +26,8 @@ int32_t get_objs(const char *tag, const RecordTable &table, void **objs, uint32_
 
 int32_t get_one(const char *tag, const RecordTable &table, OvanObjPath_t &path, void *rec)
 {
-    // The path is the caller's by-value copy: one that fills all 256 bytes has no
-    // terminator and is refused like any other malformed path.
-    lumo_log(tag, LOG_DEBUG, "enter, path (%.*s)", static_cast<int>(sizeof path.str), path.str);
-    if (!path_terminated(path) || !rec || !instance_path_ok(path.str, kInstancePrefix)) {
-        lumo_log(tag, LOG_ERR, "invalid parameter.");
-        return -1;
-    }
+    if (int32_t ret = instance_begin({tag}, {nullptr, kCollection, kInstancePrefix}, path, rec != nullptr))
+        return ret;
     return get_all_into(GetterSpec{tag, &table, 256, "OvanDBusGetAllProperty() failed with %d or dict = NULL.",
                                    "Failed with the reason: no items in the returned connection <%s>."},
                         path.str, rec);

@@ -46,15 +46,8 @@ bool one_of(string_view value, std::initializer_list<string_view> allowed)
     return false;
 }
 
-bool device_path_ok(const OvanObjPath_t &path)
-{
-    return path_terminated(path) && instance_path_ok(path.str, kDevicePrefix);
-}
-
-bool wps_path_ok(const OvanObjPath_t &path)
-{
-    return device_path_ok(path) && std::strstr(path.str, "WPS");
-}
+constexpr Instances kDevices{&wlan::kWLANDeviceTable, kCollection, kDevicePrefix, wifi_guard};
+constexpr Instances kWPS{&wlan::kWPSConfigTable, nullptr, kDevicePrefix, wifi_guard, "WPS"};
 
 bool ssid_ok(const char *ssid)
 {
@@ -71,9 +64,9 @@ bool device_fields_ok(const OvanWLANDevice_t &d)
            d.AccessRule < 3;
 }
 
-// What the members start with: the guard, the entry line (a "%.*s" in it shows
-// `shown`, a path or an argument, which need not be terminated within a path's
-// width) and the argument check. 0 to go on, else the result to return.
+// What the members without a path argument start with: the guard, the entry line
+// (a "%.*s" in it shows `shown`, read no further than a path's width) and the
+// argument check. 0 to go on, else the result to return.
 int32_t begin(const char *tag, const char *entry_line, const char *shown, bool args_ok, const char *refusal)
 {
     if (int32_t guard = wifi_guard(); guard != 0)
@@ -111,16 +104,13 @@ LUMO3_API int32_t OvanGetWLANDeviceObjs(OvanWLANDevice_t **objs, uint32_t *count
 
 LUMO3_API int32_t OvanGetWLANDevice(OvanObjPath_t path, OvanWLANDevice_t *obj)
 {
-    static const char tag[] = "OvanGetWLANDevice";
-    if (int32_t ret = begin(tag, "enter, path (%.*s)", path.str, obj && device_path_ok(path), "invalid parameter."))
-        return ret;
-    return get_all_into(GetterSpec{tag, &wlan::kWLANDeviceTable, 255}, path.str, obj);
+    return instance_get({"OvanGetWLANDevice"}, kDevices, path, obj);
 }
 
 LUMO3_API int32_t OvanSetWLANDevice(OvanObjPath_t path, OvanWLANDevice_t *obj)
 {
     static const char tag[] = "OvanSetWLANDevice";
-    if (int32_t ret = begin(tag, "enter, path(%.*s)", path.str, obj && device_path_ok(path), "Invalid Path."))
+    if (int32_t ret = instance_begin({tag, "Invalid Path.", "enter, path(%s)"}, kDevices, path, obj != nullptr))
         return ret;
     if (!device_fields_ok(*obj)) {
         const string_view wep = text(obj->WEPEncryptionLevel), auth = text(obj->BasicAuthenticationMode),
@@ -153,8 +143,7 @@ LUMO3_API int32_t OvanAddWLANDevice(OvanWLANDevice_t *obj)
 
 LUMO3_API int32_t OvanDelWLANDevice(OvanObjPath_t path)
 {
-    if (int32_t ret = begin("OvanDelWLANDevice", "enter, path (%.*s)", path.str, device_path_ok(path),
-                            "Invalid Parameter."))
+    if (int32_t ret = instance_begin({"OvanDelWLANDevice", "Invalid Parameter."}, kDevices, path))
         return ret;
     if (delete_object(kCollection, path.str) != 0)
         return -1;
@@ -214,14 +203,14 @@ LUMO3_API int32_t OvanGetSSIDIndexBySSID(const char *ssid, uint32_t *index)
 LUMO3_API int32_t OvanGetWPSConfig(OvanObjPath_t path, OvanWPSConfig_t *obj)
 {
     static const char tag[] = "OvanGetWPSConfig";
-    if (int32_t ret = begin(tag, "enter", path.str, obj && wps_path_ok(path), "Invalid parameters."))
+    if (int32_t ret = instance_begin({tag, "Invalid parameters.", "enter"}, kWPS, path, obj != nullptr))
         return ret;
     return get_all_into(GetterSpec{tag, &wlan::kWPSConfigTable, 255, "GetAll failed, return [%d]."}, path.str, obj);
 }
 
 LUMO3_API int32_t OvanSetWPSEnable(OvanObjPath_t path, uint32_t enable)
 {
-    if (int32_t ret = begin("OvanSetWPSEnable", "enter", path.str, wps_path_ok(path), "Invalid parameters."))
+    if (int32_t ret = instance_begin({"OvanSetWPSEnable", "Invalid parameters.", "enter"}, kWPS, path))
         return ret;
     OvanWPSConfig_t record{};
     record.Enable = enable != 0;
@@ -234,7 +223,7 @@ LUMO3_API int32_t OvanSetWPS(OvanObjPath_t path, int mode, uint32_t value, uint3
     if (int32_t guard = wifi_guard(); guard != 0)
         return guard;
     lumo_log(tag, LOG_DEBUG, "enter, mode(%d), value(%u)", mode, value);
-    if (!wps_path_ok(path)) {
+    if (!instance_arg_ok(kWPS, path)) {
         lumo_log(tag, LOG_ERR, "Invalid parameters.");
         return fail_command(status, errmsg, "Invalid Parameters.");
     }

@@ -82,8 +82,8 @@ OvanObjPath_t path(const std::string &text)
 
 TEST(InstanceArgument, PrefixTerminatorAndInnerWord)
 {
-    const gw::InstanceSpec plain{"t", nullptr, "/a/C/", "", ""};
-    const gw::InstanceSpec typed{"t", nullptr, "/a/C/", "", "", 255, "/Type"};
+    const gw::Instances plain{nullptr, nullptr, "/a/C/"};
+    const gw::Instances typed{nullptr, nullptr, "/a/C/", nullptr, "/Type"};
     struct Case {
         OvanObjPath_t p;
         bool plain_ok, typed_ok;
