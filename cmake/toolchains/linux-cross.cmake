@@ -44,6 +44,10 @@ endif()
 set(CMAKE_C_COMPILER ${_lumo_tools}${LUMO_CROSS_TRIPLET}-gcc)
 set(CMAKE_CXX_COMPILER ${_lumo_tools}${LUMO_CROSS_TRIPLET}-g++)
 
+# GCC's notes that ARM passes some arguments differently than GCC 6 did concern only
+# objects mixed across those compilers; a build uses one.
+set(CMAKE_CXX_FLAGS_INIT "-Wno-psabi")
+
 # Headers, libraries and CMake packages come from the sysroot only; programs (pkg-config,
 # glib-compile-*) from the build machine.
 set(CMAKE_FIND_ROOT_PATH "${CMAKE_SYSROOT}")
