@@ -410,14 +410,17 @@ int Capture::run(unsigned *warnings)
     strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&now, &utc));
     const char *address = g_getenv("DBUS_SYSTEM_BUS_ADDRESS");
     std::string present, absent;
-    for (const Root &root : kRoots)
-        (owned(root.service) ? present : absent) += std::string(present.empty() ? "" : " ") + root.service;
+    for (const Root &root : kRoots) {
+        std::string &list = owned(root.service) ? present : absent;
+        list += (list.empty() ? "" : " ") + std::string(root.service);
+    }
     fprintf(out_,
             "# lumo-gwsim model written by lumoctl capture (serve it with lumo-gwsim --model FILE)\n"
             "# Captured: %s\n# From: %s, services %s%s%s\n",
-            when, address ? address : "the system bus", present.empty() ? "(none)" : present.c_str(),
+            when, address ? one_line(address).c_str() : "the system bus", present.empty() ? "(none)" : present.c_str(),
             absent.empty() ? "" : "; not on the bus: ", absent.c_str());
-    fprintf(out_, "# Left out: %s\n#   method results (methods are declared, never called);\n"
+    fprintf(out_, "# Left out: %s\n#   what methods do, except the answers of argument-less Get... queries\n"
+                  "#   (the others are declared, never called: they would act on the gateway);\n"
                   "#   objects that could not be read (the \"# not captured:\" lines).\n",
             opt_.keep_secrets ? "nothing secret: passwords, keys and LOIDs are kept as they are;"
                               : "passwords, keys and LOIDs (non-empty values written as '<hidden>');");
