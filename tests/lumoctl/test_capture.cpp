@@ -57,6 +57,12 @@ TEST_F(Capture, EveryRegistryReadAlikeFromTheReplay)
 {
     Gateway a;
     ASSERT_TRUE(a.sim.ok());
+    // Types the default model does not use, for the replay's diff below to check.
+    ASSERT_TRUE(a.sim.add_object(
+        "/com/quv/igd1/Types",
+        "{'com.quv.igd1.Types': {'n': <int16 -3>, 'x': <int64 -5>, 'h': <handle 1>, 'g': <signature 'a{sv}'>, "
+        "'ay': <[byte 0x00, 0xff]>, 'd': <0.10000000000000001>, 'inf': <inf>, 'v': <<uint16 7>>, "
+        "'text': <'line\\none \\'quoted\\' \\u0001'>, 'nested': <{'k': <[@a{sv} {}, {'Password': <'p'>}]>}>}}"));
     RunResult cap = a.ctl({"capture", "--output", file("a.model")});
     ASSERT_EQ(cap.exit_status, 0) << cap.err;
     struct stat st{};

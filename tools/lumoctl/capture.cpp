@@ -163,6 +163,7 @@ private:
     void warn(const std::string &path, const std::string &what);
     void visit(const char *service, const std::string &path);
     void collection(const char *service, const std::string &path);
+    void write_collection(const std::string &path, const char *iface, GVariant *props);
     void write_method(const char *service, const std::string &path, const char *iface, const GDBusMethodInfo *m);
     bool write_props(const std::string &path, const char *iface, GVariant *dict);
     void progress(bool last = false);
@@ -172,6 +173,9 @@ private:
     const CaptureOptions &opt_;
     std::set<std::string> seen_;
     std::deque<std::string> queue_;
+    // Collections whose instances introspection lists: each is written with its
+    // first instance read, so that a large one is never held whole.
+    std::set<std::string> pending_;
     unsigned read_ = 0, warnings_ = 0, hidden_ = 0;
     gint64 shown_at_ = 0;
 };
@@ -291,12 +295,20 @@ void Capture::collection(const char *service, const std::string &path)
         if (seen_.insert(inst).second)
             queue_.emplace_back(inst);
     }
-    if (iface.empty()) {
+    write_collection(path, iface.c_str(), tmpl.get());
+}
+
+// [collection PATH INTERFACE] with a template of zero values in the types of an
+// instance's properties; [collection PATH] when no instance told the interface.
+void Capture::write_collection(const std::string &path, const char *iface, GVariant *props)
+{
+    if (!iface || !*iface) {
         fprintf(out_, "\n[collection %s]\n", path.c_str());
         return;
     }
-    fprintf(out_, "\n[collection %s %s]\n", path.c_str(), iface.c_str());
-    g_variant_iter_init(&it, tmpl.get());
+    fprintf(out_, "\n[collection %s %s]\n", path.c_str(), iface);
+    GVariantIter it;
+    g_variant_iter_init(&it, props);
     const char *key = nullptr;
     GVariant *raw = nullptr;
     while (g_variant_iter_next(&it, "{&sv}", &key, &raw)) {
@@ -366,7 +378,10 @@ void Capture::visit(const char *service, const std::string &path)
     for (GDBusInterfaceInfo **i = node->interfaces; i && *i; ++i) {
         const char *name = (*i)->name;
         if (strcmp(name, kObjectManager) == 0) {
-            collection(service, path);
+            if (node->nodes && node->nodes[0])
+                pending_.insert(path);
+            else
+                collection(service, path);
             continue;
         }
         if (standard_iface(name))
@@ -381,6 +396,11 @@ void Capture::visit(const char *service, const std::string &path)
             }
             GPtr<GVariant> dict(g_variant_get_child_value(all.get(), 0));
             write_props(path, name, dict.get());
+            auto coll = pending_.find(path.substr(0, path.rfind('/')));
+            if (coll != pending_.end()) {
+                write_collection(*coll, name, dict.get());
+                pending_.erase(coll);
+            }
         } else if (!(*i)->methods || !(*i)->methods[0] ||
                    call(service, path, quv_props ? kQuvProps : "org.freedesktop.DBus.Properties", "GetAll",
                         g_variant_new("(s)", name), "(a{sv})", nullptr)) {
@@ -410,14 +430,17 @@ int Capture::run(unsigned *warnings)
     strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", gmtime_r(&now, &utc));
     const char *address = g_getenv("DBUS_SYSTEM_BUS_ADDRESS");
     std::string present, absent;
-    for (const Root &root : kRoots)
-        (owned(root.service) ? present : absent) += std::string(present.empty() ? "" : " ") + root.service;
+    for (const Root &root : kRoots) {
+        std::string &list = owned(root.service) ? present : absent;
+        list += (list.empty() ? "" : " ") + std::string(root.service);
+    }
     fprintf(out_,
             "# lumo-gwsim model written by lumoctl capture (serve it with lumo-gwsim --model FILE)\n"
             "# Captured: %s\n# From: %s, services %s%s%s\n",
-            when, address ? address : "the system bus", present.empty() ? "(none)" : present.c_str(),
+            when, address ? one_line(address).c_str() : "the system bus", present.empty() ? "(none)" : present.c_str(),
             absent.empty() ? "" : "; not on the bus: ", absent.c_str());
-    fprintf(out_, "# Left out: %s\n#   method results (methods are declared, never called);\n"
+    fprintf(out_, "# Left out: %s\n#   what methods do, except the answers of argument-less Get... queries\n"
+                  "#   (the others are declared, never called: they would act on the gateway);\n"
                   "#   objects that could not be read (the \"# not captured:\" lines).\n",
             opt_.keep_secrets ? "nothing secret: passwords, keys and LOIDs are kept as they are;"
                               : "passwords, keys and LOIDs (non-empty values written as '<hidden>');");
@@ -436,6 +459,8 @@ int Capture::run(unsigned *warnings)
             progress();
         }
     }
+    for (const std::string &coll : pending_)
+        write_collection(coll, nullptr, nullptr);
     progress(true);
     fprintf(out_, "\n# %u objects captured, %u not captured, %u secret values hidden\n", read_, warnings_, hidden_);
     *warnings = warnings_;
