@@ -763,7 +763,14 @@ int Context::commit(std::string_view package)
     // Every change staged for the package goes in, not only this context's: the
     // platform's library commits a package that way. The file as it is now (others
     // may have committed since we read it) plus the staged changes, then the
-    // stage is emptied.
+    // stage is emptied. Locks in the platform's order: the package file, then its
+    // stage.
+    Fd file(open(package_path(package).c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.get() < 0)
+        return fail(errno == ENOENT ? kNotFound : kIoError);
+    std::string current_text;
+    if (!lock_fd(file.get()) || read_fd(file.get(), current_text) != kOk)
+        return fail(kIoError);
     int sfd = open((save_dir() + "/" + std::string(package)).c_str(), O_RDWR | O_CLOEXEC);
     if (sfd < 0)
         return errno == ENOENT ? kOk : fail(kIoError);
@@ -773,13 +780,7 @@ int Context::commit(std::string_view package)
         return fail(kIoError);
     if (text.empty())
         return kOk;
-    Fd file(open(package_path(package).c_str(), O_RDONLY | O_CLOEXEC));
-    std::string current_text;
     Package current;
-    if (file.get() < 0)
-        return fail(errno == ENOENT ? kNotFound : kIoError);
-    if (!lock_fd(file.get()) || read_fd(file.get(), current_text) != kOk)
-        return fail(kIoError);
     if (int rc = parse(current_text, current); rc != kOk)
         return fail(rc);
     apply_deltas(current, package, text);
