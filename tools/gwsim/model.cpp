@@ -135,7 +135,8 @@ GPtr<GVariant> parse_value(const char *text, const char *origin, const char *gro
                            std::string *error)
 {
     GPtr<GError> err;
-    GPtr<GVariant> v = ref_sink(g_variant_parse(nullptr, text, nullptr, nullptr, out(err)));
+    // A parsed value comes as a full (not floating) reference.
+    GPtr<GVariant> v(g_variant_parse(nullptr, text, nullptr, nullptr, out(err)));
     if (!v) {
         GStr ctx(g_variant_parse_error_print_context(err.get(), text));
         *error = parse_error(origin, group, (std::string(key) + ": bad value:\n" + ctx.get()).c_str());

@@ -143,7 +143,8 @@ GPtr<GVariant> zero(const GVariantType *t)
 GStr printable(GVariant *v)
 {
     GStr text(g_variant_print(v, TRUE));
-    GPtr<GVariant> back = ref_sink(g_variant_parse(nullptr, text.get(), nullptr, nullptr, nullptr));
+    // A parsed value comes as a full (not floating) reference.
+    GPtr<GVariant> back(g_variant_parse(nullptr, text.get(), nullptr, nullptr, nullptr));
     if (!back || !g_variant_equal(back.get(), v) ||
         !g_variant_type_equal(g_variant_get_type(back.get()), g_variant_get_type(v)))
         return nullptr;
