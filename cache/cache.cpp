@@ -8,8 +8,6 @@
 #include <cstring>
 #include <atomic>
 #include <mutex>
-#include <set>
-#include <string>
 #include <syslog.h>
 
 #include "bus/connection.hpp"
@@ -292,7 +290,8 @@ struct Collection {
     char owner[256] = {};             // cache thread: the gateway's unique name at the fill
     guint added_id = 0, removed_id = 0;  // cache thread only
     uint64_t version = 0;                // under mutex: bumped by every change
-    std::set<std::string> announced;     // cache thread: members to make in the next batch
+    char announced[kSlots][sizeof(OvanProxySlot_t::path)] = {};  // cache thread: members for
+    size_t n_announced = 0;                                        // the next batch
     GSource *batch = nullptr;            // cache thread: the pending batch
 };
 
@@ -381,7 +380,7 @@ void subscribe(Collection &c)
 // Empties the table (cache thread).
 void clear_table(Collection &c)
 {
-    c.announced.clear();
+    c.n_announced = 0;
     GDBusProxy *dropped[kSlots] = {};
     {
         std::lock_guard<std::mutex> lock(c.mutex);
@@ -685,18 +684,26 @@ int32_t get_collection(Collection &c, void **list, uint32_t *count)
 // once; a removal cancels one.
 constexpr guint kBatchMs = 50;
 
+size_t announced_at(const Collection &c, const char *path)
+{
+    size_t i = 0;
+    while (i < c.n_announced && std::strcmp(c.announced[i], path) != 0)
+        i++;
+    return i;
+}
+
 gboolean make_announced(gpointer data)
 {
     auto &c = *static_cast<Collection *>(data);
     g_source_unref(c.batch);
     c.batch = nullptr;
-    std::set<std::string> paths;
-    paths.swap(c.announced);
-    for (const std::string &path : paths) {
-        GDBusProxy *proxy = make_proxy(path.c_str(), c.iface, G_CALLBACK(on_member_changed), &c);
-        if (proxy && !take_slot(c, path.c_str(), proxy))
+    // In the order announced (making a proxy runs no handler of this thread).
+    for (size_t i = 0; i < c.n_announced; i++) {
+        GDBusProxy *proxy = make_proxy(c.announced[i], c.iface, G_CALLBACK(on_member_changed), &c);
+        if (proxy && !take_slot(c, c.announced[i], proxy))
             drop_proxy(proxy);
     }
+    c.n_announced = 0;
     return G_SOURCE_REMOVE;
 }
 
@@ -710,7 +717,9 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
         lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s", path);
         if (!is_member_path(c, path))
             return;
-        c.announced.erase(path);
+        const size_t at = announced_at(c, path);
+        if (at < c.n_announced)
+            std::memcpy(c.announced[at], c.announced[--c.n_announced], sizeof c.announced[0]);
         GDBusProxy *dropped = nullptr;
         {
             std::lock_guard<std::mutex> lock(c.mutex);
@@ -750,7 +759,7 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
         std::lock_guard<std::mutex> lock(c.mutex);
         if (!c.table->initialized)
             return;
-        if (c.table->count + c.announced.size() >= kSlots) {
+        if (static_cast<size_t>(c.table->count) + c.n_announced >= kSlots) {
             lumo_log(c.tag, LOG_ERR, "table full: %s left out", path);
             return;
         }
@@ -758,7 +767,8 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
             if (slot.in_use && std::strcmp(slot.path, path) == 0)
                 return;  // announced again: already a member
     }
-    c.announced.insert(path);
+    if (announced_at(c, path) == c.n_announced)
+        g_strlcpy(c.announced[c.n_announced++], path, sizeof c.announced[0]);
     if (!c.batch) {
         c.batch = g_timeout_source_new(kBatchMs);
         g_source_set_callback(c.batch, make_announced, &c, nullptr);
