@@ -122,7 +122,10 @@ rss_after_start() {  # ARCH PROGRAM NAME -> VmRSS in kB once PROGRAM printed "se
   done
   if grep -q "serving as" "$out"; then
     sleep 1
-    kb=$(awk '/^VmRSS:/ { print $2 }' "/proc/$pid/status")
+    # Resident memory less qemu's buffer of translated code (anonymous executable
+    # mappings), which a native run does not have.
+    kb=$(awk '/^[0-9a-f]+-[0-9a-f]+ / { code = ($2 ~ /x/ && $6 == "") }
+              /^Rss:/ { if (!code) kb += $2 } END { print kb }' "/proc/$pid/smaps")
   else
     cat "$out" >&2
   fi
@@ -176,7 +179,8 @@ if [[ "$steps" == *" footprint "* ]]; then
     footprint "$a"
   done
   echo
-  echo "Footprint (size-optimised; resident memory under qemu-user, so both include the emulator's own)"
+  echo "Footprint (size-optimised; resident memory under qemu-user less its translated code, so both"
+  echo "still include the emulator's own data; compare the delta)"
   printf '%-7s %11s %10s %10s %10s  %s\n' arch "stripped .so" plug-in "GDBus" delta NEEDED
   printf '%s\n' "${footprint_rows[@]}"
 fi
