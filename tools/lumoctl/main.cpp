@@ -558,6 +558,16 @@ struct Extra {
 const Extra kExtras[] = {
     {"app", [](CLI::App &app, Context &c) { add_app_commands(app, c.opt.json, c.action); }},
     {"watch", build_watch},
+    // Parsed by run_model_tools before this parser exists; listed here for --help,
+    // the completion script and the manual page.
+    {"capture", [](CLI::App &app, Context &) {
+         app.add_subcommand("capture", "write every object of the gateway as a lumo-gwsim model "
+                                       "(see lumoctl capture --help)");
+     }},
+    {"diff", [](CLI::App &app, Context &) {
+         app.add_subcommand("diff", "compare two models, each a file or the live gateway "
+                                    "(see lumoctl diff --help)");
+     }},
 };
 
 // The long option names of a parsed command line's apps.
