@@ -6,6 +6,7 @@
 # agree with the gateway after each restart; exits 1 when a goal is missed.
 #
 #   scripts/soak.sh [--calls N] [--restart-every S] [--seconds S] [--threads N] [--ci]
+#                   [--flood RATE]
 #                   [--preset P]
 # Defaults: 1,000,000 calls, a restart every 10 s, 4 threads, preset debug.
 # --seconds runs for a time instead of a number of calls; --ci uses tolerant leak
@@ -18,9 +19,9 @@ args=""
 while [ $# -gt 0 ]; do
     case "$1" in
         --preset) preset="$2"; shift 2 ;;
-        --calls|--restart-every|--seconds|--threads) args="$args $1 $2"; shift 2 ;;
+        --calls|--restart-every|--seconds|--threads|--flood) args="$args $1 $2"; shift 2 ;;
         --ci) args="$args $1"; shift ;;
-        -h|--help) sed -n '2,13p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+        -h|--help) sed -n '2,14p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
         *) echo "soak: unknown option $1" >&2; exit 2 ;;
     esac
 done
