@@ -6,7 +6,6 @@
 // field by field, and a getter only copies it out under the same mutex, so it never
 // sees a half-made slot and never makes a bus call after the first fill.
 #include <cstring>
-#include <atomic>
 #include <mutex>
 #include <syslog.h>
 
@@ -51,8 +50,6 @@ std::mutex g_connection_mutex;
 
 // Chooses the connection every cache proxy is made on, once: the one already in
 // dbusconn, else the hosted service's, else the system bus.
-void watch_flood();
-
 bool have_connection(const char *tag)
 {
     std::lock_guard<std::mutex> lock(g_connection_mutex);
@@ -62,7 +59,6 @@ bool have_connection(const char *tag)
     if (!conn)
         return false;
     dbusconn = conn.release();  // kept for the life of the process
-    watch_flood();
     return true;
 }
 
@@ -180,27 +176,7 @@ struct InfoCache {
     std::mutex mutex;
     bool made = false;  // under mutex
     Rendered rendered;  // under mutex
-    std::atomic<bool> dropped{false};  // a change signal was dropped (see flood_filter)
-    std::atomic<gint64> resynced{0};   // monotonic time of the last read-back
 };
-
-// Reads the object's properties afresh after change signals were dropped.
-void resync_info(void *arg)
-{
-    auto *cache = static_cast<InfoCache *>(arg);
-    GDBusProxy *proxy = *cache->proxy;
-    if (!proxy)
-        return;
-    GPtr<GVariant> reply(g_dbus_connection_call_sync(
-        dbusconn, gw::kService, cache->path, "org.freedesktop.DBus.Properties", "GetAll",
-        g_variant_new("(s)", cache->iface), G_VARIANT_TYPE("(a{sv})"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-    if (!reply)
-        return;
-    GPtr<GVariant> all(g_variant_get_child_value(reply.get(), 0));
-    store_in_proxy(proxy, all.get());
-    std::lock_guard<std::mutex> lock(cache->mutex);
-    apply_changes(cache->fields, all.get(), cache->rendered);
-}
 
 void on_info_changed(GDBusProxy *proxy, GVariant *changed, const char *const *, gpointer user_data)
 {
@@ -249,10 +225,6 @@ int32_t get_info(InfoCache &cache, void *record)
         if (!have_connection(cache.tag))
             return -1;
         run_on_worker(make_info_proxy, &cache);
-    } else if (cache.dropped && g_get_monotonic_time() - cache.resynced > G_USEC_PER_SEC) {
-        cache.dropped = false;
-        cache.resynced = g_get_monotonic_time();
-        run_on_worker(resync_info, &cache);
     }
     std::lock_guard<std::mutex> lock(cache.mutex);
     if (cache.made)
@@ -290,9 +262,6 @@ struct Collection {
     char owner[256] = {};             // cache thread: the gateway's unique name at the fill
     guint added_id = 0, removed_id = 0;  // cache thread only
     uint64_t version = 0;                // under mutex: bumped by every change
-    char announced[kSlots][sizeof(OvanProxySlot_t::path)] = {};  // cache thread: members for
-    size_t n_announced = 0;                                        // the next batch
-    GSource *batch = nullptr;            // cache thread: the pending batch
 };
 
 bool is_member_path(const Collection &c, const char *path)
@@ -380,7 +349,6 @@ void subscribe(Collection &c)
 // Empties the table (cache thread).
 void clear_table(Collection &c)
 {
-    c.n_announced = 0;
     GDBusProxy *dropped[kSlots] = {};
     {
         std::lock_guard<std::mutex> lock(c.mutex);
@@ -512,65 +480,6 @@ void watch_owner(void *)
                                             G_DBUS_SIGNAL_FLAGS_NONE, on_owner_changed, nullptr, nullptr);
 }
 
-// ---- a gateway that floods ----
-
-// Change and object-manager signals for the caches beyond a budget per second and
-// cache are dropped in GDBus's own thread, before they are queued: a gateway that
-// sends faster than the cache thread handles would otherwise fill memory without
-// bound and delay everything else. What they said is read afresh instead: an
-// information object's properties by its next getter (at most once a second), a
-// collection's members by its next getter's refill.
-constexpr unsigned kSignalBudget = 100;
-
-struct Budget {
-    const char *path;  // the object, or the collection (and its members)
-    InfoCache *info;
-    Collection *collection;
-    gint64 second = 0;  // GDBus thread only
-    unsigned used = 0;  // GDBus thread only
-};
-
-Budget g_budgets[] = {{g_device.path, &g_device, nullptr}, {g_network.path, &g_network, nullptr},
-                      {g_wifi.path, &g_wifi, nullptr},     {g_lan.path, nullptr, &g_lan},
-                      {g_wlan.path, nullptr, &g_wlan}};
-guint g_filter = 0;  // under g_connection_mutex
-
-Budget *budget_for(const char *path)
-{
-    for (Budget &b : g_budgets) {
-        const size_t n = std::strlen(b.path);
-        if (std::strncmp(path, b.path, n) == 0 && (path[n] == '\0' || (b.collection && path[n] == '/')))
-            return &b;
-    }
-    return nullptr;
-}
-
-GDBusMessage *flood_filter(GDBusConnection *, GDBusMessage *message, gboolean incoming, gpointer)
-{
-    if (!incoming || g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_SIGNAL)
-        return message;
-    const char *path = g_dbus_message_get_path(message);
-    Budget *b = path ? budget_for(path) : nullptr;
-    if (!b)
-        return message;
-    const gint64 second = g_get_monotonic_time() / G_USEC_PER_SEC;
-    if (second != b->second) {
-        b->second = second;
-        b->used = 0;
-    }
-    if (++b->used <= kSignalBudget)
-        return message;
-    if (b->info) {
-        b->info->dropped = true;
-    } else {
-        std::lock_guard<std::mutex> lock(b->collection->mutex);
-        if (b->collection->table->initialized)
-            b->collection->stale = true;
-    }
-    g_object_unref(message);
-    return nullptr;
-}
-
 // A restarted bus daemon closes every connection to it, and with it every proxy and
 // subscription the caches made. Everything on the closed connection is dropped
 // (the last known values stay readable) and the next getter starts again on a live
@@ -606,17 +515,7 @@ void renew(void *)
         g_dbus_connection_signal_unsubscribe(dbusconn, g_owner_watch);
     g_owner_watch = 0;
     std::lock_guard<std::mutex> lock(g_connection_mutex);
-    if (g_filter)
-        g_dbus_connection_remove_filter(dbusconn, g_filter);
-    g_filter = 0;
     g_clear_object(&dbusconn);
-}
-
-// Caller holds g_connection_mutex.
-void watch_flood()
-{
-    if (!g_filter)
-        g_filter = g_dbus_connection_add_filter(dbusconn, flood_filter, nullptr, nullptr);
 }
 
 void renew_if_closed()
@@ -678,35 +577,6 @@ int32_t get_collection(Collection &c, void **list, uint32_t *count)
 
 // ---- the object-manager signals ----
 
-// Announced members are made a batch at a time: each proxy costs a round trip, and a
-// gateway announcing faster than that must not pile up work (and memory) without
-// bound nor starve the other signals. Announcements repeated before the batch count
-// once; a removal cancels one.
-constexpr guint kBatchMs = 50;
-
-size_t announced_at(const Collection &c, const char *path)
-{
-    size_t i = 0;
-    while (i < c.n_announced && std::strcmp(c.announced[i], path) != 0)
-        i++;
-    return i;
-}
-
-gboolean make_announced(gpointer data)
-{
-    auto &c = *static_cast<Collection *>(data);
-    g_source_unref(c.batch);
-    c.batch = nullptr;
-    // In the order announced (making a proxy runs no handler of this thread).
-    for (size_t i = 0; i < c.n_announced; i++) {
-        GDBusProxy *proxy = make_proxy(c.announced[i], c.iface, G_CALLBACK(on_member_changed), &c);
-        if (proxy && !take_slot(c, c.announced[i], proxy))
-            drop_proxy(proxy);
-    }
-    c.n_announced = 0;
-    return G_SOURCE_REMOVE;
-}
-
 void on_object_manager_signal(Collection &c, const char *signal, GVariant *params)
 {
     if (std::strcmp(signal, "InterfacesRemoved") == 0) {
@@ -717,9 +587,6 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
         lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s", path);
         if (!is_member_path(c, path))
             return;
-        const size_t at = announced_at(c, path);
-        if (at < c.n_announced)
-            std::memcpy(c.announced[at], c.announced[--c.n_announced], sizeof c.announced[0]);
         GDBusProxy *dropped = nullptr;
         {
             std::lock_guard<std::mutex> lock(c.mutex);
@@ -759,21 +626,14 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
         std::lock_guard<std::mutex> lock(c.mutex);
         if (!c.table->initialized)
             return;
-        if (static_cast<size_t>(c.table->count) + c.n_announced >= kSlots) {
+        if (c.table->count >= static_cast<int32_t>(kSlots)) {
             lumo_log(c.tag, LOG_ERR, "table full: %s left out", path);
             return;
         }
-        for (const OvanProxySlot_t &slot : c.table->slots)
-            if (slot.in_use && std::strcmp(slot.path, path) == 0)
-                return;  // announced again: already a member
     }
-    if (announced_at(c, path) == c.n_announced)
-        g_strlcpy(c.announced[c.n_announced++], path, sizeof c.announced[0]);
-    if (!c.batch) {
-        c.batch = g_timeout_source_new(kBatchMs);
-        g_source_set_callback(c.batch, make_announced, &c, nullptr);
-        g_source_attach(c.batch, worker_context());
-    }
+    GDBusProxy *proxy = make_proxy(path, c.iface, G_CALLBACK(on_member_changed), &c);
+    if (proxy && !take_slot(c, path, proxy))
+        drop_proxy(proxy);
 }
 
 // ---- the active hosts ----
