@@ -25,10 +25,10 @@ using Json = nlohmann::json;
 // A bus with the gateway's simulator and, optionally, the framework's.
 struct Gateway {
     explicit Gateway(const std::string &model = "", bool framework = false)
-        : sim(bus, SimulatorOptions{model, "", "", true, true})
+        : sim(bus, SimulatorOptions{model, "", "", true, true, {}})
     {
         if (framework)
-            fw = std::make_unique<Simulator>(bus, SimulatorOptions{model, "", "com.quv.appframework1", true, false});
+            fw = std::make_unique<Simulator>(bus, SimulatorOptions{model, "", "com.quv.appframework1", true, false, {}});
     }
     RunResult ctl(std::vector<std::string> args) const
     {
