@@ -42,7 +42,13 @@ struct Gateway {
 
 class Capture : public ::testing::Test {
 protected:
-    void SetUp() override { dir = g_dir_make_tmp("lumo3-capture-XXXXXX", nullptr); }
+    void SetUp() override
+    {
+        gchar *made = g_dir_make_tmp("lumo3-capture-XXXXXX", nullptr);
+        ASSERT_NE(made, nullptr);
+        dir = made;
+        g_free(made);
+    }
     void TearDown() override
     {
         for (const char *name : {"a.model", "b.model"})
