@@ -532,7 +532,7 @@ bool valid_type(std::string_view s)
 }
 
 // Files may hold any printable type; writes stay with valid_type().
-static bool readable_type(std::string_view s)
+bool readable_type(std::string_view s)
 {
     return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return g_ascii_isgraph(c); });
 }
@@ -600,7 +600,12 @@ std::string serialize(const Package &pkg)
     std::string out;
     for (const Section &s : pkg.sections) {
         out += "\nconfig ";
-        out += s.type;  // a valid type needs no quoting
+        // A valid type is written bare, as every UCI writer does; another type a file
+        // held (a quote in it, say) is quoted so that the file still reads back.
+        if (valid_type(s.type))
+            out += s.type;
+        else
+            append_quoted(out, s.type);
         if (!s.anonymous) {
             out += ' ';
             append_quoted(out, s.name);

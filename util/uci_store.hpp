@@ -56,6 +56,8 @@ struct Package {
 bool valid_name(std::string_view s);
 // Section types also allow '-'.
 bool valid_type(std::string_view s);
+// What a package file may hold as a section type: any printable word.
+bool readable_type(std::string_view s);
 
 // Parses a whole package file. kOk or kParseError (pkg is then unspecified).
 int parse(std::string_view text, Package &pkg);
