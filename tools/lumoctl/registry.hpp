@@ -47,6 +47,9 @@ struct Entry {
     GetFn get = nullptr;
     GetAtFn get_at = nullptr;
     std::vector<Key> keys = {};
+    // get_at and keys copy a whole record out of the library's listing (the gateway
+    // has no getter for one instance), so a field it could not read is zero, not left.
+    bool get_from_listing = false;
     ListFn list = nullptr;
     std::vector<Field> writable = {};
     SetFn set = nullptr;

@@ -65,7 +65,7 @@ Entry connections(const char *object, const char *help, const RecordTable *table
                   SetAtFn set_at, AddFn add, DelFn del)
 {
     return {.object = object, .layout = "", .help = help, .table = table, .get_at = at_path<R, List>,
-            .keys = {{"name", "the connection's tunnel name", false, by_name<R, List>}},
+            .keys = {{"name", "the connection's tunnel name", false, by_name<R, List>}}, .get_from_listing = true,
             .list = Adapt<List>::list, .writable = std::move(w), .set_at = set_at, .add = add, .del = del};
 }
 
