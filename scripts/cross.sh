@@ -9,6 +9,10 @@
 #   LUMO_CROSS_SYSROOT_PACKAGES  extra Debian packages for the sysroot
 #   LUMO_CROSS_STEPS        which of "build test footprint" to do (default: all three)
 #   LUMO_CROSS_JOBS         parallel build jobs (default: nproc)
+#   LUMO_CROSS_UCI          "system": build the platform's libubox and libuci for the target
+#                           from ../shared/third_party (as a vendor SDK provides them) and
+#                           build and test on them; without the sources the own store is
+#                           used, saying why (the footprint is always of the own store)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 src=$PWD
@@ -45,7 +49,7 @@ main_archive() {
 }
 
 sysroot_packages=(libc6-dev libstdc++-12-dev libglib2.0-dev libgtest-dev libcli11-dev nlohmann-json3-dev
-                  ${LUMO_CROSS_SYSROOT_PACKAGES:-})
+                  libjson-c-dev ${LUMO_CROSS_SYSROOT_PACKAGES:-})
 
 # Makes build/sysroot-ARCH once. It is built in a temporary directory and moved into
 # place only when complete, so a failed or interrupted attempt is never used.
@@ -90,15 +94,31 @@ cmake_common() {
        -DLUMO_CROSS_TRIPLET="${triplet[$a]}" -DCMAKE_SYSROOT="$src/build/sysroot-$a"
 }
 
+# The platform's libubox and libuci for the target, in build/third_party-ARCH: prints
+# the CMake arguments that select them, or nothing (with the reason) without sources.
+uci_args() {
+  local a=$1 prefix=$src/build/third_party-$1 rc=0
+  [ "${LUMO_CROSS_UCI:-own}" = system ] || return 0
+  LUMO_CROSS_TRIPLET=${triplet[$a]} LUMO_CROSS_SYSROOT=$src/build/sysroot-$a \
+    scripts/build-uci.sh "$prefix" "$src/cmake/toolchains/linux-cross.cmake" >/dev/null || rc=$?
+  if [ "$rc" -eq 2 ]; then
+    echo "cross.sh: $a: no uci/libubox sources in ${LUMO_THIRD_PARTY:-../shared/third_party}; the own store is tested" >&2
+    return 0
+  fi
+  [ "$rc" -eq 0 ] || return "$rc"
+  echo "-DLUMO3_UCI=system -DCMAKE_FIND_ROOT_PATH=$prefix"
+}
+
 steps=" ${LUMO_CROSS_STEPS:-build test footprint} "
 for a in "${arches[@]}"; do
   [[ "$steps" == *" build "* ]] || continue
   build=$src/build/cross-$a
-  echo "=== $a: build (debug, warnings as errors) ==="
+  uci=$(uci_args "$a")
+  echo "=== $a: build (debug, warnings as errors${uci:+, on libuci}) ==="
   # shellcheck disable=SC2046,SC2086
   cmake -S "$src" -B "$build" $(cmake_common "$a") -DLUMO_CROSS_EMULATOR="${qemu[$a]}" \
-        -DCMAKE_BUILD_TYPE=Debug -DLUMO3_WERROR=ON ${LUMO_CROSS_CMAKE_ARGS:-} >"$build.configure.log" 2>&1 ||
-    { cat "$build.configure.log"; exit 1; }
+        -DCMAKE_BUILD_TYPE=Debug -DLUMO3_WERROR=ON -DLUMO3_UCI=own $uci ${LUMO_CROSS_CMAKE_ARGS:-} \
+        >"$build.configure.log" 2>&1 || { cat "$build.configure.log"; exit 1; }
   cmake --build "$build" -j "$jobs"
   if [[ "$steps" == *" test "* ]]; then
     echo "=== $a: tests under ${qemu[$a]} ==="

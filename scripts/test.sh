@@ -2,12 +2,23 @@
 # Sets up a fresh Debian machine (installing what is missing), builds the library,
 # the tools and the tests in the debug and the sanitizer presets, and runs every test.
 # Usage: scripts/test.sh [preset ...]   (default: debug asan tsan uci-system, then the
-# soak, the armhf cross step and fuzzing; tsan runs only the tests labelled
+# soak, the armhf and s390x cross steps and fuzzing; tsan runs only the tests labelled
 # "threads", uci-system only the UCI tests)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup-deps.sh
+
+# Each step says how long the one before it took, so a slow CI run shows where.
+step_start=$SECONDS
+step() {
+  [ -n "${step_name:-}" ] && echo "--- $step_name took $((SECONDS - step_start)) s (total $SECONDS s)"
+  step_name=$1
+  step_start=$SECONDS
+  [ -n "$step_name" ] && echo "=== $step_name ==="
+  return 0
+}
+trap 'step ""' EXIT
 
 # The UCI tests on the platform's libuci: builds libubox, libuci and the uci tool once
 # from ../shared/third_party into build/third_party (LUMO_THIRD_PARTY elsewhere), then
@@ -30,7 +41,7 @@ presets=("$@")
 [ ${#presets[@]} -eq 0 ] && presets=(debug asan tsan uci-system)
 
 for preset in "${presets[@]}"; do
-  echo "=== $preset ==="
+  step "$preset"
   if [ "$preset" = uci-system ]; then
     uci_system
     continue
@@ -43,22 +54,27 @@ done
 # A short soak (only in a full run): 20 s of mixed calls under gateway and bus
 # restarts; fails on failures outside the restarts or a visible leak trend.
 if [ $# -eq 0 ]; then
-  echo "=== soak ==="
+  step soak
   scripts/soak.sh --seconds 20 --restart-every 5 --ci
 fi
 
-# A gateway CPU (only in a full run): 32-bit ARM, built with Debian's cross compiler
-# and tested under qemu-user. s390x, mipsel and the footprint are in scripts/cross.sh
-# only for now. LUMO_CROSS=0 skips the step; LUMO_CROSS_ARCHES names others.
+# Gateway CPUs (only in a full run), built with Debian's cross compilers and tested
+# under qemu-user: 32-bit ARM on the platform's libuci (built for it from
+# ../shared/third_party, as a vendor SDK has it), and big-endian s390x on the own
+# store. mipsel and the footprint are in scripts/cross.sh only. LUMO_CROSS=0 skips
+# the step; LUMO_CROSS_ARCHES names others.
 if [ $# -eq 0 ] && [ "${LUMO_CROSS:-1}" != 0 ]; then
-  echo "=== cross ==="
-  # shellcheck disable=SC2086
-  LUMO_CROSS_STEPS="build test" scripts/cross.sh ${LUMO_CROSS_ARCHES:-armhf}
+  for arch in ${LUMO_CROSS_ARCHES:-armhf s390x}; do
+    step "cross $arch"
+    uci=own
+    [ "$arch" = armhf ] && uci=system
+    LUMO_CROSS_UCI=$uci LUMO_CROSS_STEPS="build test" scripts/cross.sh "$arch"
+  done
 fi
 
 # Fuzzing (only in a full run): replay every target's seed corpus, then fuzz each
 # target briefly. LUMO_FUZZ_SECONDS=0 replays only; LUMO_FUZZ=0 skips the step.
 if [ $# -eq 0 ] && [ "${LUMO_FUZZ:-1}" != 0 ]; then
-  echo "=== fuzz ==="
+  step fuzz
   scripts/fuzz.sh "${LUMO_FUZZ_SECONDS:-30}"
 fi

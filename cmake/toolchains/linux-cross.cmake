@@ -48,9 +48,11 @@ set(CMAKE_CXX_COMPILER ${_lumo_tools}${LUMO_CROSS_TRIPLET}-g++)
 # objects mixed across those compilers; a build uses one.
 set(CMAKE_CXX_FLAGS_INIT "-Wno-psabi")
 
-# Headers, libraries and CMake packages come from the sysroot only; programs (pkg-config,
+# Headers, libraries and CMake packages come from the target's roots only; programs (pkg-config,
 # glib-compile-*) from the build machine.
-set(CMAKE_FIND_ROOT_PATH "${CMAKE_SYSROOT}")
+# Roots given on the command line (a staging prefix of further target libraries, such
+# as libuci) are searched before the sysroot.
+list(APPEND CMAKE_FIND_ROOT_PATH "${CMAKE_SYSROOT}")
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
