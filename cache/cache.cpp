@@ -5,8 +5,11 @@
 // rendered copy of its record(s) under a mutex: the signal handlers update the copy
 // field by field, and a getter only copies it out under the same mutex, so it never
 // sees a half-made slot and never makes a bus call after the first fill.
+#include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <string>
+#include <vector>
 #include <syslog.h>
 
 #include "bus/connection.hpp"
@@ -62,15 +65,12 @@ bool have_connection(const char *tag)
     return true;
 }
 
-GDBusProxy *make_proxy(const char *path, const char *iface, GCallback on_changed, gpointer user_data)
+// Keeps a freshly made proxy only if it loaded properties: none means the object is
+// gone (or was never there) by the time it was read. Connects the cache's handlers.
+GDBusProxy *keep_if_loaded(GDBusProxy *proxy, GCallback on_changed, gpointer user_data)
 {
-    GPtr<GError> error;
-    GDBusProxy *proxy = g_dbus_proxy_new_sync(dbusconn, G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START, nullptr, gw::kService,
-                                              path, iface, nullptr, out(error));
     if (!proxy)
         return nullptr;
-    // No property loaded: the object is gone (or was never there) by the time it was
-    // read. Nothing is made; an information getter tries again on its next call.
     GStrv names(g_dbus_proxy_get_cached_property_names(proxy));
     if (!names) {
         g_object_unref(proxy);
@@ -79,6 +79,15 @@ GDBusProxy *make_proxy(const char *path, const char *iface, GCallback on_changed
     g_signal_connect(proxy, "g-signal", G_CALLBACK(lumo_proxy_on_signal), nullptr);
     g_signal_connect(proxy, "g-properties-changed", on_changed, user_data);
     return proxy;
+}
+
+// Makes a proxy and waits for its properties. Nothing is kept for an object without
+// properties: an information getter tries again on its next call.
+GDBusProxy *make_proxy(const char *path, const char *iface, GCallback on_changed, gpointer user_data)
+{
+    GDBusProxy *proxy = g_dbus_proxy_new_sync(dbusconn, G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START, nullptr, gw::kService,
+                                              path, iface, nullptr, nullptr);
+    return keep_if_loaded(proxy, on_changed, user_data);
 }
 
 void drop_proxy(GDBusProxy *proxy)
@@ -245,6 +254,18 @@ InfoCache g_wifi{"OvanGetWiFiInfo_Cache", "/com/quv/igd1/Info/WiFi", "com.quv.ig
 // failing status.
 using Enumerate = int32_t (*)(GStrv *paths);
 
+struct Collection;
+
+// A member announced by InterfacesAdded whose proxy is still loading. There is at most
+// one per path: a burst of announcements of one object costs one load, not one per
+// signal, and the cache thread never waits on the gateway for them.
+struct Pending {
+    Collection *c;
+    std::string path;
+    GCancellable *cancel;
+    bool again = false;  // announced again while loading
+};
+
 struct Collection {
     Collection(const char *t, const char *p, const char *i, OvanProxyTable *tb, const gw::RecordTable *r, Enumerate e)
         : tag(t), path(p), iface(i), table(tb), record(r), enumerate(e)
@@ -262,6 +283,7 @@ struct Collection {
     char owner[256] = {};             // cache thread: the gateway's unique name at the fill
     guint added_id = 0, removed_id = 0;  // cache thread only
     uint64_t version = 0;                // under mutex: bumped by every change
+    std::vector<Pending *> pending;      // cache thread only
 };
 
 bool is_member_path(const Collection &c, const char *path)
@@ -346,9 +368,24 @@ void subscribe(Collection &c)
     c.removed_id = on("InterfacesRemoved");
 }
 
+// Abandons the loads of `path` (null: of every member). Each load still ends in
+// on_member_loaded, which then drops what it made.
+void cancel_pending(Collection &c, const char *path)
+{
+    for (auto it = c.pending.begin(); it != c.pending.end();) {
+        if (path && (*it)->path != path) {
+            ++it;
+            continue;
+        }
+        g_cancellable_cancel((*it)->cancel);
+        it = c.pending.erase(it);
+    }
+}
+
 // Empties the table (cache thread).
 void clear_table(Collection &c)
 {
+    cancel_pending(c, nullptr);
     GDBusProxy *dropped[kSlots] = {};
     {
         std::lock_guard<std::mutex> lock(c.mutex);
@@ -577,6 +614,45 @@ int32_t get_collection(Collection &c, void **list, uint32_t *count)
 
 // ---- the object-manager signals ----
 
+void load_member(Collection &c, const char *path);
+
+void on_member_loaded(GObject *, GAsyncResult *result, gpointer data)
+{
+    auto *p = static_cast<Pending *>(data);
+    Collection &c = *p->c;
+    GDBusProxy *proxy = g_dbus_proxy_new_finish(result, nullptr);
+    const bool cancelled = g_cancellable_is_cancelled(p->cancel);
+    if (cancelled) {
+        g_clear_object(&proxy);  // removed, or the table was emptied, meanwhile
+    } else {
+        c.pending.erase(std::find(c.pending.begin(), c.pending.end(), p));
+        proxy = keep_if_loaded(proxy, G_CALLBACK(on_member_changed), &c);
+    }
+    if (proxy && !take_slot(c, p->path.c_str(), proxy))
+        drop_proxy(proxy);
+    // An announcement that came while the load failed may be of an object made after
+    // the gateway answered: load once more.
+    if (!cancelled && !proxy && p->again)
+        load_member(c, p->path.c_str());
+    g_object_unref(p->cancel);
+    delete p;
+}
+
+// Loads the announced member's proxy without waiting (cache thread).
+void load_member(Collection &c, const char *path)
+{
+    for (Pending *p : c.pending) {
+        if (p->path == path) {
+            p->again = true;
+            return;
+        }
+    }
+    auto *p = new Pending{&c, path, g_cancellable_new()};
+    c.pending.push_back(p);
+    g_dbus_proxy_new(dbusconn, G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START, nullptr, gw::kService, path, c.iface, p->cancel,
+                     on_member_loaded, p);
+}
+
 void on_object_manager_signal(Collection &c, const char *signal, GVariant *params)
 {
     if (std::strcmp(signal, "InterfacesRemoved") == 0) {
@@ -587,6 +663,7 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
         lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s", path);
         if (!is_member_path(c, path))
             return;
+        cancel_pending(c, path);
         GDBusProxy *dropped = nullptr;
         {
             std::lock_guard<std::mutex> lock(c.mutex);
@@ -630,10 +707,12 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
             lumo_log(c.tag, LOG_ERR, "table full: %s left out", path);
             return;
         }
+        // Announced again: the slot's proxy already follows the object.
+        for (const OvanProxySlot_t &slot : c.table->slots)
+            if (slot.in_use && std::strcmp(slot.path, path) == 0)
+                return;
     }
-    GDBusProxy *proxy = make_proxy(path, c.iface, G_CALLBACK(on_member_changed), &c);
-    if (proxy && !take_slot(c, path, proxy))
-        drop_proxy(proxy);
+    load_member(c, path);
 }
 
 // ---- the active hosts ----

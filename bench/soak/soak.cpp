@@ -18,6 +18,7 @@
 #include <shared_mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "bus_support/private_bus.hpp"
@@ -89,6 +90,18 @@ long open_fds()
 Sample sample(double at, uint64_t calls)
 {
     return {at, calls, status_field("VmRSS"), open_fds(), status_field("Threads")};
+}
+
+// Least-squares slope of the second half of (s, KiB) samples: the trend once warm.
+double rss_slope(const std::vector<std::pair<double, long>> &at)
+{
+    double n = 0, sx = 0, sy = 0, sxx = 0, sxy = 0;
+    for (size_t i = at.size() / 2; i < at.size(); i++, n++) {
+        const double x = at[i].first, y = static_cast<double>(at[i].second);
+        sx += x, sy += y, sxx += x * x, sxy += x * y;
+    }
+    const double d = n * sxx - sx * sx;
+    return d > 0 ? (n * sxy - sx * sy) / d : 0;
 }
 
 // ---- the hosted service ----
@@ -490,6 +503,7 @@ int main(int argc, char **argv)
 
     std::vector<double> latency_ms;  // management calls probed every 100 ms
     long rss_max = 0;
+    std::vector<std::pair<double, long>> rss_at;  // (s, KiB) with each probe
     double next_probe = 0;
     while (next_mark < 3) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -498,7 +512,8 @@ int main(int argc, char **argv)
             auto t0 = Clock::now();
             if (run_management(nullptr, 0, 1) == 0)
                 latency_ms.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
-            rss_max = std::max(rss_max, status_field("VmRSS"));
+            rss_at.emplace_back(now_s(run.start), status_field("VmRSS"));
+            rss_max = std::max(rss_max, rss_at.back().second);
         }
         const double p = progress();
         if (p >= marks[next_mark]) {
@@ -606,6 +621,8 @@ int main(int argc, char **argv)
         printf("management calls: %zu probes, median %.2f ms, 99%% %.2f ms, max %.2f ms; highest RSS %ld KiB\n",
                latency_ms.size(), at(0.5), at(0.99), latency_ms.back(), rss_max);
     }
+    if (opt.flood && rss_at.size() > 20)
+        printf("RSS slope over the second half: %+.1f KiB/s\n", rss_slope(rss_at));
     if (opt.flood && !caches_agree()) {
         printf("caches differ from the gateway under the flood\n");
         disagreements++;
