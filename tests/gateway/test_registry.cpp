@@ -45,6 +45,16 @@ struct Records {
 
 class Registry : public SimTest {
 protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        // The WiFi and USB guards ask the gateway once per process: ask them now.
+        uint32_t n = 0;
+        ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
+        OvanFTPServer_t ftp{};
+        ASSERT_EQ(Ovan_GetFTPServer(&ftp), 0);
+    }
+
     // Reads every instance of the entry: the singleton, the listing, or the listing
     // below the first parent. False when the entry has no reader.
     bool read(const Entry &e, Records &r)
@@ -92,8 +102,6 @@ GPtr<GVariant> value_of(const lumo::gw::Field &f, const void *rec)
 // instance, so a misspelt or mistyped table row shows.
 TEST_F(Registry, ReadsMatchTheGatewayFieldByField)
 {
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
     // Filled by the library from elsewhere, or from a second interface.
     const std::set<std::string> not_from_the_object = {"lanhost.DevName", "lanhost/ext.DevName",
                                                        "lanhost/ipv6.DevName"};
@@ -154,8 +162,6 @@ TEST_F(Registry, ReadsMatchTheGatewayFieldByField)
 // refused by every function that takes them, with an error line and nothing sent.
 TEST_F(Registry, PathsAndRecordsRefusedBeforeTheBus)
 {
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
     for (const Entry &e : lumoctl::entries()) {
         SCOPED_TRACE(name_of(e));
         std::string first = first_path(e);
@@ -208,8 +214,6 @@ TEST_F(Registry, PathsAndRecordsRefusedBeforeTheBus)
 // An add whose write the gateway refuses deletes the object it made.
 TEST_F(Registry, AddLeavesNothingWhenTheWriteIsRefused)
 {
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
     size_t adds = 0;
     for (const Entry &e : lumoctl::entries()) {
         if (!e.add)
