@@ -139,53 +139,6 @@ TEST_F(WiFi, FailedCapabilityReadIsAFailureAndIsAskedAgain)
 
 // ---- getters ----
 
-TEST_F(WiFi, GetWiFiInfoReadsEveryKindOfField)
-{
-    OvanWiFiInfo_t info{};
-    ASSERT_EQ(OvanGetWiFiInfo(&info), 0) << dump();
-    EXPECT_STREQ(info.path, kWiFi);
-    EXPECT_EQ(info.Enable2G, 1);
-    EXPECT_EQ(info.DualBand, 1);
-    EXPECT_STREQ(info.WiFiMode, "802.11b/g/n/ax");
-    EXPECT_EQ(info.SameSSIDStatus, 0);
-    EXPECT_EQ(info.RxBytes, 1048576000u);
-    EXPECT_EQ(info.TxDropPkts, 9u);
-    EXPECT_EQ(info.RatePriority, 0);
-    EXPECT_EQ(info.RatePriority5G, 1);
-    EXPECT_EQ(info.ChannelScanStatus, 2);
-    EXPECT_STREQ(info.ChannelScanFinishTime, "2024-05-01 08:30:00");
-    ASSERT_EQ(info.ChannelScanScoreNum, 3u);
-    ASSERT_NE(info.ChannelScanScore, nullptr);
-    EXPECT_STREQ(info.ChannelScanScore[0], "1:82");
-    EXPECT_STREQ(info.ChannelScanScore[2], "11:90");
-    EXPECT_STREQ(info.ChannelScanFinishTime5G, "2024-05-01 08:31:00");
-    ASSERT_EQ(info.ChannelScanScore5GNum, 4u);
-    EXPECT_STREQ(info.ChannelScanScore5G[3], "157:60");
-    GStr entry(g_strdup_printf("info(%p)", static_cast<void *>(&info)));
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetWiFiInfo", entry.get())) << dump();
-    g_free(info.ChannelScanScore);
-    g_free(info.ChannelScanScore5G);
-}
-
-TEST_F(WiFi, V4LayoutAddsBeaconTypesAndMultiAPFlag)
-{
-    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "SupportedBeaconType", ("'" + std::string(70, 'b') + "'").c_str()));
-    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "MAPAgent", "byte 255"));
-    OvanWiFiInfov4_t info{};
-    ASSERT_EQ(OvanGetWiFiInfov4(&info), 0) << dump();
-    EXPECT_EQ(info.DualBand, 1);
-    EXPECT_EQ(std::string(info.SupportedBeaconType), std::string(64, 'b'));
-    EXPECT_EQ(info.MAPAgent, 255);
-    EXPECT_EQ(info.SameSSIDStatus, 0);
-    EXPECT_EQ(info.TxBytes, 2097152000u);
-    EXPECT_EQ(info.RatePriority5G, 1);
-    EXPECT_EQ(info.ChannelScanScoreNum, 3u);
-    ASSERT_EQ(info.ChannelScanScore5GNum, 4u);
-    EXPECT_STREQ(info.ChannelScanScore5G[0], "36:95");
-    g_free(info.ChannelScanScore);
-    g_free(info.ChannelScanScore5G);
-}
-
 TEST_F(WiFi, LongValuesAreCutWithoutTouchingTheirNeighbours)
 {
     ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "WiFiMode", ("'" + std::string(80, 'm') + "'").c_str()));
@@ -210,19 +163,6 @@ TEST_F(WiFi, LongValuesAreCutWithoutTouchingTheirNeighbours)
     EXPECT_EQ(info.ChannelScanStatus5G, 2);
     g_free(info.ChannelScanScore);
     g_free(info.ChannelScanScore5G);
-}
-
-TEST_F(WiFi, EmptyScoreListLeavesThePointerAsTheCallerHadIt)
-{
-    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "ChannelScanScore5G", "@as []"));
-    char sentinel[1][64] = {"mine"};
-    OvanWiFiInfo_t info{};
-    info.ChannelScanScore5GNum = 9;
-    info.ChannelScanScore5G = sentinel;
-    ASSERT_EQ(OvanGetWiFiInfo(&info), 0);
-    EXPECT_EQ(info.ChannelScanScore5GNum, 0u);
-    EXPECT_EQ(info.ChannelScanScore5G, sentinel);
-    g_free(info.ChannelScanScore);
 }
 
 // ---- actions ----
