@@ -291,4 +291,97 @@ TEST_F(Registry, GuardsAnswer1AndSendNothing)
     }
 }
 
+// A value each command argument of the registry accepts.
+std::string argument(const std::string &name)
+{
+    static const std::pair<const char *, const char *> values[] = {
+        {"PATH", ""}, {"MAC", "0C4B54A1B2C3"}, {"BAND", "5G"}, {"URL", "http://192.168.1.2/x"},
+        {"SSID_INDEX", "1"}, {"INDEX_24G", "1"}, {"INDEX_5G", "5"}, {"PASSWORD", "secret-1"},
+        {"DATETIME", "2024-05-01 08:00:00"}, {"SSID", "Quv-Guest"}, {"REMOTE_IP", "192.168.1.9"},
+        {"FOLDER", "/"}, {"MOUNTPOINT", "/mnt/usb1_1"}, {"BSSID", "0C4B54A1B2C3"},
+    };
+    for (const auto &v : values)
+        if (name == v.first)
+            return v.second;
+    return "1";
+}
+
+// `reply` with its word and message (the first "u" followed by an "s") replaced;
+// null when it has none.
+GVariant *with_word(GVariant *reply, uint32_t word, const char *message)
+{
+    const size_t n = g_variant_n_children(reply);
+    std::vector<GVariant *> kids;
+    bool found = false;
+    for (size_t i = 0; i < n; i++) {
+        GVariant *k = g_variant_get_child_value(reply, i);
+        if (!found && i + 1 < n && g_variant_is_of_type(k, G_VARIANT_TYPE_UINT32)) {
+            GPtr<GVariant> next(g_variant_get_child_value(reply, i + 1));
+            if (g_variant_is_of_type(next.get(), G_VARIANT_TYPE_STRING)) {
+                g_variant_unref(k);
+                kids.push_back(g_variant_ref_sink(g_variant_new_uint32(word)));
+                kids.push_back(g_variant_ref_sink(g_variant_new_string(message)));
+                found = true;
+                i++;
+                continue;
+            }
+        }
+        kids.push_back(k);
+    }
+    GVariant *out = found ? g_variant_new_tuple(kids.data(), kids.size()) : nullptr;
+    for (GVariant *k : kids)
+        g_variant_unref(k);
+    return out;
+}
+
+// Every command that asks the gateway for a word and a message hands them on: a
+// refusal's word and text, and word 1 with the library's own text when the call
+// fails.
+TEST_F(Registry, CommandsReportTheGatewaysWordAndMessage)
+{
+    size_t checked = 0;
+    for (const lumoctl::Command &c : lumoctl::commands()) {
+        SCOPED_TRACE(std::string(c.object) + " " + c.name);
+        std::vector<std::string> args;
+        for (const char *a : c.args)
+            args.push_back(argument(a));
+        const auto run = [&](lumoctl::CommandResult &out) {
+            try {
+                return c.run(args, out);
+            } catch (const lumoctl::Failure &f) {
+                ADD_FAILURE() << "refused: " << f.message;
+                return -9;
+            }
+        };
+        lumoctl::CommandResult first;
+        ASSERT_TRUE(sim.clear_call_log());
+        run(first);
+        const auto calls = sim.call_log();
+        // Plain queries, arguments refused by the library, and an unmount that finds
+        // no device once the probe below has unmounted it.
+        if (!first.has_status || calls.empty() || std::strcmp(c.name, "unmount") == 0)
+            continue;
+        const LoggedCall &asked = calls.back();
+        GPtr<GVariant> reply = sim.call(asked.path, asked.iface, asked.method, g_variant_ref(asked.args.get()));
+        ASSERT_TRUE(reply) << asked.method;
+        GVariant *busy = with_word(reply.get(), 4, "busy");
+        if (!busy)
+            continue;
+        ASSERT_TRUE(sim.script_reply(asked.path, asked.iface, asked.method, busy, 0, true));
+        lumoctl::CommandResult refused;
+        EXPECT_EQ(run(refused), -1);
+        EXPECT_EQ(refused.status, 4u);
+        EXPECT_EQ(refused.message, "busy");
+
+        ASSERT_TRUE(sim.script_error(asked.path, asked.iface, asked.method, "org.freedesktop.DBus.Error.Failed",
+                                     "down", 0, true));
+        lumoctl::CommandResult failed;
+        EXPECT_EQ(run(failed), -1);
+        EXPECT_EQ(failed.status, 1u);
+        EXPECT_EQ(failed.message.rfind("Failed to call ", 0), 0u) << failed.message;
+        ++checked;
+    }
+    EXPECT_GT(checked, 40u);
+}
+
 }  // namespace
