@@ -170,8 +170,12 @@ TEST_F(Registry, PathsAndRecordsRefusedBeforeTheBus)
         OvanObjPath_t unterminated;
         std::memset(unterminated.str, 'x', sizeof unterminated.str);
         std::memcpy(unterminated.str, first.data(), first.size());
-        const OvanObjPath_t bad[] = {unterminated, obj_path(""), obj_path(first.substr(1)),
-                                     obj_path(first + "//1")};
+        // ...and a sibling collection whose name starts the same, and another subtree.
+        // (Collections below an instance are judged by their parent's prefix.)
+        std::string sibling = first;
+        sibling.insert(sibling.rfind('/', e.below ? sibling.find(e.below) - 1 : std::string::npos), "X");
+        const OvanObjPath_t bad[] = {unterminated,      obj_path(""),      obj_path(first.substr(1)),
+                                     obj_path(first + "//1"), obj_path(sibling), obj_path("/com/quv/igd1/Other/1")};
         std::vector<char> rec(e.table->record_size);
         // The VPN connections are found by lumoctl in their listing, not by the library.
         const auto get_at = std::strncmp(e.object, "vpn", 3) == 0 && e.list ? nullptr : e.get_at;
@@ -202,6 +206,9 @@ TEST_F(Registry, PathsAndRecordsRefusedBeforeTheBus)
         }
         if (e.get) {
             EXPECT_EQ(e.get(nullptr), -1);
+        }
+        if (e.add) {
+            EXPECT_EQ(e.add(nullptr), -1);
         }
         if (e.list) {
             void *objs = nullptr;
