@@ -265,7 +265,7 @@ TEST_F(Registry, AddLeavesNothingWhenTheWriteIsRefused)
 std::string argument(const std::string &name)
 {
     static const std::pair<const char *, const char *> values[] = {
-        {"PATH", ""}, {"MAC", "0C4B54A1B2C3"}, {"BAND", "5G"}, {"URL", "http://192.168.1.2/x"},
+        {"PATH", "/com/quv/igd1/Config/WLAN/Devices/1/WPS"}, {"MAC", "0C4B54A1B2C3"}, {"BAND", "5G"}, {"URL", "http://192.168.1.2/x"},
         {"SSID_INDEX", "1"}, {"INDEX_24G", "1"}, {"INDEX_5G", "5"}, {"PASSWORD", "secret-1"},
         {"DATETIME", "2024-05-01 08:00:00"}, {"SSID", "Quv-Guest"}, {"REMOTE_IP", "192.168.1.9"},
         {"FOLDER", "/"}, {"MOUNTPOINT", "/mnt/usb1_1"}, {"BSSID", "0C4B54A1B2C3"},
@@ -315,6 +315,12 @@ TEST_F(Registry, CommandsReportTheGatewaysWordAndMessage)
         std::vector<std::string> args;
         for (const char *a : c.args)
             args.push_back(argument(a));
+        // A PATH names an instance of the command's own object where it has a listing.
+        for (const Entry &e : lumoctl::entries())
+            for (size_t i = 0; i < args.size(); i++)
+                if (std::strcmp(c.args[i], "PATH") == 0 && std::strcmp(e.object, c.object) == 0 && e.list &&
+                    !first_path(e).empty())
+                    args[i] = first_path(e);
         const auto run = [&](lumoctl::CommandResult &out) {
             try {
                 return c.run(args, out);
