@@ -13,36 +13,6 @@ constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
 
 using Device = SimTest;
 
-TEST_F(Device, InformationRecords)
-{
-    OvanDeviceInfo_t dev{};
-    ASSERT_EQ(OvanGetDeviceInfo(&dev), 0);
-    EXPECT_STREQ(dev.path, kDevice);
-    EXPECT_STREQ(dev.MAC, "0C4B54A1B2C3");
-    EXPECT_STREQ(dev.DBusInterfaceVersion, "1.2.0");
-    EXPECT_EQ(dev.RamSize, 512u);
-    EXPECT_EQ(dev.MEMUsage, 41);
-    EXPECT_TRUE(log.contains("OvanGetDeviceInfo: Enter.", 7));
-
-    OvanNetworkInfo_t net{};
-    ASSERT_EQ(OvanGetNetworkInfo(&net), 0);
-    EXPECT_STREQ(net.path, "/com/quv/igd1/Info/Network");
-    EXPECT_EQ(net.LAN1TXByte, 1048576000u);
-    EXPECT_EQ(net.LAN1Status, 1);
-    EXPECT_STRNE(net.WANIPAddr, "");
-
-    OvanPONInfo_t pon{};
-    ASSERT_EQ(OvanGetPONInfo(&pon), 0);
-    EXPECT_STRNE(pon.LOID, "");
-    EXPECT_NE(pon.Temperature, 0.0);
-    EXPECT_TRUE(log.contains("OvanGetPONInfo: enter.", 7));
-
-    OvanVoIPInfo_t voip{};
-    ASSERT_EQ(OvanGetVoIPInfo(&voip), 0);
-    EXPECT_STRNE(voip.Line1Status, "");
-    EXPECT_TRUE(log.contains("OvanGetVoIPInfo: info(0x", 7));
-}
-
 TEST_F(Device, DevStyleOnlyInTheSecondLayout)
 {
     ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "DevStyle", ("'" + std::string(40, 's') + "'").c_str()));
@@ -61,16 +31,6 @@ TEST_F(Device, MacFieldCutToTwelve)
     OvanDeviceInfo_t dev{};
     ASSERT_EQ(OvanGetDeviceInfo(&dev), 0);
     EXPECT_STREQ(dev.MAC, "0C:4B:54:A1:");
-}
-
-TEST_F(Device, NullRecordSendsNothing)
-{
-    EXPECT_EQ(OvanGetDeviceInfo(nullptr), -1);
-    EXPECT_EQ(OvanGetNetworkInfo(nullptr), -1);
-    EXPECT_EQ(OvanGetPONInfo(nullptr), -1);
-    EXPECT_EQ(OvanGetVoIPInfo(nullptr), -1);
-    EXPECT_EQ(OvanGetDeviceInfov4(nullptr), -1);
-    EXPECT_EQ(sim.count_calls(), 0u);
 }
 
 struct CapabilityCase {

@@ -92,26 +92,6 @@ TEST_F(LanHost, CollectionShowsOnlyStoredNames)
     EXPECT_EQ(OvanGetLANHostObjs(nullptr, nullptr), -1);
 }
 
-TEST_F(LanHost, ByPathChecksThePrefix)
-{
-    OvanLANHost_t host{};
-    uint32_t rate = 0;
-    for (const char *bad : {"", kColl, "/com/quv/igd1/Config/LANHostsX/1", "/com/quv/igd1/Config/LANHosts//1"}) {
-        EXPECT_EQ(OvanGetLANHost(obj_path(bad), &host), -1) << bad;
-        EXPECT_EQ(OvanGetLANHostNegoRateByPath(obj_path(bad), &rate), -1) << bad;
-    }
-    EXPECT_EQ(OvanGetLANHost(obj_path(kHost1), nullptr), -1);
-    EXPECT_EQ(log.count("invalid parameter."), 9u);
-    EXPECT_EQ(sim.count_calls(), 0u);
-
-    ASSERT_EQ(OvanGetLANHost(obj_path(kHost1), &host), 0);
-    EXPECT_STREQ(host.DevName, "Dad laptop");
-    ASSERT_EQ(OvanGetLANHostNegoRateByPath(obj_path(kHost2), &rate), 0);
-    EXPECT_EQ(rate, 866u);
-    EXPECT_EQ(OvanGetLANHost(obj_path("/com/quv/igd1/Config/LANHosts/77"), &host), -1);
-    EXPECT_TRUE(log.contains("ret = -1.", LOG_ERR));
-}
-
 TEST_F(LanHost, PathByMacRefusesBadArgumentsLocally)
 {
     char *path = nullptr;

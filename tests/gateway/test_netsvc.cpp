@@ -41,22 +41,6 @@ OvanPortMapping_t valid_rule()
     return r;
 }
 
-TEST_F(NetSvc, SingletonReads)
-{
-    OvanPPPoEConfig_t pppoe{};
-    ASSERT_EQ(OvanGetPPPoEConfig(&pppoe), 0);
-    EXPECT_STREQ(pppoe.PPPoEUserName, "fibre-user01");
-    OvanDHCPServer_t dhcp{};
-    ASSERT_EQ(OvanGetDHCPServer(&dhcp), 0);
-    EXPECT_STREQ(dhcp.SubnetMask, "255.255.255.0");
-    EXPECT_EQ(dhcp.LeaseTime, 86400u);
-    OvanPlatformService_t ps{};
-    ASSERT_EQ(OvanGetPlatformService(&ps), 0);
-    EXPECT_EQ(ps.Appmodel, 1);
-    EXPECT_EQ(ps.LocalPort, 17998u);
-    EXPECT_STREQ(ps.BSSAddr, "bss.platform.example");
-}
-
 TEST_F(NetSvc, DHCPServerAddressesChecked)
 {
     OvanDHCPServer_t dhcp{};
@@ -144,21 +128,6 @@ INSTANTIATE_TEST_SUITE_P(
                  [](OvanPortMapping_t &r) { std::memset(r.PortMappingProtocol, 'T', sizeof r.PortMappingProtocol); },
                  false}),
     [](const testing::TestParamInfo<RuleCase> &i) { return std::string(i.param.name); });
-
-TEST_F(NetSvc, PortMappingPathsChecked)
-{
-    OvanPortMapping_t rule = valid_rule();
-    for (const char *p : {"/com/quv/igd1/Config/PortMapping", "/com/quv/igd1/Config/PortMappingX/1",
-                          "/com/quv/igd1/Info/Network/WANConnectionDb/1", "", "no/path"}) {
-        EXPECT_EQ(OvanSetPortMapping(path_of(p), &rule), -1) << p;
-        EXPECT_EQ(OvanGetPortMapping(path_of(p), &rule), -1) << p;
-        EXPECT_EQ(OvanDelPortMapping(path_of(p)), -1) << p;
-    }
-    EXPECT_EQ(OvanGetPortMapping(path_of("/com/quv/igd1/Config/PortMapping/1"), nullptr), -1);
-    EXPECT_TRUE(log.contains("OvanGetPortMapping: invalid parameter.", 3));
-    EXPECT_TRUE(log.contains("OvanDelPortMapping: Invalid Parameter.", 3));
-    EXPECT_EQ(sim.count_calls(), 0u);
-}
 
 TEST_F(NetSvc, AddReadDeleteRule)
 {

@@ -192,38 +192,4 @@ TEST_P(Accounts, RefusalsSendNothing)
 INSTANTIATE_TEST_SUITE_P(Families, Accounts, testing::ValuesIn(kFamilies),
                          [](const testing::TestParamInfo<AccountFamily> &i) { return std::string(i.param.name); });
 
-TEST_F(Servers, StorageServersNeedUsb)
-{
-    set_device("DBusInterfaceVersion", "'1.2.0'");
-    set_device("Capability", "'1;1;0;1;1'");
-    sim.clear_call_log();
-    OvanFTPServer_t ftp{};
-    OvanSambaServer_t smb{};
-    OvanFileAccount_t acc = account("u", "p");
-    OvanFileAccount_t *objs = nullptr;
-    uint32_t n = 77;
-    const OvanObjPath_t p = obj_path(std::string(kFtpAccounts) + "/1");
-    for (const auto &f : kFamilies) {
-        EXPECT_EQ(f.objs(&objs, &n), 1) << f.name;
-        EXPECT_EQ(f.get(p, &acc), 1) << f.name;
-        EXPECT_EQ(f.set(p, &acc), 1) << f.name;
-        EXPECT_EQ(f.add(&acc), 1) << f.name;
-        EXPECT_EQ(f.del(p), 1) << f.name;
-    }
-    EXPECT_EQ(Ovan_GetFTPServer(&ftp), 1);
-    EXPECT_EQ(Ovan_SetFtpServer(&ftp), 1);
-    EXPECT_EQ(Ovan_GetSambaServer(&smb), 1);
-    EXPECT_EQ(Ovan_SetSambaServer(&smb), 1);
-    EXPECT_EQ(objs, nullptr);
-    EXPECT_EQ(n, 77u);
-    EXPECT_EQ(ftp.path[0], '\0');
-    EXPECT_EQ(sim.count_calls(), 2u) << "the version and the capability, once each";
-    EXPECT_EQ(supportusb, 0u);
-
-    // Telnet and HTTP are not storage features.
-    OvanHttpServer_t http{};
-    EXPECT_EQ(Ovan_GetHttpServer(&http), 0);
-    EXPECT_EQ(OvanEnableTelnetServer(1), 0);
-}
-
 }  // namespace

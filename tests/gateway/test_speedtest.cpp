@@ -253,30 +253,6 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- reading ----
 
-TEST_F(SpeedTest, ReadersTakeTheirOwnInterface)
-{
-    OvanSpeedTestFFResultv4_t ff{};
-    ASSERT_EQ(OvanGetSpeedTestFFResultv4(&ff), 0);
-    EXPECT_STREQ(ff.path, kTest);
-    EXPECT_STREQ(ff.Ticket, "TK-20261122-0001");
-    EXPECT_STREQ(ff.PACKET_SHAKE, "2");
-    OvanSpeedTestLocal_t local{};
-    ASSERT_EQ(OvanGetSpeedTestLocalv4(&local), 0);
-    EXPECT_STREQ(local.URL, "http://local.speed.example.net/") << "not the operator test's URL";
-    EXPECT_EQ(local.Enable, 1);
-    OvanHttpDownloadTestResult_t http{};
-    ASSERT_EQ(OvanGetHttpDownloadTestResult(&http), 0);
-    EXPECT_STREQ(http.URL, "http://speed.example.net/100MB.bin");
-    OvanFeatureFlag_t flags{};
-    ASSERT_EQ(OvanGetFeatureFlagv4(&flags), 0);
-    EXPECT_EQ(flags.PortBind, 1);
-    EXPECT_EQ(flags.H248, 0);
-    OvanCloudVR_t vr{};
-    ASSERT_EQ(OvanGetCloudVRv4(&vr), 0);
-    EXPECT_STREQ(vr.UserID, "vr-user-0042");
-    EXPECT_STREQ(vr.path, "/com/quv/igd1/Info/CLOUDVR");
-}
-
 TEST_F(SpeedTest, OverlongAndEmptyRepliesFromTheGateway)
 {
     ASSERT_TRUE(sim.set_property(kTest, kHttpIface, "Result", ("'" + std::string(400, 'r') + "'").c_str()));

@@ -353,31 +353,4 @@ TEST_F(Storage, NasRefusalsSendNothing)
     EXPECT_EQ(sim.count_calls(kNas), 0u);
 }
 
-TEST_F(Storage, NoUsbReturns1AndSendsNothing)
-{
-    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", "'1.2.0'"));
-    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "Capability", "'1;1;0;1;1'"));
-    sim.clear_call_log();
-    StatusOut o;
-    uint32_t n = 77;
-    char *point = nullptr;
-    OvanNASFileEntry_t *e = nullptr;
-    EXPECT_EQ(Ovan_NAS_GetFileNum("/f", &n, &o.status, &o.errmsg), 1);
-    EXPECT_EQ(Ovan_NAS_ListFolder("/f", 1, 2, &e, &o.status, &o.errmsg), 1);
-    EXPECT_EQ(Ovan_NAS_CreateFolter("/f", &o.status, &o.errmsg), 1);
-    EXPECT_EQ(Ovan_NAS_Copy("/f", "/g", &n, &o.status, &o.errmsg), 1);
-    EXPECT_EQ(Ovan_NAS_GetCopyProgress(1, &n, &o.status, &o.errmsg), 1);
-    EXPECT_EQ(Ovan_USBMount(1, &point, &o.status, &o.errmsg), 1);
-    EXPECT_EQ(Ovan_USBUnMount("/mnt/usb1_1", &o.status, &o.errmsg), 1);
-    EXPECT_EQ(Ovan_USBSetLabel(obj_path(kDev2), "L", &o.status, &o.errmsg), 1);
-    EXPECT_EQ(n, 77u);
-    EXPECT_EQ(o.status, 77u);
-    EXPECT_EQ(point, nullptr);
-    EXPECT_EQ(sim.count_calls(), 2u) << "the version and the capability";
-    // The readers are not gated.
-    uint32_t count = 0;
-    EXPECT_EQ(Ovan_GetUSBDeviceObjs(nullptr, &count), 0);
-    EXPECT_EQ(count, 3u);
-}
-
 }  // namespace

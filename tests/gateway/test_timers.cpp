@@ -311,31 +311,6 @@ TEST_F(Timers, FailedReadsLogTheirOwnLines)
 
 // ---- paths: refused before the bus ----
 
-TEST_F(Timers, InstancePathsChecked)
-{
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetWiFiExTimerObjs(nullptr, &n), 0);  // the WiFi guard asks once
-    sim.clear_call_log();
-    OvanObjPath_t unterminated;
-    std::memset(unterminated.str, 'x', sizeof unterminated.str);
-    std::memcpy(unterminated.str, kSleepTimer1, sizeof kSleepTimer1 - 1);
-    OvanWiFiExTimer_t ex{};
-    OvanSleepTimer_t sl{};
-    for (const OvanObjPath_t &p : {obj_path(kExTimers), obj_path(kSleepTimers), obj_path(""),
-                                   obj_path("/com/quv/igd1/Config/PortMapping/1"), unterminated}) {
-        EXPECT_EQ(OvanGetWiFiExTimer(p, &ex), -1);
-        EXPECT_EQ(OvanDelWiFiExTimer(p), -1);
-        EXPECT_EQ(OvanGetSleepTimer(p, &sl), -1);
-        EXPECT_EQ(OvanDelSleepTimer(p), -1);
-    }
-    EXPECT_EQ(OvanGetSleepTimer(obj_path(kSleepTimer1), nullptr), -1);
-    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWiFiExTimer", "invalid parameter."));
-    EXPECT_TRUE(logged(LOG_ERR, "OvanDelWiFiExTimer", "Invalid Path."));
-    EXPECT_TRUE(logged(LOG_ERR, "OvanGetSleepTimer", "invalid Path or NULL obj."));
-    EXPECT_TRUE(logged(LOG_ERR, "OvanDelSleepTimer", "Invalid Parameter."));
-    EXPECT_EQ(sim.count_calls(), 0u);
-}
-
 // ---- add and delete ----
 
 TEST_F(Timers, AddReadDelete)
@@ -375,39 +350,5 @@ TEST_F(Timers, FailedAddObjectKeepsTheRecord)
 }
 
 // ---- the WiFi guard ----
-
-TEST_F(Timers, WithoutWiFiOnlyLEDAndSleepTimersWork)
-{
-    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Info/Device", "com.quv.igd1.DeviceInfo", "Capability", "'1;1;1;0;0'"));
-    OvanWiFiBandSteering_t bs;
-    std::memset(&bs, 0x5A, sizeof bs);
-    OvanWiFiTimer_t timer = valid_wifi_timer();
-    X ex = valid_ex_timer();
-    OvanWiFiExTimer_t *list = &ex;
-    uint32_t n = 77;
-    const std::vector<std::function<int32_t()>> guarded = {
-        [&] { return OvanGetWiFiBandSteering(&bs); },
-        [&] { return OvanSetWiFiBandSteering(&bs); },
-        [&] { return OvanGetWiFiTimer(&timer); },
-        [&] { return OvanSetWiFiTimer(&timer); },
-        [&] { return OvanGetWiFiExTimerObjs(&list, &n); },
-        [&] { return OvanGetWiFiExTimer(obj_path(kExTimer1), &ex); },
-        [&] { return OvanSetWiFiExTimer(obj_path(kExTimer1), &ex); },
-        [&] { return OvanAddWiFiExTimer(&ex); },
-        [&] { return OvanDelWiFiExTimer(obj_path(kExTimer1)); },
-    };
-    for (size_t i = 0; i < guarded.size(); i++)
-        EXPECT_EQ(guarded[i](), 1) << "member " << i;
-    EXPECT_EQ(list, &ex);
-    EXPECT_EQ(n, 77u);
-    EXPECT_EQ(bs.Enable, 0x5A5A5A5A);
-    EXPECT_EQ(sim.count_calls(kExTimers), 0u);
-
-    OvanLED_t led{};
-    EXPECT_EQ(OvanGetLED(&led), 0);
-    EXPECT_STREQ(led.Status, "ON");
-    EXPECT_EQ(OvanGetSleepTimerObjs(nullptr, &n), 0);
-    EXPECT_EQ(n, 2u);
-}
 
 }  // namespace

@@ -350,20 +350,4 @@ TEST_F(VoiceCWMP, SimulatedCallSettingsSendThreeKeys)
     EXPECT_EQ(keys, "CalledNumber,DialDTMFConfirmEnable,DialDTMFConfirmNumber");
 }
 
-TEST_F(VoiceCWMP, PoorQualityStatsAreListedAndRead)
-{
-    OvanVoicePoorQualityStats_t *stats = nullptr;
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetVoicePoorQualityStatsObjs(&stats, &n), 0);
-    ASSERT_EQ(n, 2u);
-    EXPECT_STREQ(stats[1].Codec, "G.729");
-    EXPECT_EQ(stats[1].FarEndUDPPort, 41200u);
-    g_free(stats);
-    OvanVoicePoorQualityStats_t one{};
-    EXPECT_EQ(OvanGetVoicePoorQualityStats(obj_path("/com/quv/igd1/Info/Voice/PoorQualityStats/1"), &one), 0);
-    EXPECT_STREQ(one.FarEndIPAddress, "10.200.1.17");
-    EXPECT_EQ(OvanGetVoicePoorQualityStats(obj_path("/com/quv/igd1/Info/Voice/PoorQualityStats"), &one), -1);
-    EXPECT_TRUE(logged(LOG_ERR, "OvanGetVoicePoorQualityStats", "invalid parameter."));
-}
-
 }  // namespace

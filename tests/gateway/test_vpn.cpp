@@ -63,37 +63,6 @@ OvanVPNConnection_t valid_connection()
 
 class Vpn : public SimTest {};
 
-TEST_F(Vpn, ListingReadsEveryFieldAndList)
-{
-    OvanVPNConnection_t *objs = nullptr;
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetVPNConnObjs(&objs, &n), 0);
-    ASSERT_EQ(n, 3u);  // two connections and the statistics object of the first
-    const OvanVPNConnection_t &c = objs[0];
-    EXPECT_STREQ(c.path, kConn1);
-    EXPECT_STREQ(c.tunnel_name, "office");
-    EXPECT_EQ(c.vpn_enable, 1);
-    EXPECT_EQ(c.vpn_status, 1);
-    EXPECT_STREQ(c.vpn_port, "1701");
-    ASSERT_EQ(c.domains_num, 2u);
-    EXPECT_STREQ(c.domains[1], "wiki.office.example");
-    ASSERT_EQ(c.ips_num, 2u);
-    EXPECT_STREQ(c.ips[0], "10.20.0.0/16");
-    EXPECT_EQ(c.terminal_mac_num, 0u);
-    EXPECT_EQ(objs[2].terminal_mac_num, 2u);
-    free_records(objs, n);
-
-    OvanUptVPNConnection_t *up = nullptr;
-    ASSERT_EQ(OvanGetUptVPNConnObjs(&up, &n), 0);
-    ASSERT_EQ(n, 1u);
-    EXPECT_STREQ(up[0].status, "connected");
-    EXPECT_STREQ(up[0].remoteip, "10.99.0.1");
-    EXPECT_EQ(up[0].reserved, 0u);
-    EXPECT_STREQ(up[0].ips[0], "203.0.113.0/24");
-    free_records(up, n);
-    EXPECT_TRUE(logged(7, "OvanGetUptVPNConnObjs", "enter. vpn from framework")) << dump();
-}
-
 TEST_F(Vpn, SetChecksValues)
 {
     struct Case {

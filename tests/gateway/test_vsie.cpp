@@ -289,23 +289,4 @@ TEST_F(VSIE, StationsUnderTwoInterfaceNames)
     EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIEManager", "NULL obj")) << dump();
 }
 
-TEST_F(VSIE, NoWiFiReturns1)
-{
-    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", "'1.2.0'"));
-    ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "Capability", "'1;1;1;0;0'"));
-    sim.clear_call_log();
-    OvanBeaconTxVSIE_t b{};
-    OvanRoamingConfig_t r{};
-    StatusOut o;
-    uint32_t n = 77;
-    EXPECT_EQ(OvanGetBeaconTxVSIE(obj_path(kBeacon1), &b), 1);
-    EXPECT_EQ(OvanGetRoamingConfig(&r), 1);
-    EXPECT_EQ(OvanStartBeaconTxVSIE(obj_path(kBeacon1), &o.status, &o.errmsg), 1);
-    EXPECT_EQ(OvanGetSTAInfoObjs(nullptr, &n), 1);
-    EXPECT_EQ(OvanGetProbeRxVSIERecordObjs(obj_path(kProbeRx1), nullptr, &n), 1);
-    EXPECT_EQ(o.status, 77u);
-    EXPECT_EQ(n, 77u);
-    EXPECT_EQ(sim.count_calls(), 2u) << "the version and the capability";
-}
-
 }  // namespace

@@ -33,76 +33,7 @@ protected:
 
 // ---- the capability guard ----
 
-// Every function of the family, called with outputs that must survive a refusal.
-struct Outputs {
-    uint32_t status = 77;
-    char *errmsg = kUntouchedText;
-    char *score = kUntouchedText;
-    OvanWiFiInfo_t info;
-    OvanWiFiInfov4_t info4;
-    Outputs()
-    {
-        std::memset(&info, 0xA5, sizeof info);
-        std::memset(&info4, 0xA5, sizeof info4);
-    }
-    bool untouched() const
-    {
-        OvanWiFiInfo_t a;
-        OvanWiFiInfov4_t b;
-        std::memset(&a, 0xA5, sizeof a);
-        std::memset(&b, 0xA5, sizeof b);
-        return status == 77 && errmsg == kUntouchedText && score == kUntouchedText &&
-               std::memcmp(&a, &info, sizeof a) == 0 && std::memcmp(&b, &info4, sizeof b) == 0;
-    }
-};
-
-struct Member {
-    const char *name;
-    std::function<int32_t(Outputs &)> call;
-};
-
-const std::vector<Member> &members()
-{
-    static const std::vector<Member> all = {
-        {"OvanGetWiFiInfo", [](Outputs &o) { return OvanGetWiFiInfo(&o.info); }},
-        {"OvanGetWiFiInfov4", [](Outputs &o) { return OvanGetWiFiInfov4(&o.info4); }},
-        {"OvanWiFiDiscClient", [](Outputs &o) { return OvanWiFiDiscClient(kMac, "1", &o.status, &o.errmsg); }},
-        {"OvanWiFiSetSameSSID", [](Outputs &o) { return OvanWiFiSetSameSSID("1", "5", &o.status, &o.errmsg); }},
-        {"OvanWiFiCancelSameSSID", [](Outputs &o) { return OvanWiFiCancelSameSSID(&o.status, &o.errmsg); }},
-        {"OvanWiFiSwitchChannel", [](Outputs &o) { return OvanWiFiSwitchChannel("2.4G", &o.status, &o.errmsg); }},
-        {"OvanWiFiChannelCollectionRequest",
-         [](Outputs &o) { return OvanWiFiChannelCollectionRequest("5G", &o.status, &o.errmsg); }},
-        {"OvanWiFiChannelCollection",
-         [](Outputs &o) { return OvanWiFiChannelCollection("5G", &o.score, &o.status, &o.errmsg); }},
-        {"OvanWiFiSetEnable", [](Outputs &) { return OvanWiFiSetEnable(0, 0); }},
-        {"OvanWiFiSetRatePriority", [](Outputs &) { return OvanWiFiSetRatePriority(1, 1); }},
-    };
-    return all;
-}
-
-TEST_F(WiFi, NoWiFiOnVersion2GatewayReturns1WithOutputsUntouched)
-{
-    set_device("DBusInterfaceVersion", "'1.2.0'");
-    set_device("Capability", "'1;1;1;0;0'");
-    ASSERT_TRUE(sim.clear_call_log());
-    for (const Member &m : members()) {
-        Outputs out;
-        EXPECT_EQ(m.call(out), 1) << m.name;
-        EXPECT_TRUE(out.untouched()) << m.name;
-    }
-    EXPECT_EQ(wifi_calls(), 0u) << "nothing reaches the WiFi object";
-    // The capability was read once for the whole process.
-    EXPECT_EQ(sim.count_calls(kDevice), 2u) << "the version and the capability, once each";
-    EXPECT_EQ(wifivalinit, 1);
-    EXPECT_EQ(supportwifi, 0u);
-    EXPECT_EQ(gwdbusver, 2);
-    // Only the two channel-scan members log their entry before asking.
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiChannelCollection", "enter")) << dump();
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiChannelCollectionRequest", "enter")) << dump();
-    EXPECT_FALSE(log.contains("OvanWiFiDiscClient: enter")) << dump();
-    EXPECT_FALSE(log.contains("OvanGetWiFiInfo: info(")) << dump();
-}
-
+// (A gateway without WiFi: test_registry.cpp, over every guarded function and command.)
 TEST_F(WiFi, Version1GatewaySkipsTheCapabilityQuestion)
 {
     set_device("DBusInterfaceVersion", "'1.1.0'");
@@ -139,53 +70,6 @@ TEST_F(WiFi, FailedCapabilityReadIsAFailureAndIsAskedAgain)
 
 // ---- getters ----
 
-TEST_F(WiFi, GetWiFiInfoReadsEveryKindOfField)
-{
-    OvanWiFiInfo_t info{};
-    ASSERT_EQ(OvanGetWiFiInfo(&info), 0) << dump();
-    EXPECT_STREQ(info.path, kWiFi);
-    EXPECT_EQ(info.Enable2G, 1);
-    EXPECT_EQ(info.DualBand, 1);
-    EXPECT_STREQ(info.WiFiMode, "802.11b/g/n/ax");
-    EXPECT_EQ(info.SameSSIDStatus, 0);
-    EXPECT_EQ(info.RxBytes, 1048576000u);
-    EXPECT_EQ(info.TxDropPkts, 9u);
-    EXPECT_EQ(info.RatePriority, 0);
-    EXPECT_EQ(info.RatePriority5G, 1);
-    EXPECT_EQ(info.ChannelScanStatus, 2);
-    EXPECT_STREQ(info.ChannelScanFinishTime, "2024-05-01 08:30:00");
-    ASSERT_EQ(info.ChannelScanScoreNum, 3u);
-    ASSERT_NE(info.ChannelScanScore, nullptr);
-    EXPECT_STREQ(info.ChannelScanScore[0], "1:82");
-    EXPECT_STREQ(info.ChannelScanScore[2], "11:90");
-    EXPECT_STREQ(info.ChannelScanFinishTime5G, "2024-05-01 08:31:00");
-    ASSERT_EQ(info.ChannelScanScore5GNum, 4u);
-    EXPECT_STREQ(info.ChannelScanScore5G[3], "157:60");
-    GStr entry(g_strdup_printf("info(%p)", static_cast<void *>(&info)));
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetWiFiInfo", entry.get())) << dump();
-    g_free(info.ChannelScanScore);
-    g_free(info.ChannelScanScore5G);
-}
-
-TEST_F(WiFi, V4LayoutAddsBeaconTypesAndMultiAPFlag)
-{
-    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "SupportedBeaconType", ("'" + std::string(70, 'b') + "'").c_str()));
-    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "MAPAgent", "byte 255"));
-    OvanWiFiInfov4_t info{};
-    ASSERT_EQ(OvanGetWiFiInfov4(&info), 0) << dump();
-    EXPECT_EQ(info.DualBand, 1);
-    EXPECT_EQ(std::string(info.SupportedBeaconType), std::string(64, 'b'));
-    EXPECT_EQ(info.MAPAgent, 255);
-    EXPECT_EQ(info.SameSSIDStatus, 0);
-    EXPECT_EQ(info.TxBytes, 2097152000u);
-    EXPECT_EQ(info.RatePriority5G, 1);
-    EXPECT_EQ(info.ChannelScanScoreNum, 3u);
-    ASSERT_EQ(info.ChannelScanScore5GNum, 4u);
-    EXPECT_STREQ(info.ChannelScanScore5G[0], "36:95");
-    g_free(info.ChannelScanScore);
-    g_free(info.ChannelScanScore5G);
-}
-
 TEST_F(WiFi, LongValuesAreCutWithoutTouchingTheirNeighbours)
 {
     ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "WiFiMode", ("'" + std::string(80, 'm') + "'").c_str()));
@@ -210,19 +94,6 @@ TEST_F(WiFi, LongValuesAreCutWithoutTouchingTheirNeighbours)
     EXPECT_EQ(info.ChannelScanStatus5G, 2);
     g_free(info.ChannelScanScore);
     g_free(info.ChannelScanScore5G);
-}
-
-TEST_F(WiFi, EmptyScoreListLeavesThePointerAsTheCallerHadIt)
-{
-    ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "ChannelScanScore5G", "@as []"));
-    char sentinel[1][64] = {"mine"};
-    OvanWiFiInfo_t info{};
-    info.ChannelScanScore5GNum = 9;
-    info.ChannelScanScore5G = sentinel;
-    ASSERT_EQ(OvanGetWiFiInfo(&info), 0);
-    EXPECT_EQ(info.ChannelScanScore5GNum, 0u);
-    EXPECT_EQ(info.ChannelScanScore5G, sentinel);
-    g_free(info.ChannelScanScore);
 }
 
 // ---- actions ----
