@@ -36,10 +36,12 @@ tar xzf "$uci_tar" -C "$work/uci"
 
 common=(-G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_LUA=OFF -DCMAKE_INSTALL_PREFIX="$prefix"
         -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_FIND_ROOT_PATH="$prefix")
-# A host build finds its own libubox wherever the prefix is; a cross build leaves
-# that to the target's loader.
+# A host build finds its own libubox wherever the prefix is; a cross build's
+# libraries find each other beside themselves (under the emulator, and wherever a
+# device keeps them together).
 if [ -n "$toolchain" ]; then
-  common+=(-DCMAKE_TOOLCHAIN_FILE="$toolchain")
+  # shellcheck disable=SC2016  # $ORIGIN is for the loader
+  common+=(-DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_INSTALL_RPATH='$ORIGIN:$ORIGIN/../lib')
 else
   common+=(-DCMAKE_INSTALL_RPATH="$prefix/lib")
 fi
