@@ -137,11 +137,7 @@ GPtr<GVariant> daemon_call(const PrivateBus &bus, const char *method, GVariant *
 {
     GPtr<GVariant> owned = ref_sink(args);
     GPtr<GError> err;
-    GPtr<GDBusConnection> conn(g_dbus_connection_new_for_address_sync(
-        bus.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, out(err)));
+    GPtr<GDBusConnection> conn = open_connection(bus.address(), out(err));
     if (!conn) {
         ADD_FAILURE() << "cannot connect to " << bus.address() << ": " << err->message;
         return nullptr;
