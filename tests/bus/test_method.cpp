@@ -390,7 +390,7 @@ namespace {
 TEST(NoBus, CallsFailWithTheConnectionLine)
 {
     // A bus nobody listens on: GIO cannot connect at all.
-    lumo::test::TempRoot dir(false);
+    lumo::test::TempRoot dir(nullptr);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + dir.path("/nobus")).c_str(), 1);
     lumo::test::LogCapture log;
     GVariant *out = reinterpret_cast<GVariant *>(0x1);

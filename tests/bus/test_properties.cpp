@@ -7,6 +7,7 @@
 #include <string>
 
 #include "bus_support/bus_fixture.hpp"
+#include "support/temp_root.hpp"
 
 namespace {
 
@@ -385,7 +386,7 @@ TEST_F(Properties, SetMultiRefusesWhatIsNotADictionary)
 
 TEST(PropertiesDeathTest, LimitsExceededEndsTheProcess)
 {
-    ScopedTmpDir tmp;
+    TempRoot tmp("TMPDIR");  // the children leave their private buses there
     EXPECT_EXIT(
         {
             PrivateBus bus;

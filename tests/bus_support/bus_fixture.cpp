@@ -2,9 +2,6 @@
 
 #include <syslog.h>
 
-#include <cstdlib>
-#include <ftw.h>
-#include <sys/wait.h>
 
 namespace lumo::test {
 
@@ -90,36 +87,6 @@ bool wait_until(const std::function<bool()> &done, int timeout_ms)
         g_usleep(2000);
     }
     return true;
-}
-
-namespace {
-int remove_entry(const char *path, const struct stat *, int, struct FTW *)
-{
-    return ::remove(path);
-}
-}  // namespace
-
-ScopedTmpDir::ScopedTmpDir()
-{
-    char templ[] = "/tmp/lumo3-bustest-XXXXXX";
-    if (mkdtemp(templ))
-        dir_ = templ;
-    if (const char *old = getenv("TMPDIR")) {
-        had_ = true;
-        saved_ = old;
-    }
-    if (!dir_.empty())
-        setenv("TMPDIR", dir_.c_str(), 1);
-}
-
-ScopedTmpDir::~ScopedTmpDir()
-{
-    if (had_)
-        setenv("TMPDIR", saved_.c_str(), 1);
-    else
-        unsetenv("TMPDIR");
-    if (!dir_.empty())
-        nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
 }
 
 RunResult gdbus_call(const PrivateBus &bus, const std::string &dest, const std::string &path,

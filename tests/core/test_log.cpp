@@ -20,19 +20,14 @@ using lumo::test::TempRoot;
 
 constexpr int kUser = 8;  // syslog's user facility
 
-// Points LUMO_PROC_DIR at a fake /proc whose stat file for this process holds `stat`.
-class FakeProc {
-public:
-    explicit FakeProc(const std::string &stat) : root_(false)
+// A fake /proc (LUMO_PROC_DIR) whose stat file for this process holds `stat`.
+struct FakeProc {
+    explicit FakeProc(const std::string &stat)
     {
         if (!stat.empty())
-            root_.write("/" + std::to_string(getpid()) + "/stat", stat);
-        setenv("LUMO_PROC_DIR", root_.dir().c_str(), 1);
+            root.write("/" + std::to_string(getpid()) + "/stat", stat);
     }
-    ~FakeProc() { unsetenv("LUMO_PROC_DIR"); }
-
-private:
-    TempRoot root_;
+    TempRoot root{"LUMO_PROC_DIR"};
 };
 
 std::string captured_stdout_of(void (*fn)())
