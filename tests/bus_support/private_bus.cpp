@@ -87,6 +87,20 @@ int terminate(GPid pid)
     return 128 + SIGKILL;
 }
 
+// Terminates a child started by spawn() and closes its output; its exit status, or -1.
+int end_child(GPid &pid, int &fd)
+{
+    if (pid <= 0)
+        return -1;
+    const int status = terminate(pid);
+    g_spawn_close_pid(pid);
+    pid = 0;
+    if (fd >= 0)
+        close(fd);
+    fd = -1;
+    return status;
+}
+
 int remove_entry(const char *path, const struct stat *, int, struct FTW *)
 {
     return ::remove(path);
@@ -281,15 +295,9 @@ bool PrivateBus::start()
 
 bool PrivateBus::stop()
 {
-    if (pid_ <= 0)
-        return false;
-    terminate(pid_);
-    g_spawn_close_pid(pid_);
-    pid_ = 0;
-    if (out_fd_ >= 0)
-        close(out_fd_);
-    out_fd_ = -1;
-    return true;
+    const bool running = pid_ > 0;
+    end_child(pid_, out_fd_);
+    return running;
 }
 
 // ---------------------------------------------------------------------------
@@ -343,16 +351,8 @@ bool Simulator::wait_ready(int timeout_ms)
 int Simulator::stop()
 {
     conn_.reset();
-    if (pid_ <= 0)
-        return -1;
-    int status = terminate(pid_);
-    g_spawn_close_pid(pid_);
-    pid_ = 0;
     ready_ = false;
-    if (out_fd_ >= 0)
-        close(out_fd_);
-    out_fd_ = -1;
-    return status;
+    return end_child(pid_, out_fd_);
 }
 
 GDBusConnection *Simulator::connection()

@@ -263,14 +263,11 @@ TEST(GwsimBus, RestartKeepsTheAddressAndTheSimulatorComesBack)
     EXPECT_EQ(sim.stop(), 0);
 }
 
-// Runs lumo-gwsim directly; returns its exit status and what it wrote.
-int run_gwsim(std::vector<std::string> args, std::string *out_text, std::string *err_text)
+// Runs lumo-gwsim directly.
+RunResult run_gwsim(std::vector<std::string> args)
 {
     args.insert(args.begin(), gwsim_path());
-    RunResult r = run_program(args);
-    *out_text = r.out;
-    *err_text = r.err;
-    return r.exit_status;
+    return run_program(args);
 }
 
 TEST(GwsimModel, CustomModelFileAndAddressFile)
@@ -334,22 +331,28 @@ TEST(GwsimModel, BadModelsAreRefusedWithTheGroupNamed)
     for (const auto &c : cases) {
         SCOPED_TRACE(c.text);
         ASSERT_TRUE(g_file_set_contents(path.c_str(), c.text, -1, nullptr));
-        std::string so, se;
-        EXPECT_EQ(run_gwsim({"--model", path, "--address", "unix:path=/nonexistent/bus"}, &so, &se), 2);
-        EXPECT_NE(se.find(c.needle), std::string::npos) << se;
-        EXPECT_EQ(so, "");
+        RunResult r = run_gwsim({"--model", path, "--address", "unix:path=/nonexistent/bus"});
+        EXPECT_EQ(r.exit_status, 2);
+        EXPECT_NE(r.err.find(c.needle), std::string::npos) << r.err;
+        EXPECT_EQ(r.out, "");
     }
     g_unlink(path.c_str());
     g_rmdir(dir.get());
 
-    std::string so, se;
-    EXPECT_EQ(run_gwsim({"--help"}, &so, &se), 0);
-    EXPECT_NE(so.find("--write-address-file"), std::string::npos);
-    EXPECT_EQ(run_gwsim({"--print-default-model"}, &so, &se), 0);
-    EXPECT_NE(so.find("[/com/quv/igd1/Info/Device com.quv.igd1.DeviceInfo]"), std::string::npos);
-    // No bus there: a clear failure, not a hang.
-    EXPECT_EQ(run_gwsim({"--address", "unix:path=/nonexistent/bus"}, &so, &se), 1);
-    EXPECT_NE(se.find("cannot connect"), std::string::npos) << se;
+    const struct {
+        std::vector<std::string> args;
+        int status;
+        const char *needle;  // in standard output on success, else in standard error
+    } runs[] = {
+        {{"--help"}, 0, "--write-address-file"},
+        {{"--print-default-model"}, 0, "[/com/quv/igd1/Info/Device com.quv.igd1.DeviceInfo]"},
+        {{"--address", "unix:path=/nonexistent/bus"}, 1, "cannot connect"},  // a clear failure, not a hang
+    };
+    for (const auto &c : runs) {
+        RunResult r = run_gwsim(c.args);
+        EXPECT_EQ(r.exit_status, c.status) << c.args[0];
+        EXPECT_NE((c.status ? r.err : r.out).find(c.needle), std::string::npos) << r.out << r.err;
+    }
 }
 
 TEST(GwsimModel, SecondSimulatorOnTheSameBusFails)
@@ -358,9 +361,9 @@ TEST(GwsimModel, SecondSimulatorOnTheSameBusFails)
     ASSERT_TRUE(bus.ok());
     Simulator sim(bus);
     ASSERT_TRUE(sim.ok());
-    std::string so, se;
-    EXPECT_EQ(run_gwsim({"--address", bus.address()}, &so, &se), 1);
-    EXPECT_NE(se.find("has another owner"), std::string::npos) << se;
+    RunResult r = run_gwsim({"--address", bus.address()});
+    EXPECT_EQ(r.exit_status, 1);
+    EXPECT_NE(r.err.find("has another owner"), std::string::npos) << r.err;
 }
 
 }  // namespace
