@@ -23,11 +23,7 @@ public:
     {
         { std::lock_guard<std::mutex> hold(lock_); }  // publishes the members to the signal's thread
         GPtr<GError> err;
-        conn_.reset(g_dbus_connection_new_for_address_sync(
-            bus.address().c_str(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, out(err)));
+        conn_ = open_connection(bus.address(), out(err));
         if (!conn_) {
             ADD_FAILURE() << err->message;
             return;

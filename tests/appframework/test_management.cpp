@@ -139,72 +139,57 @@ TEST_F(Management, InterfaceHasAMethodPerCallbackInFixedOrder)
     EXPECT_EQ(r.out.find("Stop"), std::string::npos) << r.out;
 }
 
-TEST_F(Management, FrameworkCallsReachTheCallbacks)
+// Each method as the framework calls it, with the full table, then with a table of
+// missing callbacks (the object keeps its methods; the table is read at each call),
+// then with callbacks that answer NULL.
+TEST_F(Management, FrameworkCallsReachTheCallbacksOrAnswerWithoutThem)
 {
     ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
-    ASSERT_NE(reg(&kFull), nullptr) << dump();
+    static const OvanAppMgtFuncs_t empty = {};
+    static const OvanAppMgtFuncs_t nulls = {nullptr, nullptr, nullptr, null_msg, null_text};
     const struct {
+        const OvanAppMgtFuncs_t *funcs;
         const char *method;
         std::vector<std::string> args;
         int exit_status;
-        const char *out;  // in standard output on success, in standard error on failure
+        const char *out;    // in standard output on success, in standard error on failure
+        const char *field;  // the callback logged as missing
     } cases[] = {
-        {"Stop", {}, 0, "(0,)"},
-        {"Reload", {}, 1, "org.freedesktop.DBus.Error.Failed"},  // a non-zero result is an error
-        {"Restore", {}, 0, "(0,)"},
-        {"PostMsg", {"héllo there"}, 0, "('héllo there',)"},
-        {"GetStatistics", {}, 0, "('{\"uptime\":42}',)"},
-        {"Nope", {}, 1, "UnknownMethod"},
+        {&kFull, "Stop", {}, 0, "(0,)", nullptr},
+        {&kFull, "Reload", {}, 1, "org.freedesktop.DBus.Error.Failed", nullptr},  // a non-zero result is an error
+        {&kFull, "Restore", {}, 0, "(0,)", nullptr},
+        {&kFull, "PostMsg", {"héllo there"}, 0, "('héllo there',)", nullptr},
+        {&kFull, "GetStatistics", {}, 0, "('{\"uptime\":42}',)", nullptr},
+        {&kFull, "Nope", {}, 1, "UnknownMethod", nullptr},
+        {&empty, "Stop", {}, 0, "(0,)", "stop"},
+        {&empty, "Reload", {}, 0, "(0,)", "reload"},
+        {&empty, "Restore", {}, 0, "(0,)", "restore_factory"},
+        {&empty, "PostMsg", {"x"}, 0, "('',)", "post_msg"},
+        {&empty, "GetStatistics", {}, 1, "com.quv.demo do not provide GetStatistics callback", "get_stats"},
+        {&nulls, "PostMsg", {"x"}, 0, "('',)", nullptr},
+        {&nulls, "GetStatistics", {}, 1, "com.quv.demo get_stats callback returned no valid text", nullptr},
     };
+    const OvanAppMgtFuncs_t *registered = nullptr;
     for (const auto &c : cases) {
         SCOPED_TRACE(c.method);
+        if (c.funcs != registered) {
+            ASSERT_NE(reg(registered = c.funcs), nullptr) << dump();
+        }
         RunResult r = call(c.method, c.args);
         EXPECT_EQ(r.exit_status, c.exit_status) << r.out << r.err;
         EXPECT_NE((c.exit_status == 0 ? r.out : r.err).find(c.out), std::string::npos) << r.out << r.err;
+        if (c.field) {
+            EXPECT_TRUE(logged(LOG_INFO, "_handle_method_call",
+                               std::string("com.quv.demo ") + c.field + " callback is null"))
+                << dump();
+        }
+        if (c.funcs == &empty && c.exit_status) {
+            EXPECT_STREQ(OvanGetErrMsg(), "com.quv.demo do not provide GetStatistics callback");
+        }
     }
     EXPECT_EQ(g_stops, 1);
     EXPECT_TRUE(g_in_loop_thread);
     EXPECT_EQ(last_message(), "héllo there");
-}
-
-TEST_F(Management, MissingOrNullCallbacksAnswerWithoutCrashing)
-{
-    ASSERT_EQ(OvanDBusStartService(kDemo), 0) << dump();
-    ASSERT_NE(reg(&kFull), nullptr) << dump();
-    // The object keeps its methods; the table read at each call has none.
-    static const OvanAppMgtFuncs_t empty = {};
-    ASSERT_NE(reg(&empty), nullptr);
-    const struct {
-        const char *method;
-        std::vector<std::string> args;
-        int exit_status;
-        const char *out, *field;
-    } cases[] = {
-        {"Stop", {}, 0, "(0,)", "stop"},
-        {"Reload", {}, 0, "(0,)", "reload"},
-        {"Restore", {}, 0, "(0,)", "restore_factory"},
-        {"PostMsg", {"x"}, 0, "('',)", "post_msg"},
-        {"GetStatistics", {}, 1, "com.quv.demo do not provide GetStatistics callback", "get_stats"},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.method);
-        RunResult r = call(c.method, c.args);
-        EXPECT_EQ(r.exit_status, c.exit_status) << r.out << r.err;
-        EXPECT_NE((c.exit_status == 0 ? r.out : r.err).find(c.out), std::string::npos) << r.out << r.err;
-        EXPECT_TRUE(logged(LOG_INFO, "_handle_method_call", std::string("com.quv.demo ") + c.field +
-                                                                " callback is null"))
-            << dump();
-    }
-    EXPECT_STREQ(OvanGetErrMsg(), "com.quv.demo do not provide GetStatistics callback");
-
-    // Callbacks that answer NULL: an empty message, an error for statistics.
-    static const OvanAppMgtFuncs_t nulls = {nullptr, nullptr, nullptr, null_msg, null_text};
-    ASSERT_NE(reg(&nulls), nullptr);
-    RunResult r = call("PostMsg", {"x"});
-    EXPECT_NE(r.out.find("('',)"), std::string::npos) << r.out << r.err;
-    r = call("GetStatistics");
-    EXPECT_EQ(r.exit_status, 1);
-    EXPECT_NE(r.err.find("com.quv.demo get_stats callback returned no valid text"), std::string::npos) << r.err;
 }
 
 TEST_F(Management, DispatcherIgnoresUnknownMethods)
@@ -262,28 +247,23 @@ protected:
     TempRoot root;
 };
 
+// From any thread, on the path of the application's id (all 32 bits of it).
 TEST_F(Alarm, SentFromTheApplicationsFrameworkPath)
 {
-    ASSERT_EQ(OvanDBusStartService("com.quv.demo1"), 0) << dump();
-    AlarmWatch alarms(bus);
-    int32_t ret = -2;
-    std::thread other([&] { ret = OvanAppSendAlarm("disk full"); });  // any thread may send
-    other.join();
-    EXPECT_EQ(ret, 0) << dump();
-    EXPECT_TRUE(alarms.wait());
-    EXPECT_EQ(alarms.path, "/com/quv/appframework1/apps/7");
-    EXPECT_EQ(alarms.args, "('disk full',)");
-    EXPECT_TRUE(logged(LOG_INFO, "OvanAppSendAlarm", "object path is /com/quv/appframework1/apps/7 (com.quv.demo1)"))
-        << dump();
-}
-
-TEST_F(Alarm, ApplicationIdsUseAll32Bits)
-{
-    ASSERT_EQ(OvanDBusStartService("com.quv.big1"), 0) << dump();
-    AlarmWatch alarms(bus);
-    EXPECT_EQ(OvanAppSendAlarm("x"), 0) << dump();
-    EXPECT_TRUE(alarms.wait());
-    EXPECT_EQ(alarms.path, "/com/quv/appframework1/apps/4294967295");
+    for (const auto &[service, id] : {std::pair{"com.quv.demo1", "7"}, std::pair{"com.quv.big1", "4294967295"}}) {
+        ASSERT_EQ(OvanDBusStartService(service), 0) << dump();
+        AlarmWatch alarms(bus);
+        int32_t ret = -2;
+        std::thread other([&] { ret = OvanAppSendAlarm("disk full"); });
+        other.join();
+        EXPECT_EQ(ret, 0) << dump();
+        EXPECT_TRUE(alarms.wait());
+        const std::string path = std::string("/com/quv/appframework1/apps/") + id;
+        EXPECT_EQ(alarms.path, path);
+        EXPECT_EQ(alarms.args, "('disk full',)");
+        EXPECT_TRUE(logged(LOG_INFO, "OvanAppSendAlarm", "object path is " + path + " (" + service + ")")) << dump();
+        ASSERT_EQ(OvanDBusStopService(), 0);
+    }
 }
 
 TEST_F(Alarm, RefusedWithoutServiceMessageOrApplicationId)

@@ -43,7 +43,7 @@ protected:
         return words;
     }
 
-    TempRoot root{false};
+    TempRoot root{nullptr};
     std::string out;
     LogCapture log;
 };

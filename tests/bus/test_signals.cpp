@@ -1,13 +1,7 @@
 // Signals on the hosted service's connection: emitting, subscribing, dispatching
 // to the application's handlers in the "mainLoop" thread.
-#include <errno.h>
-#include <poll.h>
 #include <pthread.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <mutex>
@@ -212,67 +206,20 @@ TEST_F(Signals, HandlerOfARemovedSubscriptionIsNotCalled)
     EXPECT_TRUE(logged(LOG_DEBUG, "_OvanBusGenericSignalFunction", "Empty user_data, illegal."));
 }
 
-// `gdbus monitor` watching the service's signals, as another process on the bus.
-class Monitor {
-public:
-    Monitor(const PrivateBus &bus, const char *name)
-    {
-        std::vector<std::string> args{"gdbus", "monitor", "--address", bus.address(), "--dest", name};
-        std::vector<char *> argv;
-        for (auto &a : args)
-            argv.push_back(const_cast<char *>(a.c_str()));
-        argv.push_back(nullptr);
-        GPtr<GError> err;
-        if (!g_spawn_async_with_pipes(
-                nullptr, argv.data(), nullptr,
-                static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_STDERR_TO_DEV_NULL),
-                [](gpointer) { prctl(PR_SET_PDEATHSIG, SIGTERM); }, nullptr, &pid_, nullptr, &fd_, nullptr,
-                lumo::out(err)))
-            ADD_FAILURE() << "cannot run gdbus monitor: " << err->message;
-    }
-    ~Monitor()
-    {
-        if (pid_ > 0) {
-            kill(pid_, SIGTERM);
-            waitpid(pid_, nullptr, 0);
-            g_spawn_close_pid(pid_);
-        }
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    // Everything printed so far (without blocking longer than wait_ms).
-    const std::string &output(int wait_ms)
-    {
-        pollfd p{fd_, POLLIN, 0};
-        while (fd_ >= 0 && poll(&p, 1, wait_ms) > 0) {
-            char buf[512];
-            ssize_t n = read(fd_, buf, sizeof buf);
-            if (n <= 0)
-                break;
-            text_.append(buf, static_cast<size_t>(n));
-            wait_ms = 0;
-        }
-        return text_;
-    }
-
-private:
-    GPid pid_ = 0;
-    int fd_ = -1;
-    std::string text_;
-};
-
 TEST_F(Signals, BroadcastReachesAnotherProcess)
 {
-    Monitor monitor(bus, kName);
-    // The monitor subscribes asynchronously: emit until it shows the signal.
+    // `gdbus monitor` as another process on the bus; it subscribes asynchronously:
+    // emit until it shows the signal.
+    Background monitor({"gdbus", "monitor", "--address", bus.address(), "--dest", kName});
+    auto shown = [](const std::string &t) { return t.find("com.example.Test.Hello ('world', uint32 7)") != std::string::npos; };
     bool seen = false;
     for (int i = 0; i < 100 && !seen; ++i) {
         ASSERT_EQ(OvanDBusEmitSignal(nullptr, "/com/example/Obj", "com.example.Test", "Hello",
                                      g_variant_new("(su)", "world", 7u)),
                   1);
-        seen = monitor.output(50).find("com.example.Test.Hello ('world', uint32 7)") != std::string::npos;
+        seen = monitor.read_until(false, shown, 50);
     }
-    EXPECT_TRUE(seen) << monitor.output(0);
+    EXPECT_TRUE(seen) << monitor.out;
     for (const auto &l : log.lines())
         EXPECT_FALSE(l.priority == LOG_ERR && l.text.find("] OvanDBusEmitSignal: ") != std::string::npos) << l.text;
 }

@@ -2,9 +2,6 @@
 
 #include <syslog.h>
 
-#include <cstdlib>
-#include <ftw.h>
-#include <sys/wait.h>
 
 namespace lumo::test {
 
@@ -92,36 +89,6 @@ bool wait_until(const std::function<bool()> &done, int timeout_ms)
     return true;
 }
 
-namespace {
-int remove_entry(const char *path, const struct stat *, int, struct FTW *)
-{
-    return ::remove(path);
-}
-}  // namespace
-
-ScopedTmpDir::ScopedTmpDir()
-{
-    char templ[] = "/tmp/lumo3-bustest-XXXXXX";
-    if (mkdtemp(templ))
-        dir_ = templ;
-    if (const char *old = getenv("TMPDIR")) {
-        had_ = true;
-        saved_ = old;
-    }
-    if (!dir_.empty())
-        setenv("TMPDIR", dir_.c_str(), 1);
-}
-
-ScopedTmpDir::~ScopedTmpDir()
-{
-    if (had_)
-        setenv("TMPDIR", saved_.c_str(), 1);
-    else
-        unsetenv("TMPDIR");
-    if (!dir_.empty())
-        nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
-}
-
 RunResult gdbus_call(const PrivateBus &bus, const std::string &dest, const std::string &path,
                      const std::string &method, const std::vector<std::string> &args, int timeout_s)
 {
@@ -137,11 +104,7 @@ GPtr<GVariant> daemon_call(const PrivateBus &bus, const char *method, GVariant *
 {
     GPtr<GVariant> owned = ref_sink(args);
     GPtr<GError> err;
-    GPtr<GDBusConnection> conn(g_dbus_connection_new_for_address_sync(
-        bus.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, out(err)));
+    GPtr<GDBusConnection> conn = open_connection(bus.address(), out(err));
     if (!conn) {
         ADD_FAILURE() << "cannot connect to " << bus.address() << ": " << err->message;
         return nullptr;

@@ -58,20 +58,6 @@ void quiet_shared_connection();
 // Polls `done` every few milliseconds for at most timeout_ms.
 bool wait_until(const std::function<bool()> &done, int timeout_ms = 5000);
 
-// A fresh directory as TMPDIR for the object's lifetime, removed with its contents
-// afterwards: death-test children leave their private bus directories there.
-class ScopedTmpDir {
-public:
-    ScopedTmpDir();
-    ~ScopedTmpDir();
-    ScopedTmpDir(const ScopedTmpDir &) = delete;
-    ScopedTmpDir &operator=(const ScopedTmpDir &) = delete;
-
-private:
-    std::string dir_, saved_;
-    bool had_ = false;
-};
-
 // `gdbus call` as an outside client of the private bus.
 RunResult gdbus_call(const PrivateBus &bus, const std::string &dest, const std::string &path,
                      const std::string &method, const std::vector<std::string> &args, int timeout_s = 5);

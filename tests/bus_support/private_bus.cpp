@@ -87,18 +87,23 @@ int terminate(GPid pid)
     return 128 + SIGKILL;
 }
 
+// Terminates a child started by spawn() and closes its output; its exit status, or -1.
+int end_child(GPid &pid, int &fd)
+{
+    if (pid <= 0)
+        return -1;
+    const int status = terminate(pid);
+    g_spawn_close_pid(pid);
+    pid = 0;
+    if (fd >= 0)
+        close(fd);
+    fd = -1;
+    return status;
+}
+
 int remove_entry(const char *path, const struct stat *, int, struct FTW *)
 {
     return ::remove(path);
-}
-
-GPtr<GDBusConnection> open_connection(const std::string &address, GError **error)
-{
-    return GPtr<GDBusConnection>(g_dbus_connection_new_for_address_sync(
-        address.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, error));
 }
 
 std::string from_env(const char *var, const char *fallback)
@@ -168,6 +173,67 @@ RunResult run_program(const std::vector<std::string> &argv)
     return r;
 }
 
+GPtr<GDBusConnection> open_connection(const std::string &address, GError **error)
+{
+    return GPtr<GDBusConnection>(g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, error));
+}
+
+Background::Background(const std::vector<std::string> &argv)
+{
+    std::vector<char *> args;
+    for (const auto &a : argv)
+        args.push_back(const_cast<char *>(a.c_str()));
+    args.push_back(nullptr);
+    GPtr<GError> error;
+    if (!g_spawn_async_with_pipes(nullptr, args.data(), nullptr,
+                                  static_cast<GSpawnFlags>(G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_SEARCH_PATH),
+                                  die_with_parent, nullptr, &pid_, nullptr, &out_fd_, &err_fd_, lumo::out(error)))
+        ADD_FAILURE() << "cannot start " << argv[0] << ": " << error->message;
+}
+
+Background::~Background()
+{
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    for (int fd : {out_fd_, err_fd_})
+        if (fd >= 0)
+            close(fd);
+}
+
+bool Background::read_until(bool from_err, const std::function<bool(const std::string &)> &done, int timeout_ms)
+{
+    const int fd = from_err ? err_fd_ : out_fd_;
+    std::string &text = from_err ? err : out;
+    const gint64 end = g_get_monotonic_time() + gint64(timeout_ms) * 1000;
+    while (!done(text)) {
+        const int left = int((end - g_get_monotonic_time()) / 1000);
+        pollfd p{fd, POLLIN, 0};
+        if (fd < 0 || left <= 0 || poll(&p, 1, left) <= 0)
+            return false;
+        char buf[512];
+        const ssize_t n = read(fd, buf, sizeof buf);
+        if (n <= 0)
+            return false;
+        text.append(buf, size_t(n));
+    }
+    return true;
+}
+
+int Background::wait()
+{
+    int status = 0;
+    if (pid_ <= 0 || waitpid(pid_, &status, 0) != pid_)
+        return -1;
+    pid_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 // ---------------------------------------------------------------------------
 // PrivateBus
 
@@ -229,15 +295,9 @@ bool PrivateBus::start()
 
 bool PrivateBus::stop()
 {
-    if (pid_ <= 0)
-        return false;
-    terminate(pid_);
-    g_spawn_close_pid(pid_);
-    pid_ = 0;
-    if (out_fd_ >= 0)
-        close(out_fd_);
-    out_fd_ = -1;
-    return true;
+    const bool running = pid_ > 0;
+    end_child(pid_, out_fd_);
+    return running;
 }
 
 // ---------------------------------------------------------------------------
@@ -291,16 +351,8 @@ bool Simulator::wait_ready(int timeout_ms)
 int Simulator::stop()
 {
     conn_.reset();
-    if (pid_ <= 0)
-        return -1;
-    int status = terminate(pid_);
-    g_spawn_close_pid(pid_);
-    pid_ = 0;
     ready_ = false;
-    if (out_fd_ >= 0)
-        close(out_fd_);
-    out_fd_ = -1;
-    return status;
+    return end_child(pid_, out_fd_);
 }
 
 GDBusConnection *Simulator::connection()

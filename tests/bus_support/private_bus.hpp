@@ -2,6 +2,7 @@
 // simulator running on it. Nothing here ever touches the machine's own buses.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -143,6 +144,30 @@ struct RunResult {
     std::string out, err;
 };
 RunResult run_program(const std::vector<std::string> &argv);
+
+// A program running in the background (it dies with the test process); its output is
+// read as it comes. Killed and reaped on destruction.
+class Background {
+public:
+    explicit Background(const std::vector<std::string> &argv);
+    ~Background();
+    Background(const Background &) = delete;
+    Background &operator=(const Background &) = delete;
+
+    // Reads standard output (or error) on until done(text) holds; false when the time
+    // is up or the stream ended first.
+    bool read_until(bool from_err, const std::function<bool(const std::string &)> &done, int timeout_ms = 10000);
+    // Waits for the exit: its status, -1 when it did not exit normally.
+    int wait();
+    std::string out, err;
+
+private:
+    GPid pid_ = 0;
+    int out_fd_ = -1, err_fd_ = -1;
+};
+
+// A private connection of its own to the bus at `address` (null and *error set on failure).
+GPtr<GDBusConnection> open_connection(const std::string &address, GError **error = nullptr);
 
 // Paths of the programs and files the harness uses.
 std::string gwsim_path();

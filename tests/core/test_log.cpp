@@ -20,19 +20,14 @@ using lumo::test::TempRoot;
 
 constexpr int kUser = 8;  // syslog's user facility
 
-// Points LUMO_PROC_DIR at a fake /proc whose stat file for this process holds `stat`.
-class FakeProc {
-public:
-    explicit FakeProc(const std::string &stat) : root_(false)
+// A fake /proc (LUMO_PROC_DIR) whose stat file for this process holds `stat`.
+struct FakeProc {
+    explicit FakeProc(const std::string &stat)
     {
         if (!stat.empty())
-            root_.write("/" + std::to_string(getpid()) + "/stat", stat);
-        setenv("LUMO_PROC_DIR", root_.dir().c_str(), 1);
+            root.write("/" + std::to_string(getpid()) + "/stat", stat);
     }
-    ~FakeProc() { unsetenv("LUMO_PROC_DIR"); }
-
-private:
-    TempRoot root_;
+    TempRoot root{"LUMO_PROC_DIR"};
 };
 
 std::string captured_stdout_of(void (*fn)())
@@ -97,38 +92,31 @@ TEST(Log, ReopenAfterCloseDoesNotReuseFreedName)
     EXPECT_EQ(log.last_facility, kUser);
 }
 
+// Echo is decided at open: by a flag file of any kind, never for qzrconfig.
 TEST(Log, EchoFlagDecidedAtOpen)
 {
-    TempRoot root;
-    LogCapture log;
-    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
-    EXPECT_EQ(OvanLogOpen(kUser, "echoer"), 1);
-    EXPECT_EQ(OvanIsLogInitialized(), 3);
-    OvanLogClose();
-    ::remove(root.path("/tmp/.uci/enable_lumo_stdio_print").c_str());
-    EXPECT_EQ(OvanLogOpen(kUser, "echoer"), 0);
-    EXPECT_EQ(OvanIsLogInitialized(), 1);
-    // A flag file made after the open changes nothing until the next open.
-    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
-    std::string out = captured_stdout_of([] { OvanLog(6, "quiet"); });
-    EXPECT_EQ(out, "");
-}
-
-TEST(Log, FlagFileMayBeAnyKindOfFile)
-{
-    TempRoot root;
-    LogCapture log;
-    g_mkdir_with_parents(root.path("/tmp/.uci/enable_lumo_stdio_print").c_str(), 0755);
-    EXPECT_EQ(OvanLogOpen(kUser, "dirflag"), 1);
-}
-
-TEST(Log, QzrconfigNeverEchoes)
-{
-    TempRoot root;
-    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
-    LogCapture log;
-    EXPECT_EQ(OvanLogOpen(kUser, "qzrconfig"), 0);
-    EXPECT_EQ(OvanIsLogInitialized(), 1);
+    const struct {
+        const char *ident;
+        int flag;  // 0: none, 1: a file, 2: a directory
+        int32_t opened, state;
+    } cases[] = {{"echoer", 1, 1, 3}, {"echoer", 0, 0, 1}, {"dirflag", 2, 1, 3}, {"qzrconfig", 1, 0, 1}};
+    for (const auto &c : cases) {
+        TempRoot root;
+        LogCapture log;
+        const std::string flag = root.path("/tmp/.uci/enable_lumo_stdio_print");
+        if (c.flag == 1)
+            root.write("/tmp/.uci/enable_lumo_stdio_print", "");
+        if (c.flag == 2)
+            g_mkdir_with_parents(flag.c_str(), 0755);
+        EXPECT_EQ(OvanLogOpen(kUser, c.ident), c.opened) << c.ident << " " << c.flag;
+        EXPECT_EQ(OvanIsLogInitialized(), c.state) << c.ident << " " << c.flag;
+        // A flag file made after the open changes nothing until the next open.
+        if (c.flag == 0) {
+            root.write("/tmp/.uci/enable_lumo_stdio_print", "");
+            EXPECT_EQ(captured_stdout_of([] { OvanLog(6, "quiet"); }), "");
+        }
+        OvanLogClose();
+    }
 }
 
 TEST(Log, EchoLineHasMillisecondStampAndMessage)
@@ -151,7 +139,6 @@ struct IdentCase {
 };
 
 void PrintTo(const IdentCase &c, std::ostream *os) { *os << '"' << c.ident << '"'; }
-
 
 class ProcessIdent : public testing::TestWithParam<IdentCase> {};
 
@@ -186,7 +173,6 @@ struct ServiceIdentCase {
 };
 
 void PrintTo(const ServiceIdentCase &c, std::ostream *os) { *os << '"' << c.service << '"'; }
-
 
 class ServiceIdent : public testing::TestWithParam<ServiceIdentCase> {};
 
@@ -236,35 +222,29 @@ TEST(Log, MessageCutAt1023Characters)
     EXPECT_EQ(log.lines()[1].text, "[UnknownService] T: " + std::string(1023, 'b') + "\n");
 }
 
+// A name table ends with a null name of value -1.
+void expect_table(const OvanLogCode_t *table, std::initializer_list<std::pair<const char *, int>> want)
+{
+    size_t i = 0;
+    for (const auto &[name, value] : want) {
+        ASSERT_NE(table[i].c_name, nullptr) << i;
+        EXPECT_STREQ(table[i].c_name, name);
+        EXPECT_EQ(table[i].c_val, value) << name;
+        i++;
+    }
+    EXPECT_EQ(table[i].c_name, nullptr);
+    EXPECT_EQ(table[i].c_val, -1);
+}
+
 TEST(Log, NameTablesInOrder)
 {
-    const std::pair<const char *, int> facilities[] = {
-        {"auth", 32},     {"authpriv", 80}, {"cron", 72},     {"daemon", 24},   {"ftp", 88},      {"kern", 0},
-        {"lpr", 48},      {"mail", 16},     {"mark", 192},    {"news", 56},     {"security", 32}, {"syslog", 40},
-        {"user", 8},      {"uucp", 64},     {"local0", 128},  {"local1", 136},  {"local2", 144},  {"local3", 152},
-        {"local4", 160},  {"local5", 168},  {"local6", 176},  {"local7", 184}};
-    size_t i = 0;
-    for (const auto &[name, value] : facilities) {
-        ASSERT_NE(facilitynames[i].c_name, nullptr) << i;
-        EXPECT_STREQ(facilitynames[i].c_name, name);
-        EXPECT_EQ(facilitynames[i].c_val, value) << name;
-        i++;
-    }
-    EXPECT_EQ(facilitynames[i].c_name, nullptr);
-    EXPECT_EQ(facilitynames[i].c_val, -1);
-
-    const std::pair<const char *, int> priorities[] = {
-        {"alert", 1}, {"crit", 2}, {"debug", 7}, {"emerg", 0},  {"err", 3},  {"error", 3},
-        {"info", 6},  {"none", 16}, {"notice", 5}, {"panic", 0}, {"warn", 4}, {"warning", 4}};
-    i = 0;
-    for (const auto &[name, value] : priorities) {
-        ASSERT_NE(prioritynames[i].c_name, nullptr) << i;
-        EXPECT_STREQ(prioritynames[i].c_name, name);
-        EXPECT_EQ(prioritynames[i].c_val, value) << name;
-        i++;
-    }
-    EXPECT_EQ(prioritynames[i].c_name, nullptr);
-    EXPECT_EQ(prioritynames[i].c_val, -1);
+    expect_table(facilitynames,
+                 {{"auth", 32},    {"authpriv", 80}, {"cron", 72},     {"daemon", 24},   {"ftp", 88},      {"kern", 0},
+                  {"lpr", 48},     {"mail", 16},     {"mark", 192},    {"news", 56},     {"security", 32}, {"syslog", 40},
+                  {"user", 8},     {"uucp", 64},     {"local0", 128},  {"local1", 136},  {"local2", 144},  {"local3", 152},
+                  {"local4", 160}, {"local5", 168},  {"local6", 176},  {"local7", 184}});
+    expect_table(prioritynames, {{"alert", 1}, {"crit", 2},  {"debug", 7},  {"emerg", 0}, {"err", 3},  {"error", 3},
+                                 {"info", 6},  {"none", 16}, {"notice", 5}, {"panic", 0}, {"warn", 4}, {"warning", 4}});
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "bus_support/private_bus.hpp"
+#include "support/temp_root.hpp"
 #include "tools/lumoctl/registry.hpp"
 
 namespace lumo::test {
@@ -42,21 +43,8 @@ struct Gateway {
 
 class Capture : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        gchar *made = g_dir_make_tmp("lumo3-capture-XXXXXX", nullptr);
-        ASSERT_NE(made, nullptr);
-        dir = made;
-        g_free(made);
-    }
-    void TearDown() override
-    {
-        for (const char *name : {"a.model", "b.model"})
-            g_unlink(file(name).c_str());
-        g_rmdir(dir.c_str());
-    }
-    std::string file(const char *name) const { return dir + "/" + name; }
-    std::string dir;
+    std::string file(const char *name) const { return dir.path(std::string("/") + name); }
+    TempRoot dir{nullptr};
 };
 
 TEST_F(Capture, EveryRegistryReadAlikeFromTheReplay)

@@ -16,19 +16,26 @@ int remove_entry(const char *path, const struct stat *, int, struct FTW *)
 }
 }  // namespace
 
-TempRoot::TempRoot(bool redirect) : redirect_(redirect)
+TempRoot::TempRoot(const char *env) : env_(env ? env : "")
 {
     char *d = g_dir_make_tmp("lumo3-test-XXXXXX", nullptr);
     dir_ = d ? d : "";
     g_free(d);
-    if (redirect_)
-        setenv("LUMO_SYSROOT", dir_.c_str(), 1);
+    if (env_.empty())
+        return;
+    if (const char *old = getenv(env)) {
+        had_ = true;
+        saved_ = old;
+    }
+    setenv(env, dir_.c_str(), 1);
 }
 
 TempRoot::~TempRoot()
 {
-    if (redirect_)
-        unsetenv("LUMO_SYSROOT");
+    if (had_)
+        setenv(env_.c_str(), saved_.c_str(), 1);
+    else if (!env_.empty())
+        unsetenv(env_.c_str());
     if (!dir_.empty())
         nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
 }

@@ -1,5 +1,7 @@
-// A temporary directory used as the library's redirected root (LUMO_SYSROOT) for
-// the lifetime of the object; removed with everything in it afterwards.
+// A temporary directory, removed with everything in it afterwards. While it lives an
+// environment variable names it: LUMO_SYSROOT (the library's redirected root) by
+// default, TMPDIR for death tests whose children leave their private buses behind,
+// or none; the variable's previous value comes back afterwards.
 #pragma once
 
 #include <string>
@@ -8,8 +10,7 @@ namespace lumo::test {
 
 class TempRoot {
 public:
-    // With redirect=false the directory is made but LUMO_SYSROOT is left alone.
-    explicit TempRoot(bool redirect = true);
+    explicit TempRoot(const char *env = "LUMO_SYSROOT");
     ~TempRoot();
     TempRoot(const TempRoot &) = delete;
     TempRoot &operator=(const TempRoot &) = delete;
@@ -24,8 +25,8 @@ public:
     bool exists(const std::string &rel) const;
 
 private:
-    std::string dir_;
-    bool redirect_;
+    std::string dir_, env_, saved_;
+    bool had_ = false;
 };
 
 }  // namespace lumo::test

@@ -361,7 +361,7 @@ TEST(UciDifferential, SeededSequences)
     auto pick = [](std::mt19937 &rng, const auto &pool) { return pool[rng() % std::size(pool)]; };
     testing::internal::CaptureStderr();  // the failures the sequences provoke
     for (unsigned seed = 1; seed <= 16; ++seed) {
-        TempRoot own_root(false), sys_root(false);
+        TempRoot own_root(nullptr), sys_root(nullptr);
         struct Side {
             const TempRoot &root;
             BackendKind kind;
