@@ -68,7 +68,10 @@ if [ $# -eq 0 ] && [ "${LUMO_CROSS:-1}" != 0 ]; then
     step "cross $arch"
     uci=own
     [ "$arch" = armhf ] && uci=system
-    LUMO_CROSS_UCI=$uci LUMO_CROSS_STEPS="build test" scripts/cross.sh "$arch"
+    # Lightly optimised and without debug information: quicker to build, and the tests
+    # run several times faster under the emulator.
+    LUMO_CROSS_CMAKE_ARGS=${LUMO_CROSS_CMAKE_ARGS:-"-DCMAKE_C_FLAGS_DEBUG=-O1 -DCMAKE_CXX_FLAGS_DEBUG=-O1"} \
+      LUMO_CROSS_UCI=$uci LUMO_CROSS_STEPS="build test" scripts/cross.sh "$arch"
   done
 fi
 
