@@ -2,6 +2,9 @@
 
 #include <syslog.h>
 
+#include "lumo3_servers.h"
+#include "lumo3_wlan.h"
+
 
 namespace lumo::test {
 
@@ -134,6 +137,15 @@ std::string name_owner(const PrivateBus &bus, const std::string &name)
         return "";
     g_variant_get(r.get(), "(&s)", &owner);
     return owner;
+}
+
+void GuardedSimTest::SetUp()
+{
+    SimTest::SetUp();
+    uint32_t n = 0;
+    ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
+    OvanFTPServer_t ftp{};
+    ASSERT_EQ(Ovan_GetFTPServer(&ftp), 0);
 }
 
 }  // namespace lumo::test

@@ -100,4 +100,11 @@ protected:
     Simulator sim{bus};
 };
 
+// For sweeps over every object: the WiFi and USB capability guards ask the gateway
+// once per process, so they are asked here, before a sweep counts its calls.
+class GuardedSimTest : public SimTest {
+protected:
+    void SetUp() override;
+};
+
 }  // namespace lumo::test

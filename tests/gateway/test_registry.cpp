@@ -43,18 +43,8 @@ struct Records {
     void *at(uint32_t i) { return block ? static_cast<char *>(block) + i * e.table->record_size : one.data(); }
 };
 
-class Registry : public SimTest {
+class Registry : public lumo::test::GuardedSimTest {
 protected:
-    void SetUp() override
-    {
-        SimTest::SetUp();
-        // The WiFi and USB guards ask the gateway once per process: ask them now.
-        uint32_t n = 0;
-        ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
-        OvanFTPServer_t ftp{};
-        ASSERT_EQ(Ovan_GetFTPServer(&ftp), 0);
-    }
-
     // Reads every instance of the entry: the singleton, the listing, or the listing
     // below the first parent. False when the entry has no reader.
     bool read(const Entry &e, Records &r)

@@ -25,19 +25,8 @@ void put(void *rec, size_t offset, T v)
     std::memcpy(static_cast<char *>(rec) + offset, &v, sizeof v);
 }
 
-class RegistryText : public SimTest {
+class RegistryText : public lumo::test::GuardedSimTest {
 protected:
-    void SetUp() override
-    {
-        SimTest::SetUp();
-        // The WiFi and USB capability guards ask the gateway once per process: ask
-        // them now.
-        uint32_t n = 0;
-        ASSERT_EQ(OvanGetWLANDeviceObjs(nullptr, &n), 0);
-        OvanFTPServer_t ftp{};
-        ASSERT_EQ(Ovan_GetFTPServer(&ftp), 0);
-    }
-
     // A realistic record to start from, so that the family's own checks pass and
     // the text is what gets judged: the singleton, or the first instance.
     std::vector<char> base(const lumoctl::Entry &e)
