@@ -74,11 +74,11 @@ void check_record(const std::string &what, const gw::RecordTable &t, const unsig
     }
 }
 
-// Frees the string-list blocks the library allocated into a record.
+// Frees the string-list and byte blocks the library allocated into a record.
 void release_lists(const gw::RecordTable &t, unsigned char *rec, unsigned char passed)
 {
     for (const gw::Field &f : t.fields) {
-        if (f.type != gw::Type::StrList)
+        if (f.type != gw::Type::StrList && f.type != gw::Type::Bytes)
             continue;
         if (!all(rec + f.aux, sizeof(void *), passed)) {
             void *block;
