@@ -537,8 +537,12 @@ int main(int argc, char **argv)
         } else {
             sim.reset();
             // A loaded machine may fail a spawn now and then: that is not the library's.
-            for (int tries = 0; tries < 3 && !(sim && sim->ok()); tries++)
+            // A failed attempt is stopped before the next starts, or it may still hold
+            // the gateway's name.
+            for (int tries = 0; tries < 3 && !(sim && sim->ok()); tries++) {
+                sim.reset();
                 sim = std::make_unique<lumo::test::Simulator>(bus, sim_options);
+            }
         }
         restarts++;
         // The gateway's values came back without a change signal; then a change
