@@ -203,7 +203,8 @@ int run_cached_list(const void *, unsigned, uint64_t)
     return rc;
 }
 
-std::atomic<uint64_t> g_lost{0};
+// Counters are word-sized: 32-bit MIPS has no 64-bit atomics without libatomic.
+std::atomic<unsigned long> g_lost{0};
 
 // Add, read back, write, read back, delete, and the rule must be gone: a value that
 // does not read back is lost (a failed call is only a failure).
@@ -369,7 +370,7 @@ struct Run {
     Clock::time_point start = Clock::now();
     std::vector<Op> ops;
     Pause pause;
-    std::atomic<uint64_t> calls{0};
+    std::atomic<unsigned long> calls{0};
     std::atomic<bool> done{false};
     std::mutex mutex;  // guards the rest
     std::vector<Window> windows;

@@ -27,7 +27,8 @@ void print(bool json, const Json &value, const std::string &text)
         std::printf("%s\n", text.c_str());
 }
 
-std::atomic<uint64_t> g_sent{0};  // calls that went to the framework
+// Word-sized: 32-bit MIPS has no 64-bit atomics without libatomic.
+std::atomic<unsigned long> g_sent{0};  // calls that went to the framework
 
 GDBusMessage *count_sent(GDBusConnection *, GDBusMessage *message, gboolean incoming, gpointer)
 {

@@ -33,12 +33,13 @@ void on_alarm(int)
 
 // --- what the library sends and gets back ----------------------------------------
 
-std::atomic<uint64_t> g_sent{0};
+// Counters are word-sized: 32-bit MIPS has no 64-bit atomics without libatomic.
+std::atomic<unsigned long> g_sent{0};
 // AddObject and DeleteObject: an add whose write the library refuses sends the pair
 // and nothing else (the new object is deleted again).
-std::atomic<uint64_t> g_added{0};
-std::atomic<uint64_t> g_deleted{0};
-std::atomic<uint64_t> g_errors{0};
+std::atomic<unsigned long> g_added{0};
+std::atomic<unsigned long> g_deleted{0};
+std::atomic<unsigned long> g_errors{0};
 std::mutex g_error_lock;
 std::string g_last_error;
 
