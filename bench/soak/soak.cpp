@@ -589,14 +589,14 @@ int main(int argc, char **argv)
                 fprintf(stderr, "failure at %.2f s: %s\n", t, run.ops[k].name.c_str());
         }
     }
-    printf("calls: %" PRIu64 " in %.1f s, %.0f calls/s\n", run.calls.load(), elapsed,
+    printf("calls: %lu in %.1f s, %.0f calls/s\n", run.calls.load(), elapsed,
            static_cast<double>(run.calls) / elapsed);
     printf("restarts: %u of the gateway (one of them of the bus daemon)\n", restarts);
     printf("failures: %" PRIu64 " outside the restart windows, %" PRIu64 " inside\n", outside, inside);
     for (size_t k = 0; k < run.ops.size(); k++)
         if (run.op_failures[k])
             printf("  %s: %" PRIu64 "\n", run.ops[k].name.c_str(), run.op_failures[k]);
-    printf("written values lost: %" PRIu64 "\n", g_lost.load());
+    printf("written values lost: %lu\n", g_lost.load());
     double worst = 0;
     for (double t : agree_after)
         worst = std::max(worst, t);
