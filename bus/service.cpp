@@ -28,6 +28,25 @@ const char *nn(const char *s)
 // returned finds no loop rather than a freed one.
 // Set by the starting thread, read by whichever thread GIO calls the name callbacks in.
 std::atomic<GMainLoop *> g_owning_loop{nullptr};
+// Whether the name request has been answered. The answer may be dispatched by the
+// loop thread of a service stopped just before (it runs the same main context until
+// it sees its quit), even before the starting thread runs the temporary loop; a quit
+// given then would be lost, so the starting thread also looks at this flag.
+std::atomic<bool> g_owning_answered{false};
+
+void answer_owning()
+{
+    g_owning_answered = true;
+    if (GMainLoop *loop = g_owning_loop.load())
+        g_main_loop_quit(loop);
+}
+
+gboolean quit_when_answered(gpointer loop)
+{
+    if (g_owning_answered.load())
+        g_main_loop_quit(static_cast<GMainLoop *>(loop));
+    return G_SOURCE_CONTINUE;
+}
 
 void free_context(OvanDBusServiceContext_t *ctx)
 {
@@ -45,8 +64,7 @@ void free_context(OvanDBusServiceContext_t *ctx)
 
 void on_name_acquired(GDBusConnection *, const gchar *, gpointer)
 {
-    if (GMainLoop *loop = g_owning_loop.load())
-        g_main_loop_quit(loop);
+    answer_owning();
 }
 
 void on_name_lost(GDBusConnection *connection, const gchar *name, gpointer)
@@ -57,8 +75,7 @@ void on_name_lost(GDBusConnection *connection, const gchar *name, gpointer)
              static_cast<void *>(g_owning_loop.load()), static_cast<void *>(ctx ? ctx->main_context : nullptr));
     if (ctx)
         __atomic_store_n(&ctx->errState, 1, __ATOMIC_RELEASE);  // read by the starting thread
-    if (GMainLoop *loop = g_owning_loop.load())
-        g_main_loop_quit(loop);
+    answer_owning();
 }
 
 struct LoopThreadArgs {
@@ -353,11 +370,20 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
     GPtr<GMainContext> context(g_main_context_ref_thread_default());
     if (ctx->connection) {
         GPtr<GMainLoop> owning(g_main_loop_new(context.get(), FALSE));
+        g_owning_answered = false;
         g_owning_loop = owning.get();
+        // Catches an answer whose quit came before the loop ran (see g_owning_answered).
+        GPtr<GSource> check(g_timeout_source_new(20));
+        // Its own reference: the stopped service's loop thread may be running it.
+        g_source_set_callback(check.get(), quit_when_answered, g_main_loop_ref(owning.get()),
+                              reinterpret_cast<GDestroyNotify>(g_main_loop_unref));
+        g_source_attach(check.get(), context.get());
         // The full name is requested; the context keeps it cut to its field.
         ctx->owner_id = g_bus_own_name_on_connection(ctx->connection, service_name, G_BUS_NAME_OWNER_FLAGS_NONE,
                                                      on_name_acquired, on_name_lost, nullptr, nullptr);
-        g_main_loop_run(owning.get());
+        if (!g_owning_answered.load())
+            g_main_loop_run(owning.get());
+        g_source_destroy(check.get());
         g_owning_loop = nullptr;
     } else {
         on_name_lost(nullptr, service_name, nullptr);  // no bus: the name is lost at once

@@ -28,6 +28,7 @@ LUMO_DEFINE_GDELETER(GDBusConnection, g_object_unref);
 LUMO_DEFINE_GDELETER(GDBusNodeInfo, g_dbus_node_info_unref);
 LUMO_DEFINE_GDELETER(GMainLoop, g_main_loop_unref);
 LUMO_DEFINE_GDELETER(GMainContext, g_main_context_unref);
+LUMO_DEFINE_GDELETER(GSource, g_source_unref);
 LUMO_DEFINE_GDELETER(GKeyFile, g_key_file_unref);
 LUMO_DEFINE_GDELETER(GString, [](GString *s) { g_string_free(s, TRUE); });
 #undef LUMO_DEFINE_GDELETER

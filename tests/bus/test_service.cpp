@@ -278,6 +278,17 @@ TEST_F(Service, StopReleasesTheName)
     EXPECT_EQ(r.out, "('again',)\n");
 }
 
+// The stopped service's loop thread may still be running the same main context when
+// the next start waits for its name there; the answer must not be lost to it.
+TEST_F(Service, StartedAgainRightAfterEachStop)
+{
+    for (int i = 0; i < 100; i++) {
+        SCOPED_TRACE(i);
+        ASSERT_EQ(OvanDBusStartService(i % 2 ? kName : "com.example.other1"), 0) << dump();
+        ASSERT_EQ(OvanDBusStopService(), 0);
+    }
+}
+
 TEST_F(Service, LibraryCallsGoOutOnTheServiceConnection)
 {
     start();
