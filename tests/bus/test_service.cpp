@@ -304,30 +304,61 @@ TEST_F(Service, LibraryCallsGoOutOnTheServiceConnection)
     EXPECT_EQ(name_owner(bus, kName), unique);
 }
 
+// Every kind of request an outside client sends, in one sequence: method callbacks,
+// the standard properties through the getter and setter, the gateway's properties
+// interface routed to the record of the real interface, and callbacks that leave
+// no value (the client gets an error at once, the service lives on).
 TEST_F(Service, OutsideClientsReachTheCallbacksInTheMainLoopThread)
 {
     start();
     register_object();
-
-    RunResult r = call("com.example.Test.Echo", {"'hello there'"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "('hello there',)\n");
-    {
-        std::lock_guard<std::mutex> lock(g_state.mu);
-        EXPECT_EQ(g_state.thread_name, "mainLoop");
-        EXPECT_EQ(g_state.last_iface, kTestIface);
-        EXPECT_EQ(g_state.last_method, "Echo");
+    const struct {
+        std::string method;
+        std::vector<std::string> args;
+        const char *out;  // the exact output; null: the call fails
+        const char *err;  // in standard error when it fails
+        int method_calls;  // calls of the method callback it makes
+        const char *seen_iface, *seen_method;  // what the callback saw (null: not checked)
+    } cases[] = {
+        {"com.example.Test.Echo", {"'hello there'"}, "('hello there',)\n", "", 1, kTestIface, "Echo"},
+        {"com.example.Test.Nothing", {}, "()\n", "", 1, kTestIface, "Nothing"},
+        // A failure with an error tuple becomes a D-Bus error of that domain and code.
+        {"com.example.Test.Fail", {}, nullptr, "org.freedesktop.DBus.Error.AccessDenied: not allowed here", 1,
+         kTestIface, "Fail"},
+        {"org.freedesktop.DBus.Properties.Get", {kTestIface, "Level"}, "(<uint32 7>,)\n", "", 0, "get", "Level"},
+        {"org.freedesktop.DBus.Properties.Set", {kTestIface, "Level", "<uint32 42>"}, "()\n", "", 0, "set", "Level"},
+        // A reply that is not a tuple cannot be sent; a getter leaving the value unset.
+        {"com.example.Test.Untupled", {}, nullptr, "", 1, kTestIface, "Untupled"},
+        {"org.freedesktop.DBus.Properties.Get", {kTestIface, "Unset"}, nullptr, "", 0, "get", "Unset"},
+        {"org.freedesktop.DBus.Properties.GetAll", {kTestIface}, "({'Level': <uint32 42>},)\n", "", 0, nullptr,
+         nullptr},
+        // The callback sees the interface that was called.
+        {"com.quv.igd1.Properties.Get", {kTestIface, "Level"}, "(<uint32 42>,)\n", "", 1, kQuvProps, "Get"},
+        {"com.quv.igd1.Properties.Set", {kTestIface, "Level", "<uint32 6>"}, "()\n", "", 1, kQuvProps, "Set"},
+        {"com.example.Test.Echo", {"'alive'"}, "('alive',)\n", "", 1, kTestIface, "Echo"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.method + (c.args.empty() ? "" : " " + c.args.back()));
+        const int before = g_state.calls;
+        RunResult r = call(c.method, c.args);
+        if (c.out) {
+            EXPECT_EQ(r.exit_status, 0) << r.err;
+            EXPECT_EQ(r.out, c.out);
+        } else {
+            EXPECT_NE(r.exit_status, 0) << r.out;
+            EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
+            EXPECT_EQ(r.err.find("Timeout"), std::string::npos) << "answered at once: " << r.err;
+        }
+        EXPECT_EQ(g_state.calls, before + c.method_calls);
+        if (c.seen_iface) {
+            std::lock_guard<std::mutex> lock(g_state.mu);
+            EXPECT_EQ(g_state.thread_name, "mainLoop");
+            EXPECT_EQ(g_state.last_iface, c.seen_iface);
+            EXPECT_EQ(g_state.last_method, c.seen_method);
+        }
     }
-
-    r = call("com.example.Test.Nothing");
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "()\n");
-
-    // A failure with an error tuple becomes a D-Bus error of that domain and code.
-    r = call("com.example.Test.Fail");
-    EXPECT_NE(r.exit_status, 0);
-    EXPECT_NE(r.err.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos) << r.err;
-    EXPECT_NE(r.err.find("not allowed here"), std::string::npos) << r.err;
+    EXPECT_EQ(g_state.level, 6u);
+    EXPECT_EQ(g_state.props_record_calls, 0) << "the properties interface's own record is not asked";
     EXPECT_EQ(g_state.foreign_user_data, 0) << "user data is handed back unchanged";
 }
 
@@ -344,60 +375,6 @@ TEST_F(Service, StoppedFromItsOwnHandler)
     // The process can host its service again.
     start();
     EXPECT_TRUE(name_has_owner(bus, kName));
-}
-
-TEST_F(Service, StandardPropertiesUseTheGetterAndSetter)
-{
-    start();
-    register_object();
-    g_state.level = 7;
-    RunResult r = call("org.freedesktop.DBus.Properties.Get", {kTestIface, "Level"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "(<uint32 7>,)\n");
-
-    r = call("org.freedesktop.DBus.Properties.Set", {kTestIface, "Level", "<uint32 42>"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(g_state.level, 42u);
-    std::lock_guard<std::mutex> lock(g_state.mu);
-    EXPECT_EQ(g_state.thread_name, "mainLoop");
-    EXPECT_EQ(g_state.last_iface, "set");
-}
-
-TEST_F(Service, CallbacksThatLeaveNoValue)
-{
-    start();
-    register_object();
-    // A reply that is not a tuple cannot be sent: the client gets an error at once.
-    RunResult u = call("com.example.Test.Untupled");
-    EXPECT_NE(u.exit_status, 0) << u.out;
-    EXPECT_EQ(u.err.find("Timeout"), std::string::npos) << u.err;
-    // The getter leaves the value unset: the client gets an error, the service lives on.
-    RunResult r = call("org.freedesktop.DBus.Properties.Get", {kTestIface, "Unset"});
-    EXPECT_NE(r.exit_status, 0) << r.out;
-    r = call("org.freedesktop.DBus.Properties.GetAll", {kTestIface});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "({'Level': <uint32 7>},)\n");
-    r = call("com.example.Test.Echo", {"'alive'"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-}
-
-TEST_F(Service, GatewayPropertiesInterfaceIsRoutedToTheRealInterface)
-{
-    start();
-    register_object();
-    g_state.level = 5;
-    const int before = g_state.calls;
-    RunResult r = call("com.quv.igd1.Properties.Get", {kTestIface, "Level"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "(<uint32 5>,)\n");
-    r = call("com.quv.igd1.Properties.Set", {kTestIface, "Level", "<uint32 6>"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(g_state.level, 6u);
-    EXPECT_EQ(g_state.calls, before + 2);
-    EXPECT_EQ(g_state.props_record_calls, 0) << "the properties interface's own record is not asked";
-    std::lock_guard<std::mutex> lock(g_state.mu);
-    EXPECT_EQ(g_state.last_iface, kQuvProps) << "the callback sees the interface that was called";
-    EXPECT_EQ(g_state.last_method, "Set");
 }
 
 TEST_F(Service, InterfaceWithoutRecordGetsNoAnswer)
