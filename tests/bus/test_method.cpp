@@ -331,41 +331,44 @@ TEST_F(Nodes, LongJoinedPathIsCut)
     g_free(paths);
 }
 
-TEST_F(Nodes, LeafAndInvalidIntrospectionDataLeaveThePathsAlone)
+// A leaf, an absent peer, no path and unusable introspection data: zero, and the
+// paths are left alone.
+TEST_F(Nodes, NothingToListCountsZero)
 {
     ScopedContext ctx;
-    char leaf_sentinel[] = "untouched";
-    char *leaf_paths = leaf_sentinel;
-    int leaf_count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes(kGw, (std::string(kTree) + "/b").c_str(), &leaf_paths, &leaf_count), 0);
-    EXPECT_EQ(leaf_paths, leaf_sentinel);
-    EXPECT_EQ(leaf_count, 0);
-
-    ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", "('<node><node name=\"x\"></nod>',)"));
-    char sentinel[] = "untouched";
-    char *paths = sentinel;
-    int count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 0);
-    EXPECT_EQ(paths, sentinel);
-    EXPECT_EQ(count, 0);
-    const char *err = OvanGetErrMsg();
-    ASSERT_NE(err, nullptr) << "the parser's message is the last error";
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetNumOfNodes", std::string("failed to create node info ") + err))
-        << dump();
-}
-
-TEST_F(Nodes, FailuresCountZero)
-{
-    ScopedContext ctx;
-    int count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes("com.quv.absent1", kTree, nullptr, &count), 0);
-    EXPECT_EQ(count, 0);
-    ASSERT_NE(OvanGetErrMsg(), nullptr);
-    // An introspection answer that is not a string.
-    ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", "(uint32 5,)"));
-    count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, nullptr, &count), 0);
-    EXPECT_EQ(count, 0);
+    const std::string leaf = std::string(kTree) + "/b";
+    const struct {
+        const char *service, *path;
+        const char *introspection;  // a scripted answer (used once), null: the model's
+        bool last_error;  // the bus's or the parser's message is kept
+    } cases[] = {
+        {kGw, leaf.c_str(), nullptr, false},
+        {"com.quv.absent1", kTree, nullptr, true},
+        {kGw, nullptr, nullptr, false},
+        {kGw, kTree, "('<node><node name=\"x\"></nod>',)", true},
+        {kGw, kTree, "(uint32 5,)", false},  // not a string
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.introspection ? c.introspection : c.service);
+        if (c.introspection) {
+            ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", c.introspection, 0, true));
+        }
+        OvanSetErrMsg(nullptr);
+        char sentinel[] = "untouched";
+        char *paths = sentinel;
+        int count = -1;
+        EXPECT_EQ(OvanGetNumOfNodes(c.service, c.path, &paths, &count), 0);
+        EXPECT_EQ(paths, sentinel);
+        EXPECT_EQ(count, 0);
+        if (c.last_error) {
+            ASSERT_NE(OvanGetErrMsg(), nullptr);
+        }
+        if (c.last_error && c.introspection) {
+            EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetNumOfNodes",
+                               std::string("failed to create node info ") + OvanGetErrMsg()))
+                << dump();
+        }
+    }
     EXPECT_EQ(OvanGetNumOfNodes(kGw, nullptr, nullptr, nullptr), 0);
 }
 
