@@ -468,74 +468,54 @@ TEST(NodeHelpers, ParseFindAndRelease)
 
 // ---- the name from the package's control file -------------------------------------
 
-// A fake /proc for this process and a package control file.
-class DerivedName : public Service {
-protected:
-    void SetUp() override
-    {
-        Service::SetUp();
-        setenv("LUMO_PROC_DIR", (root.dir() + "/proc").c_str(), 1);
-    }
-    void TearDown() override
-    {
-        Service::TearDown();
-        unsetenv("LUMO_PROC_DIR");
-    }
-    void set_process(const std::string &name)
-    {
-        root.write("/proc/" + std::to_string(getpid()) + "/stat",
-                   std::to_string(getpid()) + " (" + name + ") S 1 1 1 0 -1 4194560 0 0 0 0\n");
-    }
-    void set_control(const std::string &package, const std::string &text)
-    {
-        root.write("/usr/lib/opkg/info/" + package + ".control", text);
-    }
-
-    TempRoot root;
-};
-
-TEST_F(DerivedName, FromControlFileInLowerCase)
-{
-    set_process("myapp");
-    set_control("myapp",
-                "Package: MyApp  \nVersion: 1.0.3-r1\nDepends: libc\nVendor: ACME\t\nArchitecture: arm\n"
-                "DbusVersion: 2\nDescription: test\n");
-    for (const char *given : {static_cast<const char *>(nullptr), ""}) {
-        ASSERT_EQ(OvanDBusStartService(given), 0) << dump();
-        EXPECT_STREQ(qzr_dbus_service_context->service_name, "com.acme.myapp2");
-        EXPECT_TRUE(name_has_owner(bus, "com.acme.myapp2"));
-        EXPECT_EQ(OvanDBusStopService(), 0);
-    }
-}
-
-TEST_F(DerivedName, IncompleteOrMissingControlFile)
+// Without a name the service takes one from the package's control file, found by
+// the process name (in a fake /proc): com.<vendor>.<package><DbusVersion>, in lower case.
+TEST_F(Service, NameFromTheControlFile)
 {
     struct Case {
         const char *what;
         const char *process;
         const char *control;  // null: no file
+        const char *name;     // null: refused
     } cases[] = {
-        {"no_dbus_version", "myapp", "Package: myapp\nVendor: acme\n"},
-        {"empty_dbus_version", "myapp", "Package: myapp\nVendor: acme\nDbusVersion: \n"},
-        {"no_vendor", "myapp", "Package: myapp\nDbusVersion: 1\n"},
-        {"no_file", "myapp", nullptr},
-        {"process_name_too_long", "averyveryverylongname", "Package: x\nVendor: y\nDbusVersion: 1\n"},
+        {"complete", "myapp",
+         "Package: MyApp  \nVersion: 1.0.3-r1\nDepends: libc\nVendor: ACME\t\nArchitecture: arm\n"
+         "DbusVersion: 2\nDescription: test\n",
+         "com.acme.myapp2"},
+        {"no_dbus_version", "myapp", "Package: myapp\nVendor: acme\n", nullptr},
+        {"empty_dbus_version", "myapp", "Package: myapp\nVendor: acme\nDbusVersion: \n", nullptr},
+        {"no_vendor", "myapp", "Package: myapp\nDbusVersion: 1\n", nullptr},
+        {"no_file", "myapp", nullptr, nullptr},
+        {"process_name_too_long", "averyveryverylongname", "Package: x\nVendor: y\nDbusVersion: 1\n", nullptr},
     };
     for (const auto &c : cases) {
-        TempRoot fresh;
-        setenv("LUMO_PROC_DIR", (fresh.dir() + "/proc").c_str(), 1);
-        fresh.write("/proc/" + std::to_string(getpid()) + "/stat",
-                    std::to_string(getpid()) + " (" + c.process + ") S 1 1 1\n");
+        SCOPED_TRACE(c.what);
+        TempRoot root;
+        setenv("LUMO_PROC_DIR", (root.dir() + "/proc").c_str(), 1);
+        root.write("/proc/" + std::to_string(getpid()) + "/stat",
+                   std::to_string(getpid()) + " (" + c.process + ") S 1 1 1 0 -1 4194560 0 0 0 0\n");
         if (c.control)
-            fresh.write(std::string("/usr/lib/opkg/info/") + c.process + ".control", c.control);
+            root.write(std::string("/usr/lib/opkg/info/") + c.process + ".control", c.control);
         log.clear();
-        EXPECT_EQ(OvanDBusStartService(nullptr), -1) << c.what;
-        EXPECT_EQ(qzr_dbus_service_context, nullptr) << c.what;
-        EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << c.what << dump();
+        for (const char *given : {static_cast<const char *>(nullptr), ""}) {
+            if (!c.name) {
+                EXPECT_EQ(OvanDBusStartService(given), -1);
+                EXPECT_EQ(qzr_dbus_service_context, nullptr);
+                continue;
+            }
+            ASSERT_EQ(OvanDBusStartService(given), 0) << dump();
+            EXPECT_STREQ(qzr_dbus_service_context->service_name, c.name);
+            EXPECT_TRUE(name_has_owner(bus, c.name));
+            EXPECT_EQ(OvanDBusStopService(), 0);
+        }
+        if (!c.name) {
+            EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump();
+        }
         if (!c.control) {
             EXPECT_TRUE(log_mentions(log, "myapp.control open failed")) << dump();
         }
     }
+    unsetenv("LUMO_PROC_DIR");
 }
 
 }  // namespace
