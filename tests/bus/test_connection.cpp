@@ -23,6 +23,17 @@ std::string last_sender(Simulator &sim)
     return calls.empty() ? "" : calls.back().sender;
 }
 
+// The distinct senders of the calls the simulator logged.
+std::set<std::string> senders(Simulator &sim, size_t expected_calls)
+{
+    std::set<std::string> out;
+    auto calls = sim.call_log();
+    EXPECT_EQ(calls.size(), expected_calls);
+    for (const auto &c : calls)
+        out.insert(c.sender);
+    return out;
+}
+
 bool shared_connection_closed()
 {
     GPtr<GDBusConnection> c(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
@@ -40,13 +51,9 @@ TEST_F(SimTest, CallsShareOneConnection)
                   0);
         EXPECT_GT(OvanGetNumOfNodes(kGw, "/com/quv/igd1", nullptr, nullptr), 0);
     }
-    std::set<std::string> senders;
-    auto calls = sim.call_log();
-    EXPECT_EQ(calls.size(), 12u);
-    for (const auto &c : calls)
-        senders.insert(c.sender);
-    ASSERT_EQ(senders.size(), 1u) << "a new bus connection per call";
-    EXPECT_EQ(senders.begin()->rfind(":", 0), 0u) << *senders.begin();
+    const std::set<std::string> seen = senders(sim, 12);
+    ASSERT_EQ(seen.size(), 1u) << "a new bus connection per call";
+    EXPECT_EQ(seen.begin()->rfind(":", 0), 0u) << *seen.begin();
 }
 
 // Counts log lines from any thread (LogCapture is not made for several writers).
@@ -87,12 +94,7 @@ TEST(Threads, CallsFromSeveralThreadsShareOneConnection)
     EXPECT_EQ(failures, 0);
     EXPECT_GE(g_logged, 2 * kThreads * kCalls) << "entry and exit line of every call";
 
-    std::set<std::string> senders;
-    auto calls = sim.call_log();
-    EXPECT_EQ(calls.size(), static_cast<size_t>(kThreads * kCalls));
-    for (const auto &c : calls)
-        senders.insert(c.sender);
-    EXPECT_EQ(senders.size(), 1u);
+    EXPECT_EQ(senders(sim, kThreads * kCalls).size(), 1u);
     quiet_shared_connection();
 }
 
@@ -138,10 +140,7 @@ TEST_P(BusRestart, NextCallConnectsAfresh)
     }
     // (Unique names start over with the new daemon, so they cannot be compared with
     // the one from before.)
-    auto calls = sim.call_log();
-    ASSERT_EQ(calls.size(), 4u);
-    for (const auto &c : calls)
-        EXPECT_EQ(c.sender, calls[0].sender) << "connected afresh once, then kept";
+    EXPECT_EQ(senders(sim, 4).size(), 1u) << "connected afresh once, then kept";
 }
 
 INSTANTIATE_TEST_SUITE_P(ExitOnCloseOff, BusRestart, ::testing::Values(AppHolds::Reference, AppHolds::Nothing),

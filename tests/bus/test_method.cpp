@@ -3,7 +3,6 @@
 #include <syslog.h>
 
 #include <cstring>
-#include <ostream>
 #include <string>
 
 #include "bus_support/bus_fixture.hpp"
@@ -149,50 +148,33 @@ struct AuditCase {
     bool audited;
 };
 
-void PrintTo(const AuditCase &c, std::ostream *os) { *os << c.iface << "." << c.method; }
-
-class MethodAudit : public Methods, public ::testing::WithParamInterface<AuditCase> {};
-
-TEST_P(MethodAudit, DangerousOperationsAreAudited)
-{
-    const AuditCase &c = GetParam();
-    // Answer anything on these interfaces; the framework service is not on the bus.
-    ASSERT_TRUE(sim.script_reply("", c.iface, "", "(uint32 0, 'OK')"));
-    log.clear();
-    TempRoot root;  // in case anything writes UCI options
-    OvanDBusCallMethod(c.service, "/com/quv/igd1/Test/System", c.iface, c.method, nullptr, nullptr, 2000);
-    const std::string line = std::string("S(") + c.service + "), I(" + c.iface + "), M(" + c.method + ")";
-    EXPECT_EQ(logged(LOG_ERR, kTag, line), c.audited) << dump();
-    if (!c.audited && std::strcmp(c.service, kGw) == 0) {
-        EXPECT_EQ(errors_from(log, kTag), 0u) << dump();
-    }
-    EXPECT_FALSE(root.exists("/etc/config/cloudclient")) << "only the framework's Restore writes UCI";
-}
-
 constexpr const char kKest[] = "com.quv.kest1.framework";
 
-INSTANTIATE_TEST_SUITE_P(
-    Calls, MethodAudit,
-    ::testing::Values(AuditCase{kGw, "com.quv.igd1.SysCmd", "Reboot", true},
-                      AuditCase{kGw, "com.quv.igd1.SysCmd", "Restore", true},
-                      AuditCase{kGw, "com.quv.igd1.SysCmd", "LocalRecovery", true},
-                      AuditCase{kGw, "com.quv.igd1.SysCmd", "Upgrade", true},
-                      AuditCase{kGw, "com.quv.igd1.SysCmd", "SetUAPasswd", true},
-                      AuditCase{kGw, "com.quv.igd1.SysCmd", "CheckLOID", false},
-                      AuditCase{kGw, "com.quv.igd1.SysCmd", "RebootLater", false},
-                      AuditCase{kGw, "com.quv.igd1.WiFiInfo", "SetWiFiEnable", true},
-                      AuditCase{kGw, "com.quv.igd1.WiFiInfo", "Anything", true},
-                      AuditCase{kGw, "com.quv.igd1.LED", "Reboot", false},
-                      AuditCase{kKest, kKest, "Install", true},
-                      AuditCase{kKest, kKest, "DiagService", false},
-                      AuditCase{kKest, kKest, "ReloadDBUSConf", false}),
-    [](const ::testing::TestParamInfo<AuditCase> &i) {
-        std::string name = std::string(i.param.iface) + "_" + i.param.method;
-        for (char &ch : name)
-            if (ch == '.')
-                ch = '_';
-        return name;
-    });
+TEST_F(Methods, DangerousOperationsAreAudited)
+{
+    const AuditCase cases[] = {
+        {kGw, "com.quv.igd1.SysCmd", "Reboot", true}, {kGw, "com.quv.igd1.SysCmd", "Restore", true},
+        {kGw, "com.quv.igd1.SysCmd", "LocalRecovery", true}, {kGw, "com.quv.igd1.SysCmd", "Upgrade", true},
+        {kGw, "com.quv.igd1.SysCmd", "SetUAPasswd", true}, {kGw, "com.quv.igd1.SysCmd", "CheckLOID", false},
+        {kGw, "com.quv.igd1.SysCmd", "RebootLater", false}, {kGw, "com.quv.igd1.WiFiInfo", "SetWiFiEnable", true},
+        {kGw, "com.quv.igd1.WiFiInfo", "Anything", true}, {kGw, "com.quv.igd1.LED", "Reboot", false},
+        {kKest, kKest, "Install", true}, {kKest, kKest, "DiagService", false}, {kKest, kKest, "ReloadDBUSConf", false},
+    };
+    for (const AuditCase &c : cases) {
+        SCOPED_TRACE(std::string(c.iface) + "." + c.method);
+        // Answer anything on these interfaces; the framework service is not on the bus.
+        ASSERT_TRUE(sim.script_reply("", c.iface, "", "(uint32 0, 'OK')"));
+        log.clear();
+        TempRoot root;  // in case anything writes UCI options
+        OvanDBusCallMethod(c.service, "/com/quv/igd1/Test/System", c.iface, c.method, nullptr, nullptr, 2000);
+        const std::string line = std::string("S(") + c.service + "), I(" + c.iface + "), M(" + c.method + ")";
+        EXPECT_EQ(logged(LOG_ERR, kTag, line), c.audited) << dump();
+        if (!c.audited && std::strcmp(c.service, kGw) == 0) {
+            EXPECT_EQ(errors_from(log, kTag), 0u) << dump();
+        }
+        EXPECT_FALSE(root.exists("/etc/config/cloudclient")) << "only the framework's Restore writes UCI";
+    }
+}
 
 // The framework's Restore marks the cloud client even when the call fails; the
 // gateway's leaves it. Neither touches the caller's file-creation mask.
@@ -232,40 +214,37 @@ struct BadCall {
     const char *inargs;  // GVariant text, null for none
 };
 
-void PrintTo(const BadCall &c, std::ostream *os) { *os << c.what; }
-
-class RefusedCall : public Methods, public ::testing::WithParamInterface<BadCall> {};
-
-TEST_P(RefusedCall, NothingIsSent)
+TEST_F(Methods, RefusedCallSendsNothing)
 {
-    const BadCall &c = GetParam();
-    GVariant *in = c.inargs ? g_variant_new_parsed(c.inargs) : nullptr;  // floating: consumed
-    OvanVariant *reply = g_variant_ref_sink(g_variant_new_string("sentinel"));
-    OvanVariant *sentinel = reply;
-    EXPECT_EQ(OvanDBusCallMethod(c.service, c.path, c.iface, c.method, in, &reply, 1000), -1);
-    EXPECT_EQ(reply, nullptr);
-    g_variant_unref(sentinel);
-    EXPECT_GE(errors_from(log, kTag), 1u) << dump();
+    const BadCall cases[] = {
+        {"null_service", nullptr, kCmd, kCmdIface, "Run", nullptr},
+        {"empty_service", "", kCmd, kCmdIface, "Run", nullptr},
+        {"null_path", kGw, nullptr, kCmdIface, "Run", nullptr},
+        {"empty_path", kGw, "", kCmdIface, "Run", nullptr},
+        {"invalid_path", kGw, "/com//quv", kCmdIface, "Run", nullptr},
+        {"relative_path", kGw, "com/quv", kCmdIface, "Run", nullptr},
+        {"null_interface", kGw, kCmd, nullptr, "Run", nullptr},
+        {"empty_interface", kGw, kCmd, "", "Run", nullptr},
+        {"invalid_interface", kGw, kCmd, "com.quv..x", "Run", nullptr},
+        {"null_method", kGw, kCmd, kCmdIface, nullptr, nullptr},
+        {"empty_method", kGw, kCmd, kCmdIface, "", nullptr},
+        {"dotted_method", kGw, kCmd, kCmdIface, "Run.Now", nullptr},
+        {"string_inargs", kGw, kCmd, kCmdIface, "Run", "'not a tuple'"},
+        {"array_inargs", kGw, kCmd, kCmdIface, "Run", "[1, 2]"},
+    };
+    for (const BadCall &c : cases) {
+        SCOPED_TRACE(c.what);
+        log.clear();
+        GVariant *in = c.inargs ? g_variant_new_parsed(c.inargs) : nullptr;  // floating: consumed
+        OvanVariant *reply = g_variant_ref_sink(g_variant_new_string("sentinel"));
+        OvanVariant *sentinel = reply;
+        EXPECT_EQ(OvanDBusCallMethod(c.service, c.path, c.iface, c.method, in, &reply, 1000), -1);
+        EXPECT_EQ(reply, nullptr);
+        g_variant_unref(sentinel);
+        EXPECT_GE(errors_from(log, kTag), 1u) << dump();
+    }
     EXPECT_EQ(sim.count_calls(), 0u);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Arguments, RefusedCall,
-    ::testing::Values(BadCall{"null_service", nullptr, kCmd, kCmdIface, "Run", nullptr},
-                      BadCall{"empty_service", "", kCmd, kCmdIface, "Run", nullptr},
-                      BadCall{"null_path", kGw, nullptr, kCmdIface, "Run", nullptr},
-                      BadCall{"empty_path", kGw, "", kCmdIface, "Run", nullptr},
-                      BadCall{"invalid_path", kGw, "/com//quv", kCmdIface, "Run", nullptr},
-                      BadCall{"relative_path", kGw, "com/quv", kCmdIface, "Run", nullptr},
-                      BadCall{"null_interface", kGw, kCmd, nullptr, "Run", nullptr},
-                      BadCall{"empty_interface", kGw, kCmd, "", "Run", nullptr},
-                      BadCall{"invalid_interface", kGw, kCmd, "com.quv..x", "Run", nullptr},
-                      BadCall{"null_method", kGw, kCmd, kCmdIface, nullptr, nullptr},
-                      BadCall{"empty_method", kGw, kCmd, kCmdIface, "", nullptr},
-                      BadCall{"dotted_method", kGw, kCmd, kCmdIface, "Run.Now", nullptr},
-                      BadCall{"string_inargs", kGw, kCmd, kCmdIface, "Run", "'not a tuple'"},
-                      BadCall{"array_inargs", kGw, kCmd, kCmdIface, "Run", "[1, 2]"}),
-    [](const ::testing::TestParamInfo<BadCall> &i) { return std::string(i.param.what); });
 
 TEST_F(Methods, PeerNotOnTheBus)
 {
@@ -345,41 +324,44 @@ TEST_F(Nodes, LongJoinedPathIsCut)
     g_free(paths);
 }
 
-TEST_F(Nodes, LeafAndInvalidIntrospectionDataLeaveThePathsAlone)
+// A leaf, an absent peer, no path and unusable introspection data: zero, and the
+// paths are left alone.
+TEST_F(Nodes, NothingToListCountsZero)
 {
     ScopedContext ctx;
-    char leaf_sentinel[] = "untouched";
-    char *leaf_paths = leaf_sentinel;
-    int leaf_count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes(kGw, (std::string(kTree) + "/b").c_str(), &leaf_paths, &leaf_count), 0);
-    EXPECT_EQ(leaf_paths, leaf_sentinel);
-    EXPECT_EQ(leaf_count, 0);
-
-    ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", "('<node><node name=\"x\"></nod>',)"));
-    char sentinel[] = "untouched";
-    char *paths = sentinel;
-    int count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 0);
-    EXPECT_EQ(paths, sentinel);
-    EXPECT_EQ(count, 0);
-    const char *err = OvanGetErrMsg();
-    ASSERT_NE(err, nullptr) << "the parser's message is the last error";
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetNumOfNodes", std::string("failed to create node info ") + err))
-        << dump();
-}
-
-TEST_F(Nodes, FailuresCountZero)
-{
-    ScopedContext ctx;
-    int count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes("com.quv.absent1", kTree, nullptr, &count), 0);
-    EXPECT_EQ(count, 0);
-    ASSERT_NE(OvanGetErrMsg(), nullptr);
-    // An introspection answer that is not a string.
-    ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", "(uint32 5,)"));
-    count = -1;
-    EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, nullptr, &count), 0);
-    EXPECT_EQ(count, 0);
+    const std::string leaf = std::string(kTree) + "/b";
+    const struct {
+        const char *service, *path;
+        const char *introspection;  // a scripted answer (used once), null: the model's
+        bool last_error;  // the bus's or the parser's message is kept
+    } cases[] = {
+        {kGw, leaf.c_str(), nullptr, false},
+        {"com.quv.absent1", kTree, nullptr, true},
+        {kGw, nullptr, nullptr, false},
+        {kGw, kTree, "('<node><node name=\"x\"></nod>',)", true},
+        {kGw, kTree, "(uint32 5,)", false},  // not a string
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.introspection ? c.introspection : c.service);
+        if (c.introspection) {
+            ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", c.introspection, 0, true));
+        }
+        OvanSetErrMsg(nullptr);
+        char sentinel[] = "untouched";
+        char *paths = sentinel;
+        int count = -1;
+        EXPECT_EQ(OvanGetNumOfNodes(c.service, c.path, &paths, &count), 0);
+        EXPECT_EQ(paths, sentinel);
+        EXPECT_EQ(count, 0);
+        if (c.last_error) {
+            ASSERT_NE(OvanGetErrMsg(), nullptr);
+        }
+        if (c.last_error && c.introspection) {
+            EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetNumOfNodes",
+                               std::string("failed to create node info ") + OvanGetErrMsg()))
+                << dump();
+        }
+    }
     EXPECT_EQ(OvanGetNumOfNodes(kGw, nullptr, nullptr, nullptr), 0);
 }
 

@@ -304,30 +304,61 @@ TEST_F(Service, LibraryCallsGoOutOnTheServiceConnection)
     EXPECT_EQ(name_owner(bus, kName), unique);
 }
 
+// Every kind of request an outside client sends, in one sequence: method callbacks,
+// the standard properties through the getter and setter, the gateway's properties
+// interface routed to the record of the real interface, and callbacks that leave
+// no value (the client gets an error at once, the service lives on).
 TEST_F(Service, OutsideClientsReachTheCallbacksInTheMainLoopThread)
 {
     start();
     register_object();
-
-    RunResult r = call("com.example.Test.Echo", {"'hello there'"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "('hello there',)\n");
-    {
-        std::lock_guard<std::mutex> lock(g_state.mu);
-        EXPECT_EQ(g_state.thread_name, "mainLoop");
-        EXPECT_EQ(g_state.last_iface, kTestIface);
-        EXPECT_EQ(g_state.last_method, "Echo");
+    const struct {
+        std::string method;
+        std::vector<std::string> args;
+        const char *out;  // the exact output; null: the call fails
+        const char *err;  // in standard error when it fails
+        int method_calls;  // calls of the method callback it makes
+        const char *seen_iface, *seen_method;  // what the callback saw (null: not checked)
+    } cases[] = {
+        {"com.example.Test.Echo", {"'hello there'"}, "('hello there',)\n", "", 1, kTestIface, "Echo"},
+        {"com.example.Test.Nothing", {}, "()\n", "", 1, kTestIface, "Nothing"},
+        // A failure with an error tuple becomes a D-Bus error of that domain and code.
+        {"com.example.Test.Fail", {}, nullptr, "org.freedesktop.DBus.Error.AccessDenied: not allowed here", 1,
+         kTestIface, "Fail"},
+        {"org.freedesktop.DBus.Properties.Get", {kTestIface, "Level"}, "(<uint32 7>,)\n", "", 0, "get", "Level"},
+        {"org.freedesktop.DBus.Properties.Set", {kTestIface, "Level", "<uint32 42>"}, "()\n", "", 0, "set", "Level"},
+        // A reply that is not a tuple cannot be sent; a getter leaving the value unset.
+        {"com.example.Test.Untupled", {}, nullptr, "", 1, kTestIface, "Untupled"},
+        {"org.freedesktop.DBus.Properties.Get", {kTestIface, "Unset"}, nullptr, "", 0, "get", "Unset"},
+        {"org.freedesktop.DBus.Properties.GetAll", {kTestIface}, "({'Level': <uint32 42>},)\n", "", 0, nullptr,
+         nullptr},
+        // The callback sees the interface that was called.
+        {"com.quv.igd1.Properties.Get", {kTestIface, "Level"}, "(<uint32 42>,)\n", "", 1, kQuvProps, "Get"},
+        {"com.quv.igd1.Properties.Set", {kTestIface, "Level", "<uint32 6>"}, "()\n", "", 1, kQuvProps, "Set"},
+        {"com.example.Test.Echo", {"'alive'"}, "('alive',)\n", "", 1, kTestIface, "Echo"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.method + (c.args.empty() ? "" : " " + c.args.back()));
+        const int before = g_state.calls;
+        RunResult r = call(c.method, c.args);
+        if (c.out) {
+            EXPECT_EQ(r.exit_status, 0) << r.err;
+            EXPECT_EQ(r.out, c.out);
+        } else {
+            EXPECT_NE(r.exit_status, 0) << r.out;
+            EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
+            EXPECT_EQ(r.err.find("Timeout"), std::string::npos) << "answered at once: " << r.err;
+        }
+        EXPECT_EQ(g_state.calls, before + c.method_calls);
+        if (c.seen_iface) {
+            std::lock_guard<std::mutex> lock(g_state.mu);
+            EXPECT_EQ(g_state.thread_name, "mainLoop");
+            EXPECT_EQ(g_state.last_iface, c.seen_iface);
+            EXPECT_EQ(g_state.last_method, c.seen_method);
+        }
     }
-
-    r = call("com.example.Test.Nothing");
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "()\n");
-
-    // A failure with an error tuple becomes a D-Bus error of that domain and code.
-    r = call("com.example.Test.Fail");
-    EXPECT_NE(r.exit_status, 0);
-    EXPECT_NE(r.err.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos) << r.err;
-    EXPECT_NE(r.err.find("not allowed here"), std::string::npos) << r.err;
+    EXPECT_EQ(g_state.level, 6u);
+    EXPECT_EQ(g_state.props_record_calls, 0) << "the properties interface's own record is not asked";
     EXPECT_EQ(g_state.foreign_user_data, 0) << "user data is handed back unchanged";
 }
 
@@ -344,60 +375,6 @@ TEST_F(Service, StoppedFromItsOwnHandler)
     // The process can host its service again.
     start();
     EXPECT_TRUE(name_has_owner(bus, kName));
-}
-
-TEST_F(Service, StandardPropertiesUseTheGetterAndSetter)
-{
-    start();
-    register_object();
-    g_state.level = 7;
-    RunResult r = call("org.freedesktop.DBus.Properties.Get", {kTestIface, "Level"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "(<uint32 7>,)\n");
-
-    r = call("org.freedesktop.DBus.Properties.Set", {kTestIface, "Level", "<uint32 42>"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(g_state.level, 42u);
-    std::lock_guard<std::mutex> lock(g_state.mu);
-    EXPECT_EQ(g_state.thread_name, "mainLoop");
-    EXPECT_EQ(g_state.last_iface, "set");
-}
-
-TEST_F(Service, CallbacksThatLeaveNoValue)
-{
-    start();
-    register_object();
-    // A reply that is not a tuple cannot be sent: the client gets an error at once.
-    RunResult u = call("com.example.Test.Untupled");
-    EXPECT_NE(u.exit_status, 0) << u.out;
-    EXPECT_EQ(u.err.find("Timeout"), std::string::npos) << u.err;
-    // The getter leaves the value unset: the client gets an error, the service lives on.
-    RunResult r = call("org.freedesktop.DBus.Properties.Get", {kTestIface, "Unset"});
-    EXPECT_NE(r.exit_status, 0) << r.out;
-    r = call("org.freedesktop.DBus.Properties.GetAll", {kTestIface});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "({'Level': <uint32 7>},)\n");
-    r = call("com.example.Test.Echo", {"'alive'"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-}
-
-TEST_F(Service, GatewayPropertiesInterfaceIsRoutedToTheRealInterface)
-{
-    start();
-    register_object();
-    g_state.level = 5;
-    const int before = g_state.calls;
-    RunResult r = call("com.quv.igd1.Properties.Get", {kTestIface, "Level"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "(<uint32 5>,)\n");
-    r = call("com.quv.igd1.Properties.Set", {kTestIface, "Level", "<uint32 6>"});
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(g_state.level, 6u);
-    EXPECT_EQ(g_state.calls, before + 2);
-    EXPECT_EQ(g_state.props_record_calls, 0) << "the properties interface's own record is not asked";
-    std::lock_guard<std::mutex> lock(g_state.mu);
-    EXPECT_EQ(g_state.last_iface, kQuvProps) << "the callback sees the interface that was called";
-    EXPECT_EQ(g_state.last_method, "Set");
 }
 
 TEST_F(Service, InterfaceWithoutRecordGetsNoAnswer)
@@ -491,74 +468,54 @@ TEST(NodeHelpers, ParseFindAndRelease)
 
 // ---- the name from the package's control file -------------------------------------
 
-// A fake /proc for this process and a package control file.
-class DerivedName : public Service {
-protected:
-    void SetUp() override
-    {
-        Service::SetUp();
-        setenv("LUMO_PROC_DIR", (root.dir() + "/proc").c_str(), 1);
-    }
-    void TearDown() override
-    {
-        Service::TearDown();
-        unsetenv("LUMO_PROC_DIR");
-    }
-    void set_process(const std::string &name)
-    {
-        root.write("/proc/" + std::to_string(getpid()) + "/stat",
-                   std::to_string(getpid()) + " (" + name + ") S 1 1 1 0 -1 4194560 0 0 0 0\n");
-    }
-    void set_control(const std::string &package, const std::string &text)
-    {
-        root.write("/usr/lib/opkg/info/" + package + ".control", text);
-    }
-
-    TempRoot root;
-};
-
-TEST_F(DerivedName, FromControlFileInLowerCase)
-{
-    set_process("myapp");
-    set_control("myapp",
-                "Package: MyApp  \nVersion: 1.0.3-r1\nDepends: libc\nVendor: ACME\t\nArchitecture: arm\n"
-                "DbusVersion: 2\nDescription: test\n");
-    for (const char *given : {static_cast<const char *>(nullptr), ""}) {
-        ASSERT_EQ(OvanDBusStartService(given), 0) << dump();
-        EXPECT_STREQ(qzr_dbus_service_context->service_name, "com.acme.myapp2");
-        EXPECT_TRUE(name_has_owner(bus, "com.acme.myapp2"));
-        EXPECT_EQ(OvanDBusStopService(), 0);
-    }
-}
-
-TEST_F(DerivedName, IncompleteOrMissingControlFile)
+// Without a name the service takes one from the package's control file, found by
+// the process name (in a fake /proc): com.<vendor>.<package><DbusVersion>, in lower case.
+TEST_F(Service, NameFromTheControlFile)
 {
     struct Case {
         const char *what;
         const char *process;
         const char *control;  // null: no file
+        const char *name;     // null: refused
     } cases[] = {
-        {"no_dbus_version", "myapp", "Package: myapp\nVendor: acme\n"},
-        {"empty_dbus_version", "myapp", "Package: myapp\nVendor: acme\nDbusVersion: \n"},
-        {"no_vendor", "myapp", "Package: myapp\nDbusVersion: 1\n"},
-        {"no_file", "myapp", nullptr},
-        {"process_name_too_long", "averyveryverylongname", "Package: x\nVendor: y\nDbusVersion: 1\n"},
+        {"complete", "myapp",
+         "Package: MyApp  \nVersion: 1.0.3-r1\nDepends: libc\nVendor: ACME\t\nArchitecture: arm\n"
+         "DbusVersion: 2\nDescription: test\n",
+         "com.acme.myapp2"},
+        {"no_dbus_version", "myapp", "Package: myapp\nVendor: acme\n", nullptr},
+        {"empty_dbus_version", "myapp", "Package: myapp\nVendor: acme\nDbusVersion: \n", nullptr},
+        {"no_vendor", "myapp", "Package: myapp\nDbusVersion: 1\n", nullptr},
+        {"no_file", "myapp", nullptr, nullptr},
+        {"process_name_too_long", "averyveryverylongname", "Package: x\nVendor: y\nDbusVersion: 1\n", nullptr},
     };
     for (const auto &c : cases) {
-        TempRoot fresh;
-        setenv("LUMO_PROC_DIR", (fresh.dir() + "/proc").c_str(), 1);
-        fresh.write("/proc/" + std::to_string(getpid()) + "/stat",
-                    std::to_string(getpid()) + " (" + c.process + ") S 1 1 1\n");
+        SCOPED_TRACE(c.what);
+        TempRoot root;
+        setenv("LUMO_PROC_DIR", (root.dir() + "/proc").c_str(), 1);
+        root.write("/proc/" + std::to_string(getpid()) + "/stat",
+                   std::to_string(getpid()) + " (" + c.process + ") S 1 1 1 0 -1 4194560 0 0 0 0\n");
         if (c.control)
-            fresh.write(std::string("/usr/lib/opkg/info/") + c.process + ".control", c.control);
+            root.write(std::string("/usr/lib/opkg/info/") + c.process + ".control", c.control);
         log.clear();
-        EXPECT_EQ(OvanDBusStartService(nullptr), -1) << c.what;
-        EXPECT_EQ(qzr_dbus_service_context, nullptr) << c.what;
-        EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << c.what << dump();
+        for (const char *given : {static_cast<const char *>(nullptr), ""}) {
+            if (!c.name) {
+                EXPECT_EQ(OvanDBusStartService(given), -1);
+                EXPECT_EQ(qzr_dbus_service_context, nullptr);
+                continue;
+            }
+            ASSERT_EQ(OvanDBusStartService(given), 0) << dump();
+            EXPECT_STREQ(qzr_dbus_service_context->service_name, c.name);
+            EXPECT_TRUE(name_has_owner(bus, c.name));
+            EXPECT_EQ(OvanDBusStopService(), 0);
+        }
+        if (!c.name) {
+            EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump();
+        }
         if (!c.control) {
             EXPECT_TRUE(log_mentions(log, "myapp.control open failed")) << dump();
         }
     }
+    unsetenv("LUMO_PROC_DIR");
 }
 
 }  // namespace

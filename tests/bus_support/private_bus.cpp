@@ -26,16 +26,26 @@ void die_with_parent(gpointer)
     prctl(PR_SET_PDEATHSIG, SIGTERM);
 }
 
-GPid spawn(const std::vector<std::string> &args, int *out_fd)
+// A null-terminated argument vector pointing into `args`.
+std::vector<char *> argv_of(const std::vector<std::string> &args)
 {
     std::vector<char *> argv;
     for (const auto &a : args)
         argv.push_back(const_cast<char *>(a.c_str()));
     argv.push_back(nullptr);
+    return argv;
+}
+
+// Starts a child whose standard output (and error, when err_fd is given) come back
+// through pipes; 0 on failure.
+GPid spawn(const std::vector<std::string> &args, int *out_fd, int *err_fd = nullptr)
+{
+    std::vector<char *> argv = argv_of(args);
     GPid pid = 0;
     GPtr<GError> err;
-    if (!g_spawn_async_with_pipes(nullptr, argv.data(), nullptr, static_cast<GSpawnFlags>(G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_SEARCH_PATH), die_with_parent,
-                                  nullptr, &pid, nullptr, out_fd, nullptr, out(err))) {
+    if (!g_spawn_async_with_pipes(nullptr, argv.data(), nullptr,
+                                  static_cast<GSpawnFlags>(G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_SEARCH_PATH),
+                                  die_with_parent, nullptr, &pid, nullptr, out_fd, err_fd, out(err))) {
         ADD_FAILURE() << "cannot start " << args[0] << ": " << err->message;
         return 0;
     }
@@ -152,10 +162,7 @@ std::string printed(GVariant *v)
 
 RunResult run_program(const std::vector<std::string> &argv)
 {
-    std::vector<char *> args;
-    for (const auto &a : argv)
-        args.push_back(const_cast<char *>(a.c_str()));
-    args.push_back(nullptr);
+    std::vector<char *> args = argv_of(argv);
     RunResult r;
     GStr out_text, err_text;
     int wait_status = 0;
@@ -184,15 +191,7 @@ GPtr<GDBusConnection> open_connection(const std::string &address, GError **error
 
 Background::Background(const std::vector<std::string> &argv)
 {
-    std::vector<char *> args;
-    for (const auto &a : argv)
-        args.push_back(const_cast<char *>(a.c_str()));
-    args.push_back(nullptr);
-    GPtr<GError> error;
-    if (!g_spawn_async_with_pipes(nullptr, args.data(), nullptr,
-                                  static_cast<GSpawnFlags>(G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_SEARCH_PATH),
-                                  die_with_parent, nullptr, &pid_, nullptr, &out_fd_, &err_fd_, lumo::out(error)))
-        ADD_FAILURE() << "cannot start " << argv[0] << ": " << error->message;
+    pid_ = spawn(argv, &out_fd_, &err_fd_);
 }
 
 Background::~Background()

@@ -1,8 +1,6 @@
 // Redirection of the fixed paths.
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include <cstdlib>
 #include <string>
 
@@ -10,39 +8,31 @@
 
 namespace {
 
-struct PathCase {
-    const char *sysroot;  // nullptr: unset
-    const char *procdir;  // nullptr: unset
-    const char *fixed;
-    const char *expected;
-};
-
-void PrintTo(const PathCase &c, std::ostream *os) { *os << '"' << c.fixed << '"'; }
-
-
-class Paths : public testing::TestWithParam<PathCase> {};
-
-TEST_P(Paths, Resolve)
+TEST(Paths, Resolve)
 {
-    const PathCase &c = GetParam();
-    c.sysroot ? setenv("LUMO_SYSROOT", c.sysroot, 1) : unsetenv("LUMO_SYSROOT");
-    c.procdir ? setenv("LUMO_PROC_DIR", c.procdir, 1) : unsetenv("LUMO_PROC_DIR");
-    EXPECT_STREQ(lumo::paths::resolve(c.fixed).get(), c.expected);
+    const struct {
+        const char *sysroot;  // nullptr: unset
+        const char *procdir;  // nullptr: unset
+        const char *fixed;
+        const char *expected;
+    } cases[] = {
+        {nullptr, nullptr, "/var/run/dbus/server_address", "/var/run/dbus/server_address"},
+        {"", "", "/tmp/.uci/wlandevice-owner", "/tmp/.uci/wlandevice-owner"},  // empty means unset
+        {"/r", nullptr, "/var/run/dbus/server_address", "/r/var/run/dbus/server_address"},
+        {"/r", nullptr, "/etc/config", "/r/etc/config"},
+        {"/r", nullptr, "/proc/12/stat", "/proc/12/stat"},  // the sysroot leaves /proc alone
+        {"/r", "/p", "/proc/12/stat", "/p/12/stat"},
+        {nullptr, "/p", "/procfs/x", "/procfs/x"},
+        {nullptr, "/p", "/usr/lib/opkg/info/a.control", "/usr/lib/opkg/info/a.control"},
+    };
+    for (const auto &c : cases) {
+        c.sysroot ? setenv("LUMO_SYSROOT", c.sysroot, 1) : unsetenv("LUMO_SYSROOT");
+        c.procdir ? setenv("LUMO_PROC_DIR", c.procdir, 1) : unsetenv("LUMO_PROC_DIR");
+        EXPECT_STREQ(lumo::paths::resolve(c.fixed).get(), c.expected) << c.fixed;
+    }
     unsetenv("LUMO_SYSROOT");
     unsetenv("LUMO_PROC_DIR");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, Paths,
-    testing::Values(
-        PathCase{nullptr, nullptr, "/var/run/dbus/server_address", "/var/run/dbus/server_address"},
-        PathCase{"", "", "/tmp/.uci/wlandevice-owner", "/tmp/.uci/wlandevice-owner"},  // empty means unset
-        PathCase{"/r", nullptr, "/var/run/dbus/server_address", "/r/var/run/dbus/server_address"},
-        PathCase{"/r", nullptr, "/etc/config", "/r/etc/config"},
-        PathCase{"/r", nullptr, "/proc/12/stat", "/proc/12/stat"},  // the sysroot leaves /proc alone
-        PathCase{"/r", "/p", "/proc/12/stat", "/p/12/stat"},
-        PathCase{nullptr, "/p", "/procfs/x", "/procfs/x"},
-        PathCase{nullptr, "/p", "/usr/lib/opkg/info/a.control", "/usr/lib/opkg/info/a.control"}));
 
 TEST(Paths, ProcSelfStatNamesOwnPid)
 {

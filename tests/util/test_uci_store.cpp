@@ -24,6 +24,14 @@ struct Store : ::testing::Test {
     std::string get(const std::string &pkg) { return root.read("/etc/config/" + pkg); }
 };
 
+// Looks up an assignment ("pkg.section.option=value") and stages it in the context.
+void stage(Context &ctx, const char *assignment)
+{
+    Ptr ptr;
+    ASSERT_EQ(ctx.lookup(assignment, ptr), kOk) << assignment;
+    ASSERT_EQ(ctx.set(ptr), kOk) << assignment;
+}
+
 // The value of the single option "v" of the first section of a parsed text.
 std::string only_value(const std::string &text, int &rc)
 {
@@ -182,29 +190,16 @@ TEST_F(Store, Lookups)
         bool complete;
         const char *value;  // option text when complete and an option
     } cases[] = {
-        {"net", kOk, true, nullptr},
-        {"net.lan", kOk, true, nullptr},
-        {"net.lan.proto", kOk, true, "static"},
-        {"net.wan.dns", kOk, true, "a b"},
-        {"net.lan.nosuch", kOk, false, nullptr},
-        {"net.nosuch", kOk, false, nullptr},
-        {"net.nosuch.proto", kOk, false, nullptr},
-        {"net.@iface[0].proto", kOk, true, "static"},
-        {"net.@iface[1].proto", kOk, true, "dhcp"},
-        {"net.@iface[-1].proto", kOk, true, "pppoe"},
-        {"net.@iface[-3].proto", kOk, true, "static"},
-        {"net.@other[0]", kOk, true, nullptr},
-        {"net.@iface[3]", kNotFound, false, nullptr},
-        {"net.@iface[-4]", kNotFound, false, nullptr},
-        {"net.@none[0]", kNotFound, false, nullptr},
-        {"net.@iface[x]", kInvalid, false, nullptr},
-        {"net.@iface", kInvalid, false, nullptr},
-        {"net.@iface[0", kInvalid, false, nullptr},
-        {"net.a.b.c", kInvalid, false, nullptr},
-        {"net..proto", kInvalid, false, nullptr},
-        {"", kInvalid, false, nullptr},
-        {"net.la-n", kInvalid, false, nullptr},
-        {"../net", kInvalid, false, nullptr},
+        {"net", kOk, true, nullptr}, {"net.lan", kOk, true, nullptr}, {"net.lan.proto", kOk, true, "static"},
+        {"net.wan.dns", kOk, true, "a b"}, {"net.lan.nosuch", kOk, false, nullptr}, {"net.nosuch", kOk, false, nullptr},
+        {"net.nosuch.proto", kOk, false, nullptr}, {"net.@iface[0].proto", kOk, true, "static"},
+        {"net.@iface[1].proto", kOk, true, "dhcp"}, {"net.@iface[-1].proto", kOk, true, "pppoe"},
+        {"net.@iface[-3].proto", kOk, true, "static"}, {"net.@other[0]", kOk, true, nullptr},
+        {"net.@iface[3]", kNotFound, false, nullptr}, {"net.@iface[-4]", kNotFound, false, nullptr},
+        {"net.@none[0]", kNotFound, false, nullptr}, {"net.@iface[x]", kInvalid, false, nullptr},
+        {"net.@iface", kInvalid, false, nullptr}, {"net.@iface[0", kInvalid, false, nullptr},
+        {"net.a.b.c", kInvalid, false, nullptr}, {"net..proto", kInvalid, false, nullptr},
+        {"", kInvalid, false, nullptr}, {"net.la-n", kInvalid, false, nullptr}, {"../net", kInvalid, false, nullptr},
         {"nopkg.x.y", kNotFound, false, nullptr},
     };
     for (const Case &c : cases) {
@@ -239,18 +234,12 @@ TEST_F(Store, SetAndCommitPreserveTheRest)
         "config iface 'wan'\n\toption proto 'dhcp'\n");
     Context ctx;
     Ptr ptr;
-    ASSERT_EQ(ctx.lookup("net.lan.proto=dhcp", ptr), kOk);
-    ASSERT_EQ(ctx.set(ptr), kOk);
-    ASSERT_EQ(ctx.lookup("net.lan.dns=c", ptr), kOk);  // a list becomes a plain option
-    ASSERT_EQ(ctx.set(ptr), kOk);
-    ASSERT_EQ(ctx.lookup("net.@rule[0].target=it's", ptr), kOk);
-    ASSERT_EQ(ctx.set(ptr), kOk);
-    ASSERT_EQ(ctx.lookup("net.wan=interface", ptr), kOk);  // retype
-    ASSERT_EQ(ctx.set(ptr), kOk);
-    ASSERT_EQ(ctx.lookup("net.guest=iface", ptr), kOk);  // new section, at the end
-    ASSERT_EQ(ctx.set(ptr), kOk);
-    ASSERT_EQ(ctx.lookup("net.guest.proto=none", ptr), kOk);
-    ASSERT_EQ(ctx.set(ptr), kOk);
+    stage(ctx, "net.lan.proto=dhcp");
+    stage(ctx, "net.lan.dns=c");  // a list becomes a plain option
+    stage(ctx, "net.@rule[0].target=it's");
+    stage(ctx, "net.wan=interface");  // retype
+    stage(ctx, "net.guest=iface");  // new section, at the end
+    stage(ctx, "net.guest.proto=none");
     // Settings visible in the context before the commit.
     ASSERT_EQ(ctx.lookup("net.guest.proto", ptr), kOk);
     EXPECT_TRUE(ptr.complete);
@@ -274,8 +263,7 @@ TEST_F(Store, BrokenFileIsNeverRewritten)
 
     // Broken by someone else between our read and our commit.
     put("net", "config iface 'lan'\n");
-    ASSERT_EQ(ctx.lookup("net.lan.proto=dhcp", ptr), kOk);
-    ASSERT_EQ(ctx.set(ptr), kOk);
+    stage(ctx, "net.lan.proto=dhcp");
     put("net", broken);
     EXPECT_EQ(ctx.commit("net"), kParseError);
     EXPECT_EQ(ctx.error(), kParseError);
@@ -286,13 +274,9 @@ TEST_F(Store, CommitMergesWithChangesMadeSinceTheRead)
 {
     put("net", "config iface 'lan'\nconfig rule\n\toption name 'r1'\n");
     Context a, b;
-    Ptr pa, pb;
-    ASSERT_EQ(a.lookup("net.lan.proto=static", pa), kOk);
-    ASSERT_EQ(a.set(pa), kOk);
-    ASSERT_EQ(a.lookup("net.@rule[0].target=ACCEPT", pa), kOk);
-    ASSERT_EQ(a.set(pa), kOk);
-    ASSERT_EQ(b.lookup("net.lan.mtu=1500", pb), kOk);
-    ASSERT_EQ(b.set(pb), kOk);
+    stage(a, "net.lan.proto=static");
+    stage(a, "net.@rule[0].target=ACCEPT");
+    stage(b, "net.lan.mtu=1500");
     ASSERT_EQ(b.commit("net"), kOk);
     ASSERT_EQ(a.commit("net"), kOk);
     EXPECT_EQ(get("net"),
@@ -302,10 +286,8 @@ TEST_F(Store, CommitMergesWithChangesMadeSinceTheRead)
     // A change whose section vanished meanwhile is dropped, as the platform's
     // library drops it; the rest of the stage still goes in.
     Context c;
-    ASSERT_EQ(c.lookup("net.lan.proto=dhcp", pa), kOk);
-    ASSERT_EQ(c.set(pa), kOk);
-    ASSERT_EQ(c.lookup("net.guest=iface", pa), kOk);
-    ASSERT_EQ(c.set(pa), kOk);
+    stage(c, "net.lan.proto=dhcp");
+    stage(c, "net.guest=iface");
     put("net", "config iface 'wan'\n");
     EXPECT_EQ(c.commit("net"), kOk);
     EXPECT_EQ(get("net"), "\nconfig iface 'wan'\n\nconfig iface 'guest'\n\n");
@@ -319,9 +301,7 @@ TEST_F(Store, CommitReplacesTheFileAtomically)
     struct stat before, after;
     ASSERT_EQ(stat(path.c_str(), &before), 0);
     Context ctx;
-    Ptr ptr;
-    ASSERT_EQ(ctx.lookup("net.lan.proto=dhcp", ptr), kOk);
-    ASSERT_EQ(ctx.set(ptr), kOk);
+    stage(ctx, "net.lan.proto=dhcp");
     ASSERT_EQ(ctx.commit("net"), kOk);
     ASSERT_EQ(stat(path.c_str(), &after), 0);
     EXPECT_NE(before.st_ino, after.st_ino);  // renamed into place, not rewritten in place
