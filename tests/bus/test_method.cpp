@@ -153,12 +153,19 @@ constexpr const char kKest[] = "com.quv.kest1.framework";
 TEST_F(Methods, DangerousOperationsAreAudited)
 {
     const AuditCase cases[] = {
-        {kGw, "com.quv.igd1.SysCmd", "Reboot", true}, {kGw, "com.quv.igd1.SysCmd", "Restore", true},
-        {kGw, "com.quv.igd1.SysCmd", "LocalRecovery", true}, {kGw, "com.quv.igd1.SysCmd", "Upgrade", true},
-        {kGw, "com.quv.igd1.SysCmd", "SetUAPasswd", true}, {kGw, "com.quv.igd1.SysCmd", "CheckLOID", false},
-        {kGw, "com.quv.igd1.SysCmd", "RebootLater", false}, {kGw, "com.quv.igd1.WiFiInfo", "SetWiFiEnable", true},
-        {kGw, "com.quv.igd1.WiFiInfo", "Anything", true}, {kGw, "com.quv.igd1.LED", "Reboot", false},
-        {kKest, kKest, "Install", true}, {kKest, kKest, "DiagService", false}, {kKest, kKest, "ReloadDBUSConf", false},
+        {kGw, "com.quv.igd1.SysCmd", "Reboot", true},
+        {kGw, "com.quv.igd1.SysCmd", "Restore", true},
+        {kGw, "com.quv.igd1.SysCmd", "LocalRecovery", true},
+        {kGw, "com.quv.igd1.SysCmd", "Upgrade", true},
+        {kGw, "com.quv.igd1.SysCmd", "SetUAPasswd", true},
+        {kGw, "com.quv.igd1.SysCmd", "CheckLOID", false},
+        {kGw, "com.quv.igd1.SysCmd", "RebootLater", false},
+        {kGw, "com.quv.igd1.WiFiInfo", "SetWiFiEnable", true},
+        {kGw, "com.quv.igd1.WiFiInfo", "Anything", true},
+        {kGw, "com.quv.igd1.LED", "Reboot", false},
+        {kKest, kKest, "Install", true},
+        {kKest, kKest, "DiagService", false},
+        {kKest, kKest, "ReloadDBUSConf", false},
     };
     for (const AuditCase &c : cases) {
         SCOPED_TRACE(std::string(c.iface) + "." + c.method);

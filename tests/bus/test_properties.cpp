@@ -307,12 +307,17 @@ struct BadInput {
 TEST_F(Properties, RefusedInputSendsNothing)
 {
     const BadInput cases[] = {
-        {"null_service", nullptr, kObj, kIface, "Name"}, {"empty_service", "", kObj, kIface, "Name"},
-        {"malformed_service", "com..quv", kObj, kIface, "Name"}, {"null_path", kGw, nullptr, kIface, "Name"},
-        {"empty_path", kGw, "", kIface, "Name"}, {"relative_path", kGw, "com/quv/igd1", kIface, "Name"},
+        {"null_service", nullptr, kObj, kIface, "Name"},
+        {"empty_service", "", kObj, kIface, "Name"},
+        {"malformed_service", "com..quv", kObj, kIface, "Name"},
+        {"null_path", kGw, nullptr, kIface, "Name"},
+        {"empty_path", kGw, "", kIface, "Name"},
+        {"relative_path", kGw, "com/quv/igd1", kIface, "Name"},
         {"trailing_slash", kGw, "/com/quv/igd1/", kIface, "Name"},
-        {"bad_path_chars", kGw, "/com/quv-igd1/x y", kIface, "Name"}, {"null_interface", kGw, kObj, nullptr, "Name"},
-        {"empty_interface", kGw, kObj, "", "Name"}, {"one_element_interface", kGw, kObj, "Test", "Name"},
+        {"bad_path_chars", kGw, "/com/quv-igd1/x y", kIface, "Name"},
+        {"null_interface", kGw, kObj, nullptr, "Name"},
+        {"empty_interface", kGw, kObj, "", "Name"},
+        {"one_element_interface", kGw, kObj, "Test", "Name"},
         {"null_property", kGw, kObj, kIface, nullptr},
     };
     for (const BadInput &c : cases) {

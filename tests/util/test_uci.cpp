@@ -65,14 +65,20 @@ TEST_P(Uci, ReadOption)
         int rc;
         const char *value;  // what the buffer holds afterwards
     } cases[] = {
-        {"net", "lan", "proto", 0, "static"}, {"net", "lan", "dns", 0, "a b"},
-        {"net", "@rule[0]", "target", 0, "ACCEPT"}, {"net", "@iface[-1]", "proto", 0, "dhcp"},
+        {"net", "lan", "proto", 0, "static"},
+        {"net", "lan", "dns", 0, "a b"},
+        {"net", "@rule[0]", "target", 0, "ACCEPT"},
+        {"net", "@iface[-1]", "proto", 0, "dhcp"},
         // Not found in any way: result 0, buffer untouched.
-        {"net", "lan", "nosuch", 0, "sentinel"}, {"net", "nosuch", "proto", 0, "sentinel"},
-        {"net", "@iface[5]", "proto", 0, "sentinel"}, {"nopkg", "lan", "proto", 0, "sentinel"},
+        {"net", "lan", "nosuch", 0, "sentinel"},
+        {"net", "nosuch", "proto", 0, "sentinel"},
+        {"net", "@iface[5]", "proto", 0, "sentinel"},
+        {"nopkg", "lan", "proto", 0, "sentinel"},
         {"net", "lan.proto", "x", 0, "sentinel"},  // parts cannot smuggle in more parts
-        {"net", "lan", "proto=x", 0, "sentinel"}, {"net", "lan", "", 0, "sentinel"},
-        {nullptr, "lan", "proto", 2, "sentinel"}, {"net", nullptr, "proto", 2, "sentinel"},
+        {"net", "lan", "proto=x", 0, "sentinel"},
+        {"net", "lan", "", 0, "sentinel"},
+        {nullptr, "lan", "proto", 2, "sentinel"},
+        {"net", nullptr, "proto", 2, "sentinel"},
         {"net", "lan", nullptr, 2, "sentinel"},
     };
     for (const Case &c : cases) {

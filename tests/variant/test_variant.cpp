@@ -433,10 +433,18 @@ struct MatchCase {
 TEST(VariantFormat, ValueMatchesTheFormatsType)
 {
     const MatchCase cases[] = {
-        {"{&sv}", "{sv}", "{'k', <1>}", true}, {"^a&s", "as", "['a']", true}, {"^&ay", "ay", "b'x'", true},
-        {"@a{sv}", "a{sv}", "{'k': <1>}", true}, {"m&s", "ms", "just 'a'", true}, {"r", "(is)", "(1, 'a')", true},
-        {"*", "ai", "[1]", true}, {"?", "t", "7", true}, {"?", "as", "['a']", false}, {"r", "i", "1", false},
-        {"(ii)", "(iu)", "(1, 2)", false}, {"^as", "ao", "[objectpath '/a']", false},
+        {"{&sv}", "{sv}", "{'k', <1>}", true},
+        {"^a&s", "as", "['a']", true},
+        {"^&ay", "ay", "b'x'", true},
+        {"@a{sv}", "a{sv}", "{'k': <1>}", true},
+        {"m&s", "ms", "just 'a'", true},
+        {"r", "(is)", "(1, 'a')", true},
+        {"*", "ai", "[1]", true},
+        {"?", "t", "7", true},
+        {"?", "as", "['a']", false},
+        {"r", "i", "1", false},
+        {"(ii)", "(iu)", "(1, 2)", false},
+        {"^as", "ao", "[objectpath '/a']", false},
     };
     Criticals c;
     for (const auto &tc : cases) {
