@@ -1,6 +1,6 @@
 // MAC black and white lists, URL and DNS filters: their path checks and texts, the
-// two filter generations, the schedule a first-generation set clears, and the WiFi
-// gate of the MAC lists (the shapes themselves are tested in test_shapes.cpp).
+// two filter generations and the schedule a first-generation set clears (the shapes
+// themselves are tested in test_shapes.cpp).
 #include <cstring>
 #include <functional>
 #include <string>
@@ -78,26 +78,6 @@ TEST_F(Access, PathsOf255CharactersArriveWhole)
     ASSERT_EQ(OvanGetURLFilter(obj_path(longest), &one), 0);
     EXPECT_EQ(one.path, longest);
     g_free(u);
-}
-
-TEST_F(Access, HostileReplyIsCutAndLeaksNothing)
-{
-    // Over-long texts, a wrongly typed counter, and the list sent twice.
-    const std::string reply =
-        "({'URL': <'" + std::string(300, 'u') + "'>, 'BlockedTimes': <uint64 7>, 'URLList': <['a', '" +
-            std::string(300, 'b') + "']>, 'URLList': <['c', 'd', 'e']>, 'Time': <'" + std::string(80, 't') +
-            "'>, 'Mode': <'x'>},)";
-    ASSERT_TRUE(sim.script_reply("/com/quv/igd1/Network/URLFilter/1", "", "GetAll", reply.c_str()));
-    OvanURLFilterv4_t r{};
-    r.BlockedTimes = 99;
-    ASSERT_EQ(OvanGetURLFilterv4(obj_path("/com/quv/igd1/Network/URLFilter/1"), &r), 0);
-    EXPECT_EQ(std::string(r.URL), std::string(255, 'u'));
-    EXPECT_EQ(std::string(r.Time), std::string(63, 't'));
-    EXPECT_EQ(r.BlockedTimes, 99u);
-    EXPECT_EQ(r.Mode, 0);
-    ASSERT_EQ(r.URLListNum, 3) << "the later list holds";
-    EXPECT_EQ(std::string(r.URLList[2]), "e");
-    g_free(r.URLList);
 }
 
 // ---- what the setters send ----
@@ -217,37 +197,6 @@ TEST_F(Access, V4SetSendsExactlyTheCountedEntries)
     EXPECT_EQ(OvanSetDNSFilterv4(obj_path(kD1), &d), -1);
     EXPECT_EQ(sim.count_calls(), 0u);
     EXPECT_TRUE(logged(LOG_ERR, "OvanSetDNSFilterv4", "Invalid parameters."));
-}
-
-// ---- add and delete ----
-
-TEST_F(Access, AddReadDeleteV4Filter)
-{
-    OvanDNSFilterv4_t r = dns_v4();
-    ASSERT_EQ(OvanAddDNSFilterv4(&r), 0) << dump();
-    EXPECT_STREQ(r.path, "/com/quv/igd1/Network/DNSFilter/3");
-    OvanDNSFilterv4_t back{};
-    ASSERT_EQ(OvanGetDNSFilterv4(obj_path(r.path), &back), 0);
-    EXPECT_STREQ(back.Hostname, "h.example");
-    ASSERT_EQ(back.HostNameListNum, 3);
-    EXPECT_STREQ(back.HostNameList[2], "three.example");
-    g_free(back.HostNameList);
-    ASSERT_EQ(OvanDelDNSFilter(obj_path(r.path)), 0);
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetDNSFilterObjs(nullptr, &n), 0);
-    EXPECT_EQ(n, 2u);
-}
-
-// ---- the WiFi gate of the MAC lists ----
-
-TEST_F(Access, MACListsSkipTheGateOnVersion1)
-{
-    set_device("DBusInterfaceVersion", "'1.1.0'");
-    set_device("Capability", "'1;1;1;0;0'");
-    uint32_t n = 0;
-    EXPECT_EQ(OvanGetMACBlackListObjs(nullptr, &n), 0);
-    EXPECT_EQ(n, 2u);
-    EXPECT_EQ(wifivalinit, 0);
 }
 
 }  // namespace

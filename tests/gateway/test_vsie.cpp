@@ -33,69 +33,21 @@ std::vector<uint8_t> bytes_of(const uint8_t *p, uint32_t n)
     return p ? std::vector<uint8_t>(p, p + n) : std::vector<uint8_t>{};
 }
 
-TEST_F(VSIE, ByteArraysAreReadWithTheirOwnCount)
-{
-    OvanBeaconTxVSIE_t *objs = nullptr;
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetBeaconTxVSIEObjs(&objs, &n), 0);
-    ASSERT_EQ(n, 2u);
-    EXPECT_EQ(bytes_of(objs[1].IEData, objs[1].LenofIEData), (std::vector<uint8_t>{0xdd, 0x04, 0xa4, 0xc3, 0xf0, 0x01}));
-    EXPECT_EQ(objs[1].SSIDIndex, 5);
-    for (uint32_t i = 0; i < n; i++)
-        g_free(objs[i].IEData);
-    g_free(objs);
-
-    struct Case {
-        const char *name;
-        const char *ie_data;  // GVariant text, null: property removed
-        const char *len;      // the LenofIEData the service claims
-        std::vector<uint8_t> want;
-    };
-    const Case cases[] = {
-        {"claims more than it sends", "[byte 0x01, 0x02]", "uint32 4096", {0x01, 0x02}},
-        {"claims less than it sends", "[byte 0x01, 0x02, 0x03]", "uint32 1", {0x01, 0x02, 0x03}},
-        {"empty array", "@ay []", "uint32 9", {}},
-        {"wrong wire type", "'dd0700'", "uint32 3", {}},
-        {"absent", nullptr, "uint32 3", {}},
-    };
-    for (const Case &c : cases) {
-        if (c.ie_data)
-            ASSERT_TRUE(sim.set_property(kBeacon1, kBeaconIface, "IEData", c.ie_data)) << c.name;
-        else
-            ASSERT_TRUE(sim.remove_property(kBeacon1, kBeaconIface, "IEData")) << c.name;
-        ASSERT_TRUE(sim.set_property(kBeacon1, kBeaconIface, "LenofIEData", c.len)) << c.name;
-        OvanBeaconTxVSIE_t b{};
-        ASSERT_EQ(OvanGetBeaconTxVSIE(obj_path(kBeacon1), &b), 0) << c.name;
-        EXPECT_EQ(b.LenofIEData, c.want.size()) << c.name;
-        EXPECT_EQ(b.IEData == nullptr, c.want.empty()) << c.name;
-        EXPECT_EQ(bytes_of(b.IEData, b.LenofIEData), c.want) << c.name;
-        g_free(b.IEData);
-    }
-}
-
-TEST_F(VSIE, SettersSendBytesOnlyWhenThereAreSome)
+// Which keys each setter writes, and byte arrays of the right collection only (the
+// byte-array shapes themselves: test_reply_shapes.cpp).
+TEST_F(VSIE, SettersSendTheirKeysAndBytes)
 {
     uint8_t ie[] = {0xdd, 0x03, 0x00, 0x50, 0xf2};
     OvanBeaconTxVSIE_t b{};
     g_strlcpy(b.ServiceName, "probe", sizeof b.ServiceName);
-    b.Duration = 60;
-    b.LenofIEData = 0;
-    b.IEData = ie;
-    ASSERT_EQ(OvanSetBeaconTxVSIE(obj_path(kBeacon1), &b), 0);
-    EXPECT_EQ(sent_keys(sim),
-              (std::vector<std::string>{"ServiceName", "Status", "SSIDIndex", "Duration", "LenofIEData"}));
     b.LenofIEData = sizeof ie;
-    b.IEData = nullptr;
-    ASSERT_EQ(OvanSetBeaconTxVSIE(obj_path(kBeacon1), &b), 0);
-    EXPECT_EQ(sent_keys(sim).size(), 5u);
-
     b.IEData = ie;
     ASSERT_EQ(OvanAddBeaconTxVSIE(&b), 0);
-    EXPECT_EQ(sent_keys(sim).back(), "IEData");
+    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"ServiceName", "Status", "SSIDIndex", "Duration",
+                                                        "LenofIEData", "IEData"}));
     OvanBeaconTxVSIE_t back{};
     ASSERT_EQ(OvanGetBeaconTxVSIE(obj_path(b.path), &back), 0);
     EXPECT_EQ(bytes_of(back.IEData, back.LenofIEData), std::vector<uint8_t>(ie, ie + sizeof ie));
-    EXPECT_STREQ(back.ServiceName, "probe");
     g_free(back.IEData);
 
     OvanProbeRspTxVSIE_t r{};
@@ -108,11 +60,9 @@ TEST_F(VSIE, SettersSendBytesOnlyWhenThereAreSome)
     ASSERT_TRUE(v);
     EXPECT_EQ(printed(v.get()), "[byte 0xdd, 0x03]");
 
-    // Paths of the wrong collection never reach the bus.
     sim.clear_call_log();
     EXPECT_EQ(OvanSetBeaconTxVSIE(obj_path("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1"), &b), -1);
     EXPECT_EQ(OvanSetProbeRspTxVSIEv4(obj_path(kBeacon1), &r), -1);
-    EXPECT_EQ(OvanSetBeaconTxVSIE(obj_path(kBeacon1), nullptr), -1);
     EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIE", "Invalid parameters.")) << dump();
     EXPECT_EQ(sim.count_calls(), 0u);
 }
@@ -153,29 +103,13 @@ TEST_F(VSIE, LookupsByServiceName)
     EXPECT_EQ(bad.msg(), "Invalid Parameter.");
 }
 
+// The records below an entry are neither entries nor reachable by an entry's path.
 TEST_F(VSIE, RecordsBelowAnEntry)
 {
-    OvanProbeRxVSIE_t *entries = nullptr;
     uint32_t n = 0;
-    ASSERT_EQ(OvanGetProbeRxVSIEObjs(&entries, &n), 0);
-    EXPECT_EQ(n, 1u) << "the records below an entry are not entries";
-    g_free(entries);
-
-    OvanProbeRxVSIERecordManager_t m{};
-    ASSERT_EQ(OvanGetProbeRxVSIERecordManager(obj_path(kProbeRx1), &m), 0);
-    EXPECT_EQ(m.RecordNum, 2u);
-    OvanProbeRxVSIERecord_t *recs = nullptr;
-    ASSERT_EQ(OvanGetProbeRxVSIERecordObjs(obj_path(kProbeRx1), &recs, &n), 0);
-    ASSERT_EQ(n, 2u);
-    EXPECT_EQ(recs[0].RSSI, -61);
-    EXPECT_EQ(bytes_of(recs[1].IEData, recs[1].LenofIEData), (std::vector<uint8_t>{0xdd, 0x02, 0x01, 0x02}));
+    ASSERT_EQ(OvanGetProbeRxVSIEObjs(nullptr, &n), 0);
+    EXPECT_EQ(n, 1u);
     OvanProbeRxVSIERecord_t one{};
-    ASSERT_EQ(OvanGetProbeRxVSIERecord(obj_path(recs[0].path), &one), 0);
-    EXPECT_EQ(one.BAND, 2);
-    g_free(one.IEData);
-    for (uint32_t i = 0; i < n; i++)
-        g_free(recs[i].IEData);
-    g_free(recs);
     StatusOut out;
     ASSERT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kProbeRx1), &out.status, &out.errmsg), 0);
 
@@ -258,28 +192,20 @@ TEST_F(VSIE, SteeringCommands)
 
 TEST_F(VSIE, StationsUnderTwoInterfaceNames)
 {
+    // Only the listing's interface fills the listing; the getter reads the other.
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/STA/2", "com.quv.igd1.STAInfo", "RSSI", "-1"));
     OvanSTAInfo_t *sta = nullptr;
     uint32_t n = 0;
     ASSERT_EQ(OvanGetSTAInfoObjs(&sta, &n), 0);
     ASSERT_EQ(n, 2u);
-    // Only the listing's interface fills the listing.
-    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/STA/2", "com.quv.igd1.STAInfo", "RSSI", "-1"));
-    g_free(sta);
-    ASSERT_EQ(OvanGetSTAInfoObjs(&sta, &n), 0);
     EXPECT_EQ(sta[1].RSSI, -71);
-    EXPECT_STREQ(sta[1].BSSID, "A4:C3:F0:11:22:33");
     g_free(sta);
     OvanSTAInfo_t one{};
     ASSERT_EQ(OvanGetSTAInfo(obj_path("/com/quv/igd1/Config/WLAN/STA/2"), &one), 0);
     EXPECT_EQ(one.RSSI, -1);
     EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/WLAN/STA/2", "", "GetAll"), 1u);
-    auto calls = sim.call_log();
-    EXPECT_NE(calls.back().args_text().find("com.quv.igd1.STAInfo"), std::string::npos);
 
     OvanRoamingConfig_t r{};
-    ASSERT_EQ(OvanGetRoamingConfig(&r), 0);
-    EXPECT_EQ(r.Threshold2_RSSI, -80);
-    r.Threshold1_RSSI = -65;
     ASSERT_EQ(OvanSetRoamingConfig(&r), 0);
     EXPECT_EQ(sent_keys(sim),
               (std::vector<std::string>{"Enable", "Start_time", "Threshold1_RSSI", "Threshold2_RSSI"}));

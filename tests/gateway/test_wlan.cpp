@@ -73,12 +73,6 @@ protected:
     }
 };
 
-// ---- the capability guard, on every member ----
-
-// ---- reads ----
-
-// ---- the setter ----
-
 TEST_F(WLAN, SetSendsTheWritableFieldsInOrder)
 {
     OvanWLANDevice_t d = valid_device();
@@ -95,8 +89,6 @@ TEST_F(WLAN, SetSendsTheWritableFieldsInOrder)
     v = sim.property(kDev1, kIface, "ChannelInUse");
     EXPECT_EQ(g_variant_get_uint32(v.get()), 6u) << "read-only, not written";
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWLANDevice", std::string("enter, path(") + kDev1 + ")")) << dump();
-    ASSERT_TRUE(sim.script_error(kDev1, "", "SetMulti", "org.freedesktop.DBus.Error.Failed", "no", 0, true));
-    EXPECT_EQ(OvanSetWLANDevice(at(kDev1), &d), -1);
 }
 
 TEST_F(WLAN, SetChecksEveryConstrainedField)
@@ -258,39 +250,11 @@ TEST_F(WLAN, ByIndexReadsTheNumberedInstance)
     OvanWLANDevice_t d{};
     ASSERT_EQ(OvanGetWLANDeviceBySSIDIndex(5, &d), 0);
     EXPECT_STREQ(d.path, kDev5);
-    EXPECT_STREQ(d.SSID, "Quv-A1B2C3-5G");
-    EXPECT_EQ(d.RFBand, 1u);
     EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(9, &d), -1);
     EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(-1, &d), -1) << "not an object path";
     EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(1, nullptr), -1);
     EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceBySSIDIndex", "Invalid wlanDevice, should not be NULL")) << dump();
-}
-
-// ---- WPS ----
-
-TEST_F(WLAN, WPSConfigReadsTheDeviceList)
-{
-    const std::string longest(130, 'd');
-    ASSERT_TRUE(sim.set_property(kWPS1, kWPSIface, "DevInfo", ("['first', '" + longest + "']").c_str()));
     OvanWPSConfig_t w{};
-    ASSERT_EQ(OvanGetWPSConfig(at(kWPS1), &w), 0) << dump();
-    EXPECT_STREQ(w.path, kWPS1);
-    EXPECT_EQ(w.Enable, 1);
-    EXPECT_EQ(w.WPSStatus, 2);
-    ASSERT_EQ(w.DevInfoNum, 2u);
-    ASSERT_NE(w.DevInfo, nullptr);
-    EXPECT_STREQ(w.DevInfo[0], "first");
-    EXPECT_EQ(std::string(w.DevInfo[1]), std::string(127, 'd'));
-    g_free(w.DevInfo);
-
-    char mine[1][128] = {"mine"};
-    OvanWPSConfig_t empty{};
-    empty.DevInfo = mine;
-    ASSERT_EQ(OvanGetWPSConfig(at(kWPS5), &empty), 0);
-    EXPECT_EQ(empty.Enable, 0);
-    EXPECT_EQ(empty.DevInfoNum, 0u);
-    EXPECT_EQ(empty.DevInfo, nullptr) << "an empty list is a NULL pointer";
-
     EXPECT_EQ(OvanGetWPSConfig(at("/com/quv/igd1/Config/WLAN/Devices/2/WPS"), &w), -1);
     EXPECT_TRUE(log.contains("OvanGetWPSConfig: GetAll failed, return [", LOG_ERR)) << dump();
 }
@@ -329,34 +293,15 @@ TEST_F(WLAN, SetWPSEnableWritesOnlyEnable)
     EXPECT_TRUE(g_variant_get_boolean(v.get()));
 }
 
-TEST_F(WLAN, SetWPSReportsTheGatewaysAnswer)
+// The word and message: test_registry.cpp. The mode goes signed, the time unsigned.
+TEST_F(WLAN, SetWPSSendsItsArgumentsAndLogsSuccessOnly)
 {
-    uint32_t status = 77;
-    char *msg = nullptr;
-    ASSERT_EQ(OvanSetWPS(at(kWPS1), 2, 120, &status, &msg), 0) << dump();
-    EXPECT_EQ(status, 0u);
-    EXPECT_EQ(msg, nullptr);
-    GPtr<GVariant> args = last_args(sim, "SetWPS");
-    ASSERT_TRUE(args);
-    GStr printed(g_variant_print(args.get(), TRUE));
-    EXPECT_STREQ(printed.get(), "(2, uint32 120)");
+    ASSERT_EQ(OvanSetWPS(at(kWPS1), 2, 120, nullptr, nullptr), 0) << dump();
+    EXPECT_EQ(printed(last_args(sim, "SetWPS").get()), "(2, uint32 120)");
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWPS", "OvanSetWPS(OVAN_OK)")) << dump();
-
-    ASSERT_TRUE(sim.script_reply(kWPS1, kWPSIface, "SetWPS", "(uint32 3, 'session overlap')", 0, true));
-    EXPECT_EQ(OvanSetWPS(at(kWPS1), 1, 0, &status, &msg), -1);
-    EXPECT_EQ(status, 3u);
-    ASSERT_NE(msg, nullptr);
-    EXPECT_STREQ(msg, "session overlap");
-    g_free(msg);
-    msg = nullptr;
-
     log.clear();
     ASSERT_TRUE(sim.script_error(kWPS1, kWPSIface, "SetWPS", "org.freedesktop.DBus.Error.Failed", "down", 0, true));
-    EXPECT_EQ(OvanSetWPS(at(kWPS1), 1, 0, &status, &msg), -1);
-    EXPECT_EQ(status, 1u);
-    ASSERT_NE(msg, nullptr);
-    EXPECT_STREQ(msg, "Failed to call SetWPS() function.");
-    g_free(msg);
+    EXPECT_EQ(OvanSetWPS(at(kWPS1), 1, 0, nullptr, nullptr), -1);
     EXPECT_FALSE(log.contains("OvanSetWPS(OVAN_OK)")) << "no answer, no success line";
 }
 
