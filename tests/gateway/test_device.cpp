@@ -13,26 +13,6 @@ constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
 
 using Device = SimTest;
 
-TEST_F(Device, DevStyleOnlyInTheSecondLayout)
-{
-    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "DevStyle", ("'" + std::string(40, 's') + "'").c_str()));
-    OvanDeviceInfo_t dev{};
-    ASSERT_EQ(OvanGetDeviceInfo(&dev), 0);
-    OvanDeviceInfov4_t dev4{};
-    ASSERT_EQ(OvanGetDeviceInfov4(&dev4), 0);
-    EXPECT_EQ(std::string(dev4.DevStyle), std::string(32, 's'));
-    EXPECT_EQ(dev4.HGWSleep, dev.HGWSleep);
-    EXPECT_STREQ(dev4.DevName, dev.DevName);
-}
-
-TEST_F(Device, MacFieldCutToTwelve)
-{
-    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "MAC", "'0C:4B:54:A1:B2:C3'"));
-    OvanDeviceInfo_t dev{};
-    ASSERT_EQ(OvanGetDeviceInfo(&dev), 0);
-    EXPECT_STREQ(dev.MAC, "0C:4B:54:A1:");
-}
-
 struct CapabilityCase {
     const char *capability;
     uint32_t wifi;

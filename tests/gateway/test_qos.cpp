@@ -286,21 +286,4 @@ TEST_F(QoS, LineDetectionDuration)
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanIPTVStartDetectQobLineStatus", "Invalid 'duration', should between 2 to 60."));
 }
 
-TEST_F(QoS, LineDetectionResults)
-{
-    ASSERT_TRUE(sim.script_reply(kIPTV, kIPTVIface, "StartDetectQobLineStatus", "(uint32 3, 'line busy')", 0, true));
-    StatusOut busy;
-    EXPECT_EQ(OvanIPTVStartDetectQobLineStatus(10, &busy.status, &busy.errmsg), -1);
-    EXPECT_EQ(busy.status, 3u);
-    EXPECT_EQ(busy.msg(), "line busy");
-
-    ASSERT_TRUE(sim.script_error(kIPTV, kIPTVIface, "StartDetectQobLineStatus", "org.freedesktop.DBus.Error.Failed",
-                                 "gone"));
-    StatusOut failed;
-    EXPECT_EQ(OvanIPTVStartDetectQobLineStatus(10, &failed.status, &failed.errmsg), -1);
-    EXPECT_EQ(failed.status, 1u);
-    EXPECT_EQ(failed.msg(), "Failed to call StartDetectQobLineStatus() function.");
-    EXPECT_EQ(OvanIPTVStartDetectQobLineStatus(10, nullptr, nullptr), -1);
-}
-
 }  // namespace

@@ -30,8 +30,6 @@ TEST_F(Wan, InstanceGetterKeepsPathsOfFullWidth)
     OvanWANConnectionv4_t rec{};
     ASSERT_EQ(OvanGetWANConnectionv4(obj_path(kConn2), &rec), 0);
     EXPECT_EQ(rec.path, kConn2);
-    EXPECT_STREQ(rec.IfName, "nas0_1");
-    EXPECT_EQ(rec.TxPkts, 15000u);
     EXPECT_TRUE(logged(7, "OvanGetWANConnectionv4", "enter, path (" + kConn2 + ")"));
 
     // 255 characters: the instance getter keeps them all.
