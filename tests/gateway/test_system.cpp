@@ -1,0 +1,1486 @@
+// The system families against the simulator, one namespace each: their own checks,
+// texts and quirks (the shapes: test_shapes.cpp; what every object shares:
+// test_registry.cpp).
+#include <cstring>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <syslog.h>
+#include <vector>
+
+#include "bus_support/bus_fixture.hpp"
+#include "lumo3_device.h"
+#include "lumo3_lanhost.h"
+#include "lumo3_omdiag.h"
+#include "lumo3_speedtest.h"
+#include "lumo3_syscmd.h"
+#include "lumo3_voicecwmp.h"
+#include "support/temp_root.hpp"
+
+namespace {
+
+using namespace lumo::test;
+using lumo::GPtr;
+using lumo::GStr;
+
+// Device, network, PON and VoIP information; the capability questions; the name.
+namespace device {
+
+constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
+
+using Device = SimTest;
+
+struct CapabilityCase {
+    const char *capability;
+    uint32_t wifi;
+    uint32_t usb;
+};
+
+void PrintTo(const CapabilityCase &c, std::ostream *os) { *os << '"' << c.capability << '"'; }
+
+class Capability : public Device, public testing::WithParamInterface<CapabilityCase> {};
+
+TEST_P(Capability, Fields)
+{
+    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "Capability",
+                                 ("'" + std::string(GetParam().capability) + "'").c_str()));
+    uint32_t wifi = 7, usb = 7;
+    EXPECT_EQ(OvanSupportWiFi(&wifi), 0);
+    EXPECT_EQ(OvanSupportUSB(&usb), 0);
+    EXPECT_EQ(wifi, GetParam().wifi);
+    EXPECT_EQ(usb, GetParam().usb);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Strings, Capability,
+    testing::Values(CapabilityCase{"0;0;1;0;1", 1, 1}, CapabilityCase{"1;1;0;0;0", 0, 0},
+                    CapabilityCase{"1;1;1", 0, 1},            // fields 4 and 5 missing
+                    CapabilityCase{"0;0;0;1;0", 1, 0}, CapabilityCase{"", 0, 0},
+                    CapabilityCase{"0;0;x;y;2", 1, 0},        // not numbers count as 0
+                    CapabilityCase{";;;;", 0, 0}, CapabilityCase{"0;0;0;0;0;1", 0, 0},  // a sixth field is ignored
+                    // a field is cut to 15 characters before it is converted
+                    CapabilityCase{"0;0;0000000000000001;0;0", 0, 0},
+                    CapabilityCase{"0;0;000000000000001;0;0", 0, 1}));
+
+TEST_F(Device, CapabilityUnreadableCountsAsPresent)
+{
+    ASSERT_TRUE(sim.script_error(kDevice, "com.quv.igd1.Properties", "Get", "org.freedesktop.DBus.Error.Failed",
+                                 "gone"));
+    uint32_t wifi = 0, usb = 0;
+    EXPECT_NE(OvanSupportWiFi(&wifi), 0);
+    EXPECT_EQ(wifi, 1u);
+    EXPECT_NE(OvanSupportUSB(&usb), 0);
+    EXPECT_EQ(usb, 1u);
+    EXPECT_EQ(OvanSupportWiFi(nullptr), -1);
+}
+
+TEST_F(Device, DeviceName)
+{
+    const std::string exact(128, 'n');
+    EXPECT_EQ(OvanDeviceSetDevName(exact.c_str()), 0);
+    auto v = sim.property(kDevice, kDeviceIface, "DevName");
+    ASSERT_TRUE(v);
+    EXPECT_EQ(std::string(g_variant_get_string(v.get(), nullptr)), exact);
+
+    sim.clear_call_log();
+    const std::string longer(129, 'n');
+    EXPECT_EQ(OvanDeviceSetDevName(longer.c_str()), -1);
+    EXPECT_TRUE(log.contains("devname(" + longer + ") is too long, its length is limited to 128", 3));
+    EXPECT_EQ(sim.count_calls(), 0u);
+
+    EXPECT_EQ(OvanDeviceSetDevName(nullptr), 0);  // clears the name
+    v = sim.property(kDevice, kDeviceIface, "DevName");
+    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "");
+    EXPECT_TRUE(log.contains("OvanDeviceSetDevName: Enter, devname()", 7));
+
+    ASSERT_TRUE(sim.script_error(kDevice, "com.quv.igd1.Properties", "Set", "org.freedesktop.DBus.Error.AccessDenied",
+                                 "no"));
+    EXPECT_EQ(OvanDeviceSetDevName("x"), -1);
+}
+
+}  // namespace device
+
+// System commands: every command's call, checks and texts, the password getters,
+// and passwords kept out of the log; the configuration block.
+namespace syscmd {
+
+using Outputs = StatusOut;
+
+constexpr const char kSystem[] = "/com/quv/igd1/Tevra/System";
+constexpr const char kSysCmd[] = "com.quv.igd1.SysCmd";
+constexpr const char kFailed[] = "org.freedesktop.DBus.Error.Failed";
+
+using Call = std::function<int32_t(uint32_t *, char **)>;
+
+// One command called with acceptable inputs.
+struct Command {
+    const char *tag;
+    const char *method;
+    Call call;
+    const char *args;          // as the service receives them
+    const char *fail_message;  // handed out when the call fails
+    const char *fail_line;     // logged at level 3 then
+};
+
+const std::vector<Command> &commands()
+{
+    static const std::vector<Command> all = {
+        {"OvanSysCmdSetLOID", "SetLOID",
+         [](uint32_t *s, char **e) { return OvanSysCmdSetLOID("LOID0001", nullptr, "", s, e); },
+         "('LOID0001', '', '')", "Failed to call SetLOID() function.", "Failed to call SetLOID()"},
+        {"OvanSysCmdRegisterLOID", "RegisterLOID", OvanSysCmdRegisterLOID, "()",
+         "Failed to call RegisterLOID() function.", "Failed to call RegisterLOID()"},
+        {"OvanSysCmdCheckLOID", "CheckLOID", OvanSysCmdCheckLOID, "()", "Failed to call CheckLOID.",
+         "Failed to call CheckLOID"},
+        {"OvanSysCmdSetDateTime", "SetDateTime",
+         [](uint32_t *s, char **e) { return OvanSysCmdSetDateTime("2024-02-29 23:59:59", s, e); },
+         "('2024-02-29 23:59:59',)", "Failed to call SetDateTime() function.",
+         "Failed to call SetDateTime() function"},
+        {"OvanSysCmdReboot", "Reboot", OvanSysCmdReboot, "()", "Failed to call Reboot() function.",
+         "Failed to call Reboot() function."},
+        {"OvanSysCmdRestore", "Restore", OvanSysCmdRestore, "()", "Failed to call Restore() function.",
+         "Failed to call Restore() function."},
+        {"OvanSysCmdLocalRecovery", "LocalRecovery", OvanSysCmdLocalRecovery, "()",
+         "Failed to call LocalRecovery() function.", "Failed to call LocalRecovery() function."},
+        {"OvanSysCmdUpgrade", "Upgrade",
+         [](uint32_t *s, char **e) { return OvanSysCmdUpgrade("http://fw.example/img", 6, 1, 7, s, e); },
+         "('http://fw.example/img', uint32 6, uint32 1, true)", "Failed to call Upgrade() function.",
+         "Failed to call Upgrade() function"},
+        {"OvanSysCmdClearUpgradeStatus", "ClearUpgradeStatus", OvanSysCmdClearUpgradeStatus, "()",
+         "Failed to call ClearUpgradeStatus() function.", "Failed to call ClearUpgradeStatus() function"},
+        {"OvanSysCmdClearRestoreStatus", "ClearRestoreStatus", OvanSysCmdClearRestoreStatus, "()",
+         "Failed to call ClearRestoreStatus() function.", "Failed to call ClearRestoreStatus() function"},
+        {"OvanSysCmdCheckUAPasswd", "CheckUAPasswd",
+         [](uint32_t *s, char **e) { return OvanSysCmdCheckUAPasswd("abcde", s, e); }, "('abcde',)",
+         "Failed to call CheckUAPasswd() function.", "Failed to call CheckUAPasswd() function"},
+        {"OvanSysCmdSetUAPasswd", "SetUAPasswd",
+         [](uint32_t *s, char **e) { return OvanSysCmdSetUAPasswd("abcdefghijklmnopqrst", s, e); },
+         "('abcdefghijklmnopqrst',)", "Failed to call SetUAPasswd() function.",
+         "Failed to call SetUAPasswd() function"},
+        {"OvanSysCmdCheckTAPasswd", "CheckTAPasswd",
+         [](uint32_t *s, char **e) { return OvanSysCmdCheckTAPasswd("t", s, e); }, "('t',)",
+         "Failed to call CheckTAPasswd() function.", "Failed to call CheckTAPasswd() function."},
+        {"OvanSysCmdUploadTroubleLocationInfo", "UploadTroubleLocatingInfo",
+         [](uint32_t *s, char **e) { return OvanSysCmdUploadTroubleLocationInfo("http://u", "", s, e); },
+         "('http://u', '')", "Failed to call UploadTroubleLocatingInfo() function.",
+         "Failed to call UploadTroubleLocatingInfo() function."},
+        {"OvanSysCmdStartCollectionDebugInfo", "StartCollectionDebugInfo",
+         [](uint32_t *s, char **e) { return OvanSysCmdStartCollectionDebugInfo("http://u", "WIFI", 300, s, e); },
+         "('http://u', 'WIFI', uint16 300)", "Failed to call StartCollectionDebugInfo() function.",
+         "Failed to call StartCollectionDebugInfo() function."},
+    };
+    return all;
+}
+
+class SysCmd : public SimTest {
+protected:
+    size_t sent() { return sim.count_calls(kSystem); }
+};
+
+TEST_F(SysCmd, EveryCommandCallsItsMethod)
+{
+    for (const Command &c : commands()) {
+        SCOPED_TRACE(c.tag);
+        sim.clear_call_log();
+        Outputs out;
+        EXPECT_EQ(c.call(&out.status, &out.errmsg), 0);
+        EXPECT_EQ(out.status, 0u);
+        EXPECT_EQ(out.msg(), "<untouched>");  // word 0: the service's "OK" is not handed out
+        auto calls = sim.call_log();
+        ASSERT_EQ(calls.size(), 1u);
+        EXPECT_EQ(calls[0].path, kSystem);
+        EXPECT_EQ(calls[0].iface, kSysCmd);
+        EXPECT_EQ(calls[0].method, c.method);
+        EXPECT_EQ(calls[0].args_text(), c.args);
+    }
+    EXPECT_TRUE(logged(7, "OvanSysCmdUpgrade", "enter, url(http://fw.example/img), mode(6), method(1), needreboot(7)"));
+    EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(0)"));
+}
+
+TEST_F(SysCmd, FailuresAndRefusals)
+{
+    for (const Command &c : commands()) {
+        SCOPED_TRACE(c.tag);
+        ASSERT_TRUE(sim.script_error(kSystem, kSysCmd, c.method, kFailed, "refused", 0, true));
+        Outputs failed;
+        EXPECT_EQ(c.call(&failed.status, &failed.errmsg), -1);
+        EXPECT_EQ(failed.status, 1u);
+        EXPECT_EQ(failed.msg(), c.fail_message);
+        EXPECT_TRUE(logged(3, c.tag, c.fail_line));
+
+        ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, c.method, "(uint32 9, 'busy')", 0, true));
+        Outputs out;
+        EXPECT_EQ(c.call(&out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 9u);
+        EXPECT_EQ(out.msg(), "busy");
+        if (std::strcmp(c.method, "SetLOID") == 0)
+            EXPECT_TRUE(logged(7, c.tag, "error (busy)"));
+        else
+            EXPECT_TRUE(logged(3, c.tag, std::string("Call ") + c.tag + "() errmsg [busy]."));
+    }
+    EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(9)"));
+}
+
+TEST_F(SysCmd, RefusedInputsSendNothing)
+{
+    const std::string p21(21, 'p');
+    struct Refusal {
+        const char *tag;
+        Call call;
+        const char *message;
+        const char *line;
+    };
+    const char *const params = "Invalid Parameters.";
+    const Refusal refusals[] = {
+        {"OvanSysCmdSetLOID", [](uint32_t *s, char **e) { return OvanSysCmdSetLOID("", "pw", "BEJ", s, e); },
+         "Invalid Parameters: empty loid or invalid provoice", "Invalid Parameters: empty loid or invalid provoice"},
+        {"OvanSysCmdSetLOID", [](uint32_t *s, char **e) { return OvanSysCmdSetLOID(nullptr, "pw", "BEJ", s, e); },
+         "Invalid Parameters: empty loid or invalid provoice", "Invalid Parameters: empty loid or invalid provoice"},
+        {"OvanSysCmdSetLOID", [](uint32_t *s, char **e) { return OvanSysCmdSetLOID("L1", "pw", "XYZ", s, e); },
+         "Invalid Parameters: empty loid or invalid provoice", "Invalid Parameters: empty loid or invalid provoice"},
+        {"OvanSysCmdSetDateTime", [](uint32_t *s, char **e) { return OvanSysCmdSetDateTime(nullptr, s, e); },
+         "Invalid datetime", "Invalid datetime"},
+        {"OvanSysCmdSetDateTime",
+         [](uint32_t *s, char **e) { return OvanSysCmdSetDateTime("2024-13-01 00:00:00", s, e); },
+         "Invalid datetime", "Invalid datetime"},
+        {"OvanSysCmdUpgrade", [](uint32_t *s, char **e) { return OvanSysCmdUpgrade("http://nodot/x", 0, 0, 0, s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdUpgrade", [](uint32_t *s, char **e) { return OvanSysCmdUpgrade(nullptr, 0, 0, 0, s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdUpgrade", [](uint32_t *s, char **e) { return OvanSysCmdUpgrade("a.b", 7, 0, 0, s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdUpgrade", [](uint32_t *s, char **e) { return OvanSysCmdUpgrade("a.b", 0, 2, 0, s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdUpgrade", [](uint32_t *s, char **e) { return OvanSysCmdUpgrade("a.b", 0, -1, 0, s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdCheckUAPasswd", [](uint32_t *s, char **e) { return OvanSysCmdCheckUAPasswd("abcd", s, e); },
+         "Invalid password.", "Invalid password"},
+        {"OvanSysCmdCheckUAPasswd", [](uint32_t *s, char **e) { return OvanSysCmdCheckUAPasswd(nullptr, s, e); },
+         "Invalid password.", "Invalid password"},
+        {"OvanSysCmdSetUAPasswd", [](uint32_t *s, char **e) { return OvanSysCmdSetUAPasswd("abcd", s, e); },
+         "Invalid Password, len [5 ~ 20].", "Invalid Password, len [5 ~ 20]"},
+        {"OvanSysCmdSetUAPasswd", [&](uint32_t *s, char **e) { return OvanSysCmdSetUAPasswd(p21.c_str(), s, e); },
+         "Invalid Password, len [5 ~ 20].", "Invalid Password, len [5 ~ 20]"},
+        {"OvanSysCmdCheckTAPasswd", [](uint32_t *s, char **e) { return OvanSysCmdCheckTAPasswd("", s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdUploadTroubleLocationInfo",
+         [](uint32_t *s, char **e) { return OvanSysCmdUploadTroubleLocationInfo("", "ALL", s, e); }, params,
+         "Invalid Parameters"},
+        {"OvanSysCmdUploadTroubleLocationInfo",
+         [](uint32_t *s, char **e) { return OvanSysCmdUploadTroubleLocationInfo("http://u", "BOGUS", s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdStartCollectionDebugInfo",
+         [](uint32_t *s, char **e) { return OvanSysCmdStartCollectionDebugInfo(nullptr, "ALL", 1, s, e); }, params,
+         "Invalid Parameters"},
+        {"OvanSysCmdStartCollectionDebugInfo",
+         [](uint32_t *s, char **e) { return OvanSysCmdStartCollectionDebugInfo("http://u", "wifi", 1, s, e); },
+         params, "Invalid Parameters"},
+        {"OvanSysCmdGetTAPasswd", [](uint32_t *s, char **e) { return OvanSysCmdGetTAPasswd(nullptr, s, e); },
+         "Invalid Parameters: passwd is NULL.", "Invalid Parameters: passwd is NULL."},
+        {"OvanSysCmdGetUAPasswd", [](uint32_t *s, char **e) { return OvanSysCmdGetUAPasswd(nullptr, s, e); },
+         "Invalid Parameters: passwd is NULL.", "Invalid Parameters: passwd is NULL."},
+    };
+    for (const Refusal &r : refusals) {
+        SCOPED_TRACE(r.tag);
+        log.clear();
+        Outputs out;
+        EXPECT_EQ(r.call(&out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), r.message);
+        EXPECT_TRUE(logged(3, r.tag, r.line));
+        EXPECT_EQ(r.call(nullptr, nullptr), -1);  // optional outputs stay optional
+    }
+    // The mandatory status: an acceptable request without it is refused as well.
+    Outputs a, b, c;
+    EXPECT_EQ(OvanSysCmdCheckTAPasswd("secret", nullptr, &a.errmsg), -1);
+    EXPECT_EQ(OvanSysCmdUploadTroubleLocationInfo("http://u", "ALL", nullptr, &b.errmsg), -1);
+    EXPECT_EQ(OvanSysCmdStartCollectionDebugInfo("http://u", "ALL", 5, nullptr, &c.errmsg), -1);
+    EXPECT_EQ(a.msg(), params);
+    EXPECT_EQ(b.msg(), params);
+    EXPECT_EQ(c.msg(), params);
+    EXPECT_EQ(sent(), 0u);
+}
+
+TEST_F(SysCmd, AcceptedBoundaries)
+{
+    const std::string p21(21, 'p'), p20(20, 'p');
+    uint32_t st = 77;
+    EXPECT_EQ(OvanSysCmdCheckUAPasswd(p21.c_str(), &st, nullptr), 0);  // no upper bound
+    EXPECT_EQ(OvanSysCmdSetUAPasswd("abcde", &st, nullptr), 0);
+    EXPECT_EQ(OvanSysCmdSetUAPasswd(p20.c_str(), &st, nullptr), 0);
+    EXPECT_EQ(OvanSysCmdUpgrade("a.b", 0, 0, 0, &st, nullptr), 0);
+    EXPECT_EQ(OvanSysCmdSetLOID("L1", "pw", "BEJ", &st, nullptr), 0);
+    EXPECT_EQ(OvanSysCmdUploadTroubleLocationInfo("http://u", "FRAMEWORK", &st, nullptr), 0);
+    EXPECT_EQ(sent(), 6u);
+    auto calls = sim.call_log();
+    EXPECT_EQ(calls[3].args_text(), "('a.b', uint32 0, uint32 0, false)");
+    EXPECT_EQ(calls[4].args_text(), "('L1', 'pw', 'BEJ')");
+}
+
+TEST_F(SysCmd, PasswordGetters)
+{
+    char *pw = nullptr;
+    Outputs out;
+    ASSERT_EQ(OvanSysCmdGetTAPasswd(&pw, &out.status, &out.errmsg), 0);
+    EXPECT_STREQ(pw, "admin#8x2Lq");
+    EXPECT_EQ(out.status, 0u);
+    EXPECT_EQ(out.msg(), "<untouched>");
+    EXPECT_TRUE(logged(7, "OvanSysCmdGetTAPasswd", "enter."));
+    g_free(pw);
+    pw = nullptr;
+    ASSERT_EQ(OvanSysCmdGetUAPasswd(&pw, nullptr, nullptr), 0);
+    EXPECT_STREQ(pw, "user7Kp2");
+    g_free(pw);
+
+    // A refusal still hands the password over.
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "GetUAPasswd", "('stillgiven', uint32 5, 'locked')", 0, true));
+    pw = nullptr;
+    Outputs refused;
+    EXPECT_EQ(OvanSysCmdGetUAPasswd(&pw, &refused.status, &refused.errmsg), -1);
+    EXPECT_STREQ(pw, "stillgiven");
+    EXPECT_EQ(refused.status, 5u);
+    EXPECT_EQ(refused.msg(), "locked");
+    g_free(pw);
+
+    // An empty password leaves the output alone; a failed call clears it.
+    static char sentinel[] = "caller's";
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "GetTAPasswd", "('', uint32 0, '')", 0, true));
+    pw = sentinel;
+    EXPECT_EQ(OvanSysCmdGetTAPasswd(&pw, nullptr, nullptr), 0);
+    EXPECT_EQ(pw, sentinel);
+    ASSERT_TRUE(sim.script_error(kSystem, kSysCmd, "GetTAPasswd", kFailed, "no", 0, true));
+    Outputs failed;
+    EXPECT_EQ(OvanSysCmdGetTAPasswd(&pw, &failed.status, &failed.errmsg), -1);
+    EXPECT_EQ(pw, nullptr);
+    EXPECT_EQ(failed.status, 1u);
+    EXPECT_EQ(failed.msg(), "Failed to call GetTAPasswd() function.");
+}
+
+TEST_F(SysCmd, PasswordsStayOutOfTheWrappersLog)
+{
+    const char *secrets[] = {"Loid#Pass1", "UaCheck#22", "UaSet#333", "TaCheck#4444", "TaGot#55555", "UaGot#666666"};
+    uint32_t st = 0;
+    char *pw = nullptr;
+    OvanSysCmdSetLOID("L1", secrets[0], "BEJ", &st, nullptr);
+    OvanSysCmdSetLOID("", secrets[0], "BEJ", &st, nullptr);
+    OvanSysCmdCheckUAPasswd(secrets[1], &st, nullptr);
+    OvanSysCmdSetUAPasswd(secrets[2], &st, nullptr);
+    OvanSysCmdCheckTAPasswd(secrets[3], &st, nullptr);
+    OvanSysCmdCheckTAPasswd(secrets[3], nullptr, nullptr);
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "GetTAPasswd", g_variant_new("(sus)", secrets[4], 0u, "")));
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "GetUAPasswd", g_variant_new("(sus)", secrets[5], 3u, "no")));
+    OvanSysCmdGetTAPasswd(&pw, &st, nullptr);
+    g_free(pw);
+    OvanSysCmdGetUAPasswd(&pw, &st, nullptr);
+    g_free(pw);
+    // The commands failing and refusing, too.
+    for (const char *m : {"CheckUAPasswd", "SetUAPasswd", "CheckTAPasswd"})
+        sim.script_reply(kSystem, kSysCmd, m, "(uint32 1, 'wrong')", 0, true);
+    OvanSysCmdCheckUAPasswd(secrets[1], &st, nullptr);
+    OvanSysCmdSetUAPasswd(secrets[2], &st, nullptr);
+    OvanSysCmdCheckTAPasswd(secrets[3], &st, nullptr);
+
+    // No line at all, the wrappers' or the bus layer's, holds a password.
+    size_t wrapper_lines = 0;
+    for (const auto &line : log.lines()) {
+        if (line.text.find(" OvanSysCmd") != std::string::npos)
+            wrapper_lines++;
+        for (const char *s : secrets)
+            EXPECT_EQ(line.text.find(s), std::string::npos) << line.text;
+    }
+    EXPECT_GT(wrapper_lines, 10u);
+}
+
+TEST_F(SysCmd, ConfigBlock)
+{
+    OvanSystemCmdConfig_t cfg{};
+    ASSERT_EQ(OvanGetSystemCmdConfig(&cfg), 0);
+    ASSERT_TRUE(sim.script_error(kSystem, "", "GetAll", kFailed, "down", 0, true));
+    EXPECT_EQ(OvanGetSystemCmdConfig(&cfg), -1);
+    EXPECT_TRUE(logged(3, "OvanGetSystemCmdConfig", "OvanDBusGetAllProperty return -1"));
+
+    EXPECT_EQ(OvanSetSystemCmdConfig(nullptr), -1);
+    EXPECT_TRUE(logged(3, "OvanSetSystemCmdConfig", "enter, NULL parameter."));
+    const uint8_t refused[][2] = {{49, 80}, {101, 80}, {80, 49}, {80, 101}};
+    sim.clear_call_log();
+    for (const auto &r : refused) {
+        cfg.MemAlarm = r[0];
+        cfg.MemLimit = r[1];
+        EXPECT_EQ(OvanSetSystemCmdConfig(&cfg), -1);
+    }
+    EXPECT_EQ(log.count("OvanSetSystemCmdConfig: Invalid Parameter.\n"), std::size(refused));
+    EXPECT_EQ(sent(), 0u);
+
+    cfg.MemAlarm = 50;
+    cfg.MemLimit = 100;
+    cfg.UpgradeStatus = 3;  // not written
+    ASSERT_EQ(OvanSetSystemCmdConfig(&cfg), 0);
+    EXPECT_TRUE(logged(7, "OvanSetSystemCmdConfig", "enter, MemAlarm(50), MemLimit(100)"));
+    auto calls = sim.call_log();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].method, "SetMulti");
+    EXPECT_EQ(calls[0].args_text(), "('com.quv.igd1.SysCmd', {'MemAlarm': <byte 0x32>, 'MemLimit': <byte 0x64>})");
+}
+
+}  // namespace syscmd
+
+// LAN hosts and online devices against the simulator: the family's checks, texts,
+// the user device-name store and its trimming.
+namespace lanhost {
+
+constexpr const char kColl[] = "/com/quv/igd1/Config/LANHosts";
+constexpr const char kHost1[] = "/com/quv/igd1/Config/LANHosts/1";
+constexpr const char kHost2[] = "/com/quv/igd1/Config/LANHosts/2";
+constexpr const char kMgrIface[] = "com.quv.igd1.LANHostManager";
+constexpr const char kMac1[] = "A4C3F0112233";
+constexpr const char kMac2[] = "F0D5BF445566";
+
+std::string devname_file(const std::vector<std::pair<std::string, std::string>> &names)
+{
+    std::string text = "\nconfig devname 'macs'\n";
+    for (const auto &[mac, name] : names)
+        text += "\toption " + mac + " '" + name + "'\n";
+    return text;
+}
+
+class LanHost : public SimTest {
+protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        // Only the laptop has a user-given name (the gateway names both hosts);
+        // unsorted, with names on both sides of the laptop's MAC.
+        root.write("/etc/config/devname",
+                   devname_file({{"FFFFFFFFFFFF", "last"}, {kMac1, "Dad laptop"}, {"000000000001", "first"}}));
+    }
+
+    std::string store() const { return root.read("/etc/config/devname"); }
+    std::vector<std::string> last_setmulti_keys() { return sent_keys(sim); }
+
+    TempRoot root;
+};
+
+TEST_F(LanHost, ManagerWritesOnlyItsWritableSubset)
+{
+    OvanLANHostMgr_t mgr{};
+    ASSERT_EQ(OvanSetLANHostMgr(&mgr), 0);
+    EXPECT_EQ(last_setmulti_keys(),
+              (std::vector<std::string>{"EnableStats", "LANHostMaxNumber", "ControlListMaxNumber"}));
+    EXPECT_EQ(OvanSetLANHostMgr(nullptr), -1);
+    EXPECT_TRUE(log.contains("Invalid Parameter: obj is NULL.", LOG_ERR));
+}
+
+TEST_F(LanHost, CollectionShowsOnlyStoredNames)
+{
+    OvanLANHostExtWithIPv6_t *hosts = nullptr;
+    uint32_t count = 0;
+    ASSERT_EQ(OvanGetLANHostExtWithIPv6Objs(&hosts, &count), 0);
+    ASSERT_EQ(count, 3u);
+    EXPECT_STREQ(hosts[0].MAC, kMac1);
+    EXPECT_STREQ(hosts[0].DevName, "Dad laptop");
+    // The gateway calls this one "phone"; no stored name means none shown.
+    EXPECT_STREQ(hosts[1].DevName, "");
+    g_free(hosts);
+
+    OvanLANHost_t *plain = nullptr;
+    ASSERT_EQ(OvanGetLANHostObjs(&plain, &count), 0);
+    EXPECT_STREQ(plain[0].DevName, "Dad laptop");
+    g_free(plain);
+}
+
+TEST_F(LanHost, PathByMacRefusesBadArgumentsLocally)
+{
+    char *path = nullptr;
+    for (const char *bad : {"", "A4C3F011223", "A4:C3:F0:11:22:33", "A4C3F011223G"}) {
+        uint32_t status = 0;
+        GStr msg;
+        EXPECT_EQ(OvanGetLANHostPathbyMAC(bad, &path, &status, lumo::out(msg)), -1) << bad;
+        EXPECT_EQ(status, 1u);
+        EXPECT_STREQ(msg.get(), "Invalid macaddr or NULL lanhostpath");
+    }
+    EXPECT_EQ(OvanGetLANHostPathbyMAC(nullptr, &path, nullptr, nullptr), -1);
+    EXPECT_EQ(OvanGetLANHostPathbyMAC(kMac1, nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(path, nullptr);
+    EXPECT_TRUE(log.contains("Invalid macaddr or NULL lanhostpath", LOG_ERR));
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(LanHost, PathByMacReplyHandling)
+{
+    struct Case {
+        const char *reply;  // null: the call fails
+        int32_t ret;
+        uint32_t status;
+        const char *path;     // "stale": left as it was
+        const char *message;  // null: left untouched
+        const char *line;
+    };
+    const Case cases[] = {
+        {"(objectpath '/com/quv/igd1/Config/LANHosts/1', uint32 0, '')", 0, 0, kHost1, nullptr, nullptr},
+        {"(objectpath '/com/quv/igd1/Config/LANHosts/1', uint32 5, 'no such host')", -1, 5, nullptr, "no such host",
+         "Call OvanGetLANHostPathbyMAC() return 5, errmsg [no such host]."},
+        {"(objectpath '/com/quv/igd1/Config/LANHosts/1', uint32 5, '')", -1, 5, nullptr, nullptr, nullptr},
+        {"('/com/quv/igd1/Config/LANHosts/1', uint32 0, '')", -1, 1, "stale",
+         "Return value is of incorrect variant type.", "Return value is of incorrect variant type (sus)."},
+        {nullptr, -1, 1, "stale", "Failed to call GetLANHostPathbyMAC() function.",
+         "Failed to call GetLANHostPathbyMAC()."},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.reply ? c.reply : "error");
+        if (c.reply)
+            ASSERT_TRUE(sim.script_reply(kColl, kMgrIface, "GetLANHostPathbyMAC", c.reply, 0, true));
+        else
+            ASSERT_TRUE(sim.script_error(kColl, kMgrIface, "GetLANHostPathbyMAC", "org.freedesktop.DBus.Error.Failed",
+                                         "down", 0, true));
+        log.clear();
+        char stale[] = "stale";
+        char *path = stale;
+        uint32_t status = 77;
+        char *msg = nullptr;
+        EXPECT_EQ(OvanGetLANHostPathbyMAC(kMac1, &path, &status, &msg), c.ret);
+        EXPECT_EQ(status, c.status);
+        EXPECT_STREQ(path, c.path);
+        EXPECT_STREQ(msg, c.message);
+        if (c.line) {
+            EXPECT_TRUE(log.contains(c.line, LOG_ERR)) << c.line;
+        }
+        if (path != stale)
+            g_free(path);
+        g_free(msg);
+    }
+    EXPECT_EQ(sim.call_log().back().args_text(), "('A4C3F0112233',)");
+}
+
+TEST_F(LanHost, ByMacGettersFollowThePath)
+{
+    ASSERT_TRUE(sim.script_reply(kColl, kMgrIface, "GetLANHostPathbyMAC",
+                                 "(objectpath '/com/quv/igd1/Config/LANHosts/2', uint32 0, '')"));
+    OvanLANHostExt_t host{};
+    ASSERT_EQ(OvanGetLANHostExtByMAC(kMac2, &host), 0);
+    EXPECT_STREQ(host.path, kHost2);
+    EXPECT_STREQ(host.OS, "Android");
+    uint32_t rate = 0;
+    ASSERT_EQ(OvanGetLANHostNegoRateByMAC(kMac2, &rate), 0);
+    EXPECT_EQ(rate, 866u);
+
+    sim.clear_call_log();
+    OvanLANHost_t plain{};
+    EXPECT_EQ(OvanGetLANHostByMAC(nullptr, &plain), -1);
+    EXPECT_EQ(OvanGetLANHostByMAC(kMac2, nullptr), -1);
+    EXPECT_TRUE(log.contains("Invalid macaddr or NULL NULL obj", LOG_ERR));
+    EXPECT_EQ(OvanGetLANHostNegoRateByMAC(kMac2, nullptr), -1);
+    EXPECT_TRUE(log.contains("Invalid macaddr or NULL negorate", LOG_ERR));
+    EXPECT_EQ(OvanGetLANHostByMAC("nonsense", &plain), -1);  // refused by the lookup
+    EXPECT_TRUE(log.contains("Failed with errmsg <Invalid macaddr or NULL lanhostpath>", LOG_ERR));
+    EXPECT_EQ(sim.count_calls(), 0u);
+
+    ASSERT_TRUE(sim.script_reply(kColl, kMgrIface, "GetLANHostPathbyMAC",
+                                 "(objectpath '/com/quv/igd1/Config/LANHosts/1', uint32 3, 'unknown')", 0, true));
+    EXPECT_EQ(OvanGetLANHostByMAC(kMac1, &plain), -1);
+    EXPECT_TRUE(log.contains("Failed with errmsg <unknown>", LOG_ERR));
+    ASSERT_TRUE(sim.script_reply(kColl, kMgrIface, "GetLANHostPathbyMAC",
+                                 "(objectpath '/com/quv/igd1/Config/LANHosts/77', uint32 0, '')", 0, true));
+    EXPECT_EQ(OvanGetLANHostByMAC(kMac1, &plain), -1);
+    EXPECT_TRUE(log.contains("GetLANHost with path /com/quv/igd1/Config/LANHosts/77 failed.", LOG_ERR));
+}
+
+TEST_F(LanHost, SetRefusesBadRecordsWithoutSideEffects)
+{
+    OvanLANHost_t good{};
+    ASSERT_EQ(OvanGetLANHost(obj_path(kHost2), &good), 0);
+    using Spoil = void (*)(OvanLANHost_t &);
+    const Spoil spoils[] = {
+        [](OvanLANHost_t &h) { std::memset(h.DevName, 'n', 63); },
+        [](OvanLANHost_t &h) { std::memset(h.DevName, 'n', sizeof h.DevName); },  // unterminated
+        [](OvanLANHost_t &h) { h.InternetAccess = 3; },
+        [](OvanLANHost_t &h) { g_strlcpy(h.DevType, "router", sizeof h.DevType); },
+    };
+    const std::string before = store();
+    sim.clear_call_log();
+    for (Spoil spoil : spoils) {
+        OvanLANHost_t bad = good;
+        spoil(bad);
+        EXPECT_EQ(OvanSetLANHost(obj_path(kHost2), &bad), -1);
+    }
+    EXPECT_EQ(log.count("Invalid LanHost Parameters."), 4u);
+    EXPECT_EQ(sim.count_calls(), 0u);
+    EXPECT_EQ(store(), before);
+}
+
+TEST_F(LanHost, SetStoresTheNameAndWritesTheRest)
+{
+    for (uint8_t access : {0, 1, 2}) {
+        OvanLANHost_t host{};
+        ASSERT_EQ(OvanGetLANHost(obj_path(kHost2), &host), 0);
+        const std::string name(62, static_cast<char>('a' + access));
+        g_strlcpy(host.DevName, name.c_str(), sizeof host.DevName);
+        host.InternetAccess = access;
+        g_strlcpy(host.DevType, access == 2 ? "" : "STB", sizeof host.DevType);
+        ASSERT_EQ(OvanSetLANHost(obj_path(kHost2), &host), 0) << int(access);
+        OvanLANHost_t back{};
+        ASSERT_EQ(OvanGetLANHost(obj_path(kHost2), &back), 0);
+        EXPECT_EQ(back.DevName, name);
+        EXPECT_EQ(back.InternetAccess, access);
+    }
+    // Never the name, nor ControlStatus.
+    EXPECT_EQ(last_setmulti_keys(),
+              (std::vector<std::string>{"DevType", "Brand", "Model", "OS", "InternetAccess", "StorageAccess",
+                                        "MaxUSBandwidth", "MaxDSBandwidth", "DeviceOnlineNofication"}));
+
+    // The stored name stays when the gateway refuses the write.
+    ASSERT_TRUE(sim.script_error(kHost2, "", "SetMulti", "org.freedesktop.DBus.Error.Failed", "no", 0, true));
+    OvanLANHost_t host{};
+    ASSERT_EQ(OvanGetLANHost(obj_path(kHost2), &host), 0);
+    g_strlcpy(host.DevName, "kept anyway", sizeof host.DevName);
+    EXPECT_EQ(OvanSetLANHost(obj_path(kHost2), &host), -1);
+    EXPECT_NE(store().find("'kept anyway'"), std::string::npos);
+}
+
+TEST_F(LanHost, StoringThe64thNameTrimsTheOldest)
+{
+    std::vector<std::pair<std::string, std::string>> names;
+    for (int i = 0; i < 63; ++i) {
+        char mac[13];
+        std::snprintf(mac, sizeof mac, "0000000000%02X", i);
+        names.emplace_back(mac, "device " + std::to_string(i));
+    }
+    root.write("/etc/config/devname", devname_file(names));
+
+    OvanLANHost_t host{};
+    ASSERT_EQ(OvanGetLANHost(obj_path(kHost1), &host), 0);
+    // Renaming a stored device keeps 63 names: nothing goes.
+    g_strlcpy(host.MAC, "000000000005", sizeof host.MAC);
+    g_strlcpy(host.DevName, "renamed", sizeof host.DevName);
+    ASSERT_EQ(OvanSetLANHost(obj_path(kHost1), &host), 0);
+    EXPECT_NE(store().find("option 000000000000 "), std::string::npos);
+
+    g_strlcpy(host.MAC, kMac1, sizeof host.MAC);
+    g_strlcpy(host.DevName, "newcomer", sizeof host.DevName);
+    ASSERT_EQ(OvanSetLANHost(obj_path(kHost1), &host), 0);
+    const std::string text = store();
+    EXPECT_EQ(text.find("option 000000000000 "), std::string::npos);
+    EXPECT_NE(text.find("option 000000000001 "), std::string::npos);
+    EXPECT_NE(text.find("'renamed'"), std::string::npos);
+    size_t options = 0;
+    for (size_t at = text.find("option"); at != std::string::npos; at = text.find("option", at + 1))
+        ++options;
+    EXPECT_EQ(options, 63u);
+    OvanLANHost_t back{};
+    ASSERT_EQ(OvanGetLANHost(obj_path(kHost1), &back), 0);
+    EXPECT_STREQ(back.DevName, "newcomer");
+}
+
+TEST_F(LanHost, OnlineListWalksWhateverTheWord)
+{
+    OvanLANHostExt_t *hosts = nullptr;
+    uint32_t count = 0, status = 9;
+    char *msg = nullptr;
+    ASSERT_EQ(OvanGetOnlineDeviceListExt(&hosts, &count, &status, &msg), 0);
+    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(msg, nullptr);
+    ASSERT_EQ(count, 2u);
+    EXPECT_STREQ(hosts[0].DevName, "Dad laptop");
+    EXPECT_EQ(hosts[0].NegoRate, 1000u);
+    EXPECT_STREQ(hosts[1].DevName, "");
+    g_free(hosts);
+
+    ASSERT_TRUE(sim.script_reply(
+        kColl, kMgrIface, "GetOnlineDeviceList",
+        "(@a{oa{sa{sv}}} {'/com/quv/igd1/Config/LANHosts/1': {'com.quv.igd1.LANHost': {'MAC': <'A4C3F0112233'>}}}, "
+        "uint32 7, 'busy')"));
+    OvanLANHost_t *plain = nullptr;
+    EXPECT_EQ(OvanGetOnlineDeviceList(&plain, &count, &status, &msg), 0);
+    EXPECT_EQ(status, 7u);
+    EXPECT_STREQ(msg, "busy");
+    ASSERT_EQ(count, 1u);
+    EXPECT_STREQ(plain[0].DevName, "Dad laptop");
+    EXPECT_TRUE(log.contains("Call GetOnlineDeviceList() res[7], errmsg [busy].", LOG_ERR));
+    g_free(plain);
+    g_free(msg);
+    EXPECT_EQ(OvanGetOnlineDeviceListExtWithIPv6(nullptr, &count, nullptr, nullptr), 0);
+    EXPECT_EQ(count, 1u);
+}
+
+TEST_F(LanHost, SnapshotFieldsAndMessage)
+{
+    OvanOnlineDeviceSnapShot_t *snap = nullptr;
+    uint32_t count = 0, status = 9;
+    ASSERT_EQ(OvanGetOnlineDevicesSnapShot(&snap, &count, &status, nullptr), 0);
+    ASSERT_EQ(count, 2u);
+    EXPECT_EQ(status, 0u);
+    EXPECT_STREQ(snap[0].DevName, "Dad laptop");
+    EXPECT_STREQ(snap[0].Brand, "Lenvo");
+    EXPECT_EQ(snap[0].OnlineTime, 7200u);
+    EXPECT_STREQ(snap[1].DevName, "");
+    EXPECT_EQ(snap[1].ConnectionType, 1);
+    EXPECT_STREQ(snap[1].OS, "Android");
+    g_free(snap);
+
+    ASSERT_TRUE(sim.script_reply(kColl, kMgrIface, "GetOnlineDevicesSnapShot",
+                                 "(@a{oa{sa{sv}}} {}, uint32 2, 'not ready')", 0, true));
+    char *msg = nullptr;
+    OvanOnlineDeviceSnapShot_t sentinel{};
+    snap = &sentinel;
+    EXPECT_EQ(OvanGetOnlineDevicesSnapShot(&snap, &count, &status, &msg), 0);
+    EXPECT_EQ(status, 2u);
+    EXPECT_STREQ(msg, "not ready");
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(snap, nullptr);
+    EXPECT_TRUE(log.contains("Call GetOnlineDevicesSnapShot() errmsg [not ready].", LOG_ERR));
+    g_free(msg);
+}
+
+TEST_F(LanHost, OnlineListAndSnapshotFailures)
+{
+    OvanLANHost_t *hosts = nullptr;
+    OvanOnlineDeviceSnapShot_t *snap = nullptr;
+    uint32_t status = 0, count = 42;
+    EXPECT_EQ(OvanGetOnlineDeviceList(&hosts, nullptr, &status, nullptr), -1);
+    EXPECT_EQ(OvanGetOnlineDevicesSnapShot(&snap, nullptr, &status, nullptr), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+
+    GStr msg;
+    ASSERT_TRUE(sim.script_reply(kColl, kMgrIface, "GetOnlineDevicesSnapShot", "(uint32 0, '')", 0, true));
+    EXPECT_EQ(OvanGetOnlineDevicesSnapShot(&snap, &count, &status, lumo::out(msg)), -1);
+    EXPECT_EQ(status, 1u);
+    EXPECT_STREQ(msg.get(), "Return value is of incorrect variant type.");
+    EXPECT_TRUE(log.contains("Return value is of incorrect variant type (us).", LOG_ERR));
+
+    ASSERT_TRUE(sim.script_error(kColl, kMgrIface, "GetOnlineDeviceList", "org.freedesktop.DBus.Error.Failed", "down",
+                                 0, true));
+    EXPECT_EQ(OvanGetOnlineDeviceList(&hosts, &count, &status, lumo::out(msg)), -1);
+    EXPECT_STREQ(msg.get(), "Failed to call GetOnlineDeviceList() function.");
+    EXPECT_TRUE(log.contains("Failed to call GetOnlineDeviceList().", LOG_ERR));
+    ASSERT_TRUE(sim.script_error(kColl, kMgrIface, "GetOnlineDevicesSnapShot", "org.freedesktop.DBus.Error.Failed",
+                                 "down", 0, true));
+    EXPECT_EQ(OvanGetOnlineDevicesSnapShot(&snap, &count, &status, lumo::out(msg)), -1);
+    EXPECT_STREQ(msg.get(), "Failed to call GetOnlineDevicesSnapShot() function.");
+    EXPECT_EQ(hosts, nullptr);
+    EXPECT_EQ(snap, nullptr);
+    EXPECT_EQ(count, 42u);
+}
+
+}  // namespace lanhost
+
+// OM diagnostics and bridge data: threshold bounds, the watch lists' by-name members
+// and the checks of their setters.
+namespace omdiag {
+
+constexpr const char kDiag[] = "/com/quv/igd1/Tevra/OMDiag";
+constexpr const char kResources[] = "/com/quv/igd1/Tevra/OMDiag/Resource";
+constexpr const char kProcesses[] = "/com/quv/igd1/Tevra/OMDiag/Process";
+
+class OMDiag : public SimTest {
+protected:
+    std::vector<OvanDiagResource_t> resources()
+    {
+        OvanDiagResource_t *objs = nullptr;
+        uint32_t n = 0;
+        EXPECT_EQ(OvanGetDiagResourceObjs(&objs, &n), 0);
+        std::vector<OvanDiagResource_t> out(objs, objs + n);
+        g_free(objs);
+        return out;
+    }
+    std::vector<std::string> processes()
+    {
+        OvanDiagProcess_t *objs = nullptr;
+        uint32_t n = 0;
+        EXPECT_EQ(OvanGetDiagProcessObjs(&objs, &n), 0);
+        std::vector<std::string> out;
+        for (uint32_t i = 0; i < n; i++)
+            out.emplace_back(objs[i].ServiceName);
+        g_free(objs);
+        return out;
+    }
+};
+
+TEST_F(OMDiag, ThresholdBounds)
+{
+    struct Case {
+        const char *tag;
+        int32_t (*set)(int32_t);
+        int32_t value;
+        const char *refusal;  // null: accepted
+    };
+    const Case cases[] = {
+        {"OvanSetWritableFlashThreshold", OvanSetWritableFlashThreshold, 0, nullptr},
+        {"OvanSetWritableFlashThreshold", OvanSetWritableFlashThreshold, 100, nullptr},
+        {"OvanSetWritableFlashThreshold", OvanSetWritableFlashThreshold, 101,
+         "Invalid flashoccupy[101], should be [0 - 100]"},
+        {"OvanSetWritableFlashThreshold", OvanSetWritableFlashThreshold, -1,
+         "Invalid flashoccupy[-1], should be [0 - 100]"},
+        {"OvanSetConntrackNumThreshold", OvanSetConntrackNumThreshold, 0, nullptr},
+        {"OvanSetConntrackNumThreshold", OvanSetConntrackNumThreshold, 65536, nullptr},
+        {"OvanSetConntrackNumThreshold", OvanSetConntrackNumThreshold, -1, "Invalid conntracknum[-1], should >= 0"},
+    };
+    for (const Case &c : cases) {
+        sim.clear_call_log();
+        EXPECT_EQ(c.set(c.value), c.refusal ? -1 : 0) << c.tag << " " << c.value;
+        EXPECT_EQ(sim.count_calls(kDiag), c.refusal ? 0u : 1u) << c.tag << " " << c.value;
+        if (c.refusal) {
+            EXPECT_TRUE(logged(LOG_ERR, c.tag, c.refusal)) << dump();
+        }
+    }
+    ASSERT_EQ(OvanSetSysTempThreshold(90, 80), 0);
+    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"CPUTempThreshold", "PONTempThreshold"}));
+}
+
+TEST_F(OMDiag, ResourceByNameUpdatesOrAdds)
+{
+    const size_t before = resources().size();
+    ASSERT_EQ(OvanAddDiagResourceByServiceName("cwmpd", 45, 25), 0);
+    auto list = resources();
+    ASSERT_EQ(list.size(), before) << "a listed service is updated, not added";
+    EXPECT_EQ(list[1].CPUPercentage, 45u);
+    EXPECT_EQ(list[1].MEMPercentage, 25u);
+    EXPECT_EQ(sim.count_calls("", "", "AddObject"), 0u);
+
+    ASSERT_EQ(OvanAddDiagResourceByServiceName("upnpd", 100, 0), 0);
+    list = resources();
+    ASSERT_EQ(list.size(), before + 1);
+    EXPECT_STREQ(list.back().ServiceName, "upnpd");
+    EXPECT_EQ(list.back().CPUPercentage, 100u);
+
+    ASSERT_EQ(OvanDelDiagResourceByName("upnpd"), 0);
+    EXPECT_EQ(resources().size(), before);
+    EXPECT_EQ(OvanDelDiagResourceByName("upnpd"), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDelDiagResourceByName", "did not found serviceName (upnpd)")) << dump();
+
+    sim.clear_call_log();
+    const std::string long_name(32, 'n');
+    struct Refused {
+        const char *name;
+        uint32_t cpu, mem;
+    };
+    for (const Refused &r : {Refused{"", 1, 1}, Refused{nullptr, 1, 1}, Refused{"x", 101, 1},
+                             Refused{"x", 1, 101}, Refused{long_name.c_str(), 1, 1}})
+        EXPECT_EQ(OvanAddDiagResourceByServiceName(r.name, r.cpu, r.mem), -1) << (r.name ? r.name : "(null)");
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAddDiagResourceByServiceName",
+                       "Invalid Parameter, input ServiceName <x>, CPUPercentage <101>, MEMPercentage <1>"))
+        << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(OMDiag, ProcessByName)
+{
+    const std::string n31(31, 'p'), n32(32, 'p');
+    EXPECT_EQ(OvanAddDiagProcessByName(n32.c_str()), -1);
+    EXPECT_EQ(OvanAddDiagProcessByName(""), -1);
+    EXPECT_EQ(OvanAddDiagProcessByName(nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAddDiagProcessByName", "enter, serviceName length should be between 1 and 31"))
+        << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+
+    const size_t before = processes().size();
+    ASSERT_EQ(OvanAddDiagProcessByName(n31.c_str()), 0);
+    EXPECT_EQ(processes().back(), n31);
+    EXPECT_EQ(OvanAddDiagProcessByName("dropbear"), 0);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAddDiagProcessByName", "process (dropbear) in already in monitor list"))
+        << dump();
+    EXPECT_EQ(processes().size(), before + 1);
+
+    ASSERT_EQ(OvanDelDiagProcessByName(n31.c_str()), 0);
+    EXPECT_EQ(processes().size(), before);
+    EXPECT_EQ(OvanDelDiagProcessByName("nope"), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDelDiagProcessByName", "did not found process (nope) in list")) << dump();
+
+    // A failed add is reported as such.
+    sim.script_error(kProcesses, "com.quv.igd1.ObjectManager", "AddObject", "org.freedesktop.DBus.Error.Failed", "full",
+                     0, true);
+    EXPECT_EQ(OvanAddDiagProcessByName("lighttpd"), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAddDiagProcessByName", "OvanAddDiagProcess failed")) << dump();
+}
+
+TEST_F(OMDiag, SettersRefuseEmptyFields)
+{
+    OvanDiagResource_t res{};
+    res.CPUPercentage = 5;
+    OvanDiagProcess_t proc{};
+    OvanBridgeDataAcl_t acl{};
+    g_strlcpy(acl.Protocol, "UDP", sizeof acl.Protocol);
+    const OvanObjPath_t rpath = obj_path(std::string(kResources) + "/1");
+    const OvanObjPath_t ppath = obj_path(std::string(kProcesses) + "/1");
+    const OvanObjPath_t apath = obj_path("/com/quv/igd1/Tevra/BridgeData/ACL/1");
+    EXPECT_EQ(OvanSetDiagResource(rpath, &res), -1);
+    EXPECT_EQ(OvanAddDiagResource(&res), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetDiagResource", "Empty ServiceName")) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAddDiagResource", "Empty ServiceName")) << dump();
+    EXPECT_EQ(OvanSetDiagProcess(ppath, &proc), -1);
+    EXPECT_EQ(OvanAddDiagProcess(&proc), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAddDiagProcess", "Empty ServiceName")) << dump();
+    EXPECT_EQ(OvanSetBridgeDataAclv4(apath, &acl), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetBridgeDataAclv4", "Empty parameters")) << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+    g_strlcpy(res.ServiceName, "x", sizeof res.ServiceName);
+
+    // Set writes only the limits; add writes the name too.
+    res.MEMPercentage = 7;
+    ASSERT_EQ(OvanSetDiagResource(rpath, &res), 0);
+    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"CPUPercentage", "MEMPercentage"}));
+    EXPECT_EQ(resources()[0].MEMPercentage, 7u);
+    EXPECT_STREQ(resources()[0].ServiceName, "dnsmasq") << "the name is not written";
+    ASSERT_EQ(OvanAddDiagResource(&res), 0);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanAddDiagResource", "enter, add ServiceName <x>, CPUPercentage <5>, "
+                                                         "MEMPercentage <7>"))
+        << dump();
+    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"ServiceName", "CPUPercentage", "MEMPercentage"}));
+}
+
+}  // namespace omdiag
+
+// HTTP download test, speed tests, feature flags and CloudVR: argument checks and
+// their texts, what the configuration setters send, and how a start reports.
+namespace speedtest {
+
+constexpr const char kTest[] = "/com/quv/igd1/Diagnostics/HttpDownload";
+constexpr const char kHttpIface[] = "com.quv.igd1.HttpDownloadTest";
+constexpr const char kFFIface[] = "com.quv.igd1.SpeedTestFF";
+constexpr const char kLocalIface[] = "com.quv.igd1.SpeedTestLocal";
+
+class SpeedTest : public SimTest {
+protected:
+    std::string keys()
+    {
+        std::string out;
+        for (const auto &k : sent_keys(sim))
+            out += (out.empty() ? "" : ",") + k;
+        return out;
+    }
+};
+
+const std::string kTicket64(64, 'k');
+const std::string kURL1024 = "http://" + std::string(1024 - 7, 'u');
+
+// ---- refusals: nothing sent, the function's own line ----
+
+struct Refusal {
+    const char *name;
+    std::function<int32_t(StatusOut &)> call;
+    const char *tag;
+    const char *line;        // priority 3
+    bool reports = false;    // a start: status 1 and "Invalid Parameter."
+};
+
+void PrintTo(const Refusal &c, std::ostream *os) { *os << c.name; }
+
+class Refused : public SpeedTest, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(Refused, NothingSent)
+{
+    StatusOut out;
+    EXPECT_EQ(GetParam().call(out), -1);
+    EXPECT_TRUE(logged(LOG_ERR, GetParam().tag, GetParam().line)) << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+    if (GetParam().reports) {
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), "Invalid Parameter.");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Refused,
+    testing::Values(
+        Refusal{"url_null", [](StatusOut &) { return OvanSetHttpDownloadTestURL(nullptr); },
+                "OvanSetHttpDownloadTestURL", "invalid url()"},
+        Refusal{"url_without_dot", [](StatusOut &) { return OvanSetHttpDownloadTestURL("localhost/x"); },
+                "OvanSetHttpDownloadTestURL", "invalid url(localhost/x)"},
+        Refusal{"url_not_utf8", [](StatusOut &) { return OvanSetHttpDownloadTestURL("a.\xff"); },
+                "OvanSetHttpDownloadTestURL", "Invalid parameter: URL is not valid UTF-8."},
+        Refusal{"http_3601", [](StatusOut &o) { return OvanStartHttpDownloadTest(3601, &o.status, &o.errmsg); },
+                "OvanStartHttpDownloadTest", "Invalid parameter time[3601]", true},
+        Refusal{"http_negative", [](StatusOut &o) { return OvanStartHttpDownloadTest(-1, &o.status, &o.errmsg); },
+                "OvanStartHttpDownloadTest", "Invalid parameter time[-1]", true},
+        Refusal{"ff_3601", [](StatusOut &o) { return OvanStartSpeedTestFF(3601, &o.status, &o.errmsg); },
+                "OvanStartSpeedTestFF", "Invalid parameter time[3601]", true},
+        Refusal{"ticket_65",
+                [](StatusOut &) { return OvanSetSpeedTestFFConfig((kTicket64 + "k").c_str(), 1, "http://a.b"); },
+                "OvanSetSpeedTestFFConfig", "invalid parameters"},
+        Refusal{"ticket_empty", [](StatusOut &) { return OvanSetSpeedTestFFConfig("", 1, "http://a.b"); },
+                "OvanSetSpeedTestFFConfig", "invalid parameters"},
+        Refusal{"ticket_null", [](StatusOut &) { return OvanSetSpeedTestFFConfig(nullptr, 1, "http://a.b"); },
+                "OvanSetSpeedTestFFConfig", "invalid parameters"},
+        Refusal{"speed_type_4", [](StatusOut &) { return OvanSetSpeedTestFFConfig("t", 4, "http://a.b"); },
+                "OvanSetSpeedTestFFConfig", "invalid parameters"},
+        Refusal{"speed_type_negative", [](StatusOut &) { return OvanSetSpeedTestFFConfig("t", -1, "http://a.b"); },
+                "OvanSetSpeedTestFFConfig", "invalid parameters"},
+        Refusal{"ff_url_1025", [](StatusOut &) { return OvanSetSpeedTestFFConfig("t", 0, (kURL1024 + "u").c_str()); },
+                "OvanSetSpeedTestFFConfig", "invalid parameters"},
+        Refusal{"ff_url_null", [](StatusOut &) { return OvanSetSpeedTestFFConfig("t", 0, nullptr); },
+                "OvanSetSpeedTestFFConfig", "invalid parameters"},
+        Refusal{"local_speed_type_4", [](StatusOut &) { return OvanSetSpeedTestLocalConfigv4(1, 4, "", ""); },
+                "OvanSetSpeedTestLocalConfigv4", "invalid parameters"},
+        Refusal{"local_rfu2_33",
+                [](StatusOut &) { return OvanSetSpeedTestLocalConfigv4(1, 0, "", std::string(33, 'r').c_str()); },
+                "OvanSetSpeedTestLocalConfigv4", "invalid parameters"},
+        Refusal{"result_null", [](StatusOut &) { return OvanGetHttpDownloadTestResult(nullptr); },
+                "OvanGetHttpDownloadTestResult", "invalid parameter: NULL input."},
+        Refusal{"url_place_null", [](StatusOut &) { return OvanGetHttpDownloadTestURL(nullptr); },
+                "OvanGetHttpDownloadTestURL", "invalid parameter: NULL input."}),
+    [](const testing::TestParamInfo<Refusal> &i) { return std::string(i.param.name); });
+
+// ---- what is sent ----
+
+struct Sent {
+    const char *name;
+    std::function<int32_t()> call;
+    const char *method;  // "SetMulti", "Set" or "StartTest"
+    std::string args;    // printed argument tuple ("" : not compared)
+    const char *keys = nullptr;  // SetMulti: the dictionary's keys
+};
+
+void PrintTo(const Sent &c, std::ostream *os) { *os << c.name; }
+
+class Sends : public SpeedTest, public testing::WithParamInterface<Sent> {};
+
+TEST_P(Sends, ExactArguments)
+{
+    ASSERT_EQ(GetParam().call(), 0) << dump();
+    EXPECT_EQ(sim.count_calls(kTest, "", GetParam().method), 1u);
+    if (!GetParam().args.empty()) {
+        EXPECT_EQ(printed(last_args(sim, GetParam().method).get()), GetParam().args);
+    }
+    if (GetParam().keys) {
+        EXPECT_EQ(keys(), GetParam().keys);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Sends,
+    testing::Values(
+        Sent{"http_0", [] { return OvanStartHttpDownloadTest(0, nullptr, nullptr); }, "StartTest", "(uint32 0,)"},
+        Sent{"http_3600", [] { return OvanStartHttpDownloadTest(3600, nullptr, nullptr); }, "StartTest",
+             "(uint32 3600,)"},
+        Sent{"ff_3600", [] { return OvanStartSpeedTestFF(3600, nullptr, nullptr); }, "StartTest", "(uint32 3600,)"},
+        Sent{"local", [] { return OvanStartSpeedTestLocalv4(nullptr, nullptr); }, "StartTest", "()"},
+        Sent{"url", [] { return OvanSetHttpDownloadTestURL("http://x.example/1"); }, "Set",
+             "('com.quv.igd1.HttpDownloadTest', 'URL', <'http://x.example/1'>)"},
+        Sent{"ff_config_widest", [] { return OvanSetSpeedTestFFConfig(kTicket64.c_str(), 3, kURL1024.c_str()); },
+             "SetMulti",
+             "('com.quv.igd1.SpeedTestFF', {'Ticket': <'" + kTicket64 + "'>, 'SpeedType': <byte 0x03>, 'URL': <'" +
+                 kURL1024 + "'>})",
+             "Ticket,SpeedType,URL"},
+        Sent{"local_no_rfu", [] { return OvanSetSpeedTestLocalConfigv4(7, 2, nullptr, ""); }, "SetMulti",
+             "('com.quv.igd1.SpeedTestLocal', {'Enable': <true>, 'SpeedType': <byte 0x02>})", "Enable,SpeedType"},
+        Sent{"local_rfu2_only", [] { return OvanSetSpeedTestLocalConfigv4(0, 0, "", "b"); }, "SetMulti", "",
+             "Enable,SpeedType,RFU2"},
+        Sent{"local_both_widest",
+             [] {
+                 const std::string r(32, 'r');
+                 return OvanSetSpeedTestLocalConfigv4(0, 3, r.c_str(), "b");
+             },
+             "SetMulti", "", "Enable,SpeedType,RFU1,RFU2"}),
+    [](const testing::TestParamInfo<Sent> &i) { return std::string(i.param.name); });
+
+TEST_F(SpeedTest, URLWriteLogsItsOutcome)
+{
+    ASSERT_EQ(OvanSetHttpDownloadTestURL("http://y.example"), 0);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetHttpDownloadTestURL", "operation(OVAN_OK)"));
+    char *url = nullptr;
+    ASSERT_EQ(OvanGetHttpDownloadTestURL(&url), 0);
+    EXPECT_STREQ(url, "http://y.example");
+    g_free(url);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetHttpDownloadTestURL", "url (http://y.example)"));
+
+    ASSERT_TRUE(sim.script_error(kTest, "", "Set", "org.freedesktop.DBus.Error.AccessDenied", "no"));
+    EXPECT_EQ(OvanSetHttpDownloadTestURL("http://z.example"), -1);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetHttpDownloadTestURL", "operation(OVAN_NOK)"));
+
+    // A URL of another type is no URL.
+    ASSERT_TRUE(sim.script_reply(kTest, "", "Get", "(<uint32 5>,)"));
+    url = nullptr;
+    EXPECT_EQ(OvanGetHttpDownloadTestURL(&url), -1);
+    EXPECT_EQ(url, nullptr);
+}
+
+// ---- starting a test ----
+
+struct StartCase {
+    const char *name;
+    const char *iface;
+    std::function<int32_t(StatusOut &)> call;
+    const char *tag;
+    const char *fail_line;  // "%d": the bus call's result
+};
+
+std::string failed_line(const StartCase &c, int ret)
+{
+    GPtr<char> line(g_strdup_printf(c.fail_line, ret));
+    return line.get();
+}
+
+void PrintTo(const StartCase &c, std::ostream *os) { *os << c.name; }
+
+class Start : public SpeedTest, public testing::WithParamInterface<StartCase> {};
+
+// The word and message themselves: test_registry.cpp.
+TEST_P(Start, LogsItsOwnLines)
+{
+    const StartCase &c = GetParam();
+    ASSERT_TRUE(sim.script_reply(kTest, c.iface, "StartTest", "(uint32 3, 'test already running')", 0, true));
+    StatusOut refused;
+    EXPECT_EQ(c.call(refused), -1);
+    EXPECT_TRUE(logged(LOG_ERR, c.tag, std::string("Call ") + c.tag + "() errmsg [test already running]."));
+    ASSERT_TRUE(sim.script_error(kTest, c.iface, "StartTest", "org.freedesktop.DBus.Error.Failed", "x", 0, true));
+    StatusOut failed;
+    EXPECT_EQ(c.call(failed), -1);
+    EXPECT_EQ(failed.msg(), "Failed to call StartTest() function.");
+    EXPECT_TRUE(logged(LOG_ERR, c.tag, failed_line(c, -1))) << dump();
+    // A reply of another shape is a failed call too.
+    ASSERT_TRUE(sim.script_reply(kTest, c.iface, "StartTest", "('started',)", 0, true));
+    StatusOut odd;
+    EXPECT_EQ(c.call(odd), -1);
+    EXPECT_EQ(odd.status, 1u);
+    EXPECT_TRUE(logged(LOG_ERR, c.tag, failed_line(c, 0))) << dump();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Start,
+    testing::Values(
+        StartCase{"http", kHttpIface, [](StatusOut &o) { return OvanStartHttpDownloadTest(60, &o.status, &o.errmsg); },
+                  "OvanStartHttpDownloadTest", "startDownloadTest ret [%d], or info = NULL."},
+        StartCase{"ff", kFFIface, [](StatusOut &o) { return OvanStartSpeedTestFF(60, &o.status, &o.errmsg); },
+                  "OvanStartSpeedTestFF", "StartTest ret [%d], or info = NULL."},
+        StartCase{"local", kLocalIface, [](StatusOut &o) { return OvanStartSpeedTestLocalv4(&o.status, &o.errmsg); },
+                  "OvanStartSpeedTestLocalv4", "StartTest ret [%d], or info = NULL."}),
+    [](const testing::TestParamInfo<StartCase> &i) { return std::string(i.param.name); });
+
+}  // namespace speedtest
+
+// Voice diagnostics, IPv6 LAN services and CWMP parameters: their own checks,
+// texts and reply handling against the simulator (the shapes are tested in
+// test_shapes.cpp).
+namespace voicecwmp {
+
+constexpr const char kCWMP[] = "/com/quv/igd1/Tevra/CWMP";
+constexpr const char kCWMPIface[] = "com.quv.igd1.CWMP";
+constexpr const char kIAD[] = "/com/quv/igd1/Diagnostics/IADTest";
+
+class VoiceCWMP : public SimTest {
+protected:
+    std::string printed_args(const char *method)
+    {
+        GPtr<GVariant> args = last_args(sim, method);
+        if (!args)
+            return "<none>";
+        GPtr<gchar> text(g_variant_print(args.get(), FALSE));
+        return text.get();
+    }
+};
+
+// ---- commands: refusals give status 1 and a message, and send nothing ----
+
+struct CommandCase {
+    const char *name;
+    std::function<int32_t(uint32_t *, char **)> call;
+    const char *refusal;  // null: sent and answered 0
+};
+
+void PrintTo(const CommandCase &c, std::ostream *os) { *os << c.name; }
+
+class Commands : public VoiceCWMP, public testing::WithParamInterface<CommandCase> {};
+
+TEST_P(Commands, RefusedOrSent)
+{
+    const CommandCase &c = GetParam();
+    StatusOut out;
+    const int32_t ret = c.call(&out.status, &out.errmsg);
+    if (!c.refusal) {
+        EXPECT_EQ(ret, 0) << dump();
+        EXPECT_EQ(out.status, 0u);
+        EXPECT_EQ(sim.count_calls(), 1u);
+        return;
+    }
+    EXPECT_EQ(ret, -1);
+    EXPECT_EQ(out.status, 1u);
+    EXPECT_EQ(out.msg(), c.refusal);
+    EXPECT_TRUE(log.contains(c.refusal, LOG_ERR)) << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+const std::string kLongNames(4096, 'n');
+const std::string kLongestNames(4095, 'n');
+OvanCWMPParamValue_t g_pair = {"InternetGatewayDevice.ManagementServer.PeriodicInformInterval", "3600"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Commands,
+    testing::Values(
+        CommandCase{"iad_0", [](uint32_t *s, char **m) { return OvanStartIADDiagTest(0, s, m); },
+                    "Invalid 'server', should be 1 or 2."},
+        CommandCase{"iad_1", [](uint32_t *s, char **m) { return OvanStartIADDiagTest(1, s, m); }, nullptr},
+        CommandCase{"iad_2", [](uint32_t *s, char **m) { return OvanStartIADDiagTest(2, s, m); }, nullptr},
+        CommandCase{"iad_3", [](uint32_t *s, char **m) { return OvanStartIADDiagTest(3, s, m); },
+                    "Invalid 'server', should be 1 or 2."},
+        CommandCase{"simulate", [](uint32_t *s, char **m) { return OvanStartVoIPSimulateTest(1, s, m); }, nullptr},
+        CommandCase{"phone", [](uint32_t *s, char **m) { return OvanStartPhoneConnectivityTest(s, m); }, nullptr},
+        CommandCase{"add_empty", [](uint32_t *s, char **m) { return OvanCWMPAddObject("", nullptr, s, m); },
+                    "Parameter 'objName' should not be empty."},
+        CommandCase{"delete_null", [](uint32_t *s, char **m) { return OvanCWMPDeleteObject(nullptr, s, m); },
+                    "Parameter 'objName' should not be empty."},
+        CommandCase{"set_none", [](uint32_t *s, char **m) { return OvanCWMPSetParameterValues(&g_pair, 0, s, m); },
+                    "Parameter 'paraValObjs' should not be empty."},
+        CommandCase{"set_null", [](uint32_t *s, char **m) { return OvanCWMPSetParameterValues(nullptr, 1, s, m); },
+                    "Parameter 'paraValObjs' should not be empty."},
+        CommandCase{"set_one", [](uint32_t *s, char **m) { return OvanCWMPSetParameterValues(&g_pair, 1, s, m); },
+                    nullptr},
+        CommandCase{"values_4096",
+                    [](uint32_t *s, char **m) {
+                        uint32_t n = 0;
+                        return OvanCWMPGetParameterValues(kLongNames.c_str(), nullptr, &n, s, m);
+                    },
+                    "Invalid Parameters"},
+        CommandCase{"values_4095",
+                    [](uint32_t *s, char **m) {
+                        uint32_t n = 0;
+                        return OvanCWMPGetParameterValues(kLongestNames.c_str(), nullptr, &n, s, m);
+                    },
+                    nullptr},
+        CommandCase{"values_empty",
+                    [](uint32_t *s, char **m) {
+                        uint32_t n = 0;
+                        return OvanCWMPGetParameterValues("", nullptr, &n, s, m);
+                    },
+                    "Invalid Parameters"},
+        CommandCase{"values_no_count",
+                    [](uint32_t *s, char **m) { return OvanCWMPGetParameterValues("A.B", nullptr, nullptr, s, m); },
+                    "Invalid Parameters"},
+        CommandCase{"names_null_path",
+                    [](uint32_t *s, char **m) {
+                        uint32_t n = 0;
+                        return OvanCWMPGetParameterNames(nullptr, 1, nullptr, &n, s, m);
+                    },
+                    "Invalid Parameters"},
+        CommandCase{"names_no_count",
+                    [](uint32_t *s, char **m) { return OvanCWMPGetParameterNames("A.", 1, nullptr, nullptr, s, m); },
+                    "Invalid Parameters"}),
+    [](const testing::TestParamInfo<CommandCase> &i) { return std::string(i.param.name); });
+
+TEST_F(VoiceCWMP, CommandFailuresAndGatewayTexts)
+{
+    ASSERT_TRUE(sim.script_error(kIAD, "", "StartIADDiagTest", "org.freedesktop.DBus.Error.Failed", "x"));
+    StatusOut iad;
+    EXPECT_EQ(OvanStartIADDiagTest(1, &iad.status, &iad.errmsg), -1);
+    EXPECT_EQ(iad.msg(), "Failed to call StartDetectQobLineStatus() function.");  // sic
+
+
+    ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, "AddObject", "(uint32 0, uint32 9003, 'Invalid object')"));
+    StatusOut add;
+    uint32_t instance = 77;
+    EXPECT_EQ(OvanCWMPAddObject("X.", &instance, &add.status, &add.errmsg), -1);
+    EXPECT_EQ(add.status, 9003u);
+    EXPECT_EQ(add.msg(), "Invalid object");
+    EXPECT_EQ(instance, 77u) << "no instance on failure";
+}
+
+TEST_F(VoiceCWMP, AddObjectHandsBackTheInstance)
+{
+    uint32_t instance = 0;
+    StatusOut out;
+    ASSERT_EQ(OvanCWMPAddObject("InternetGatewayDevice.X.", &instance, &out.status, &out.errmsg), 0);
+    EXPECT_EQ(instance, 3u);
+    EXPECT_EQ(printed_args("AddObject"), "('InternetGatewayDevice.X.',)");
+}
+
+// ---- CWMP values and names ----
+
+TEST_F(VoiceCWMP, GetParameterValuesSplitsNamesAndFillsPairs)
+{
+    OvanCWMPParamValue_t *vals = nullptr;
+    uint32_t n = 0;
+    StatusOut out;
+    ASSERT_EQ(OvanCWMPGetParameterValues("A.B,C.D", &vals, &n, &out.status, &out.errmsg), 0);
+    EXPECT_EQ(printed_args("GetParameterValues"), "(['A.B', 'C.D'],)");
+    ASSERT_EQ(n, 2u);
+    EXPECT_STREQ(vals[1].Name, "InternetGatewayDevice.DeviceInfo.SoftwareVersion");
+    EXPECT_STREQ(vals[1].Value, "V3.2.1");
+    g_free(vals);
+
+    // Over-long texts are cut to 511 characters.
+    const std::string big(700, 'v');
+    GPtr<gchar> reply(g_strdup_printf("([('N', '%s')], uint32 0, '')", big.c_str()));
+    ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, "GetParameterValues", reply.get()));
+    ASSERT_EQ(OvanCWMPGetParameterValues("N", &vals, &n, nullptr, nullptr), 0);
+    ASSERT_EQ(n, 1u);
+    EXPECT_EQ(std::strlen(vals[0].Value), 511u);
+    g_free(vals);
+
+    ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, "GetParameterValues", "(@a(ss) [], uint32 0, '')"));
+    vals = &g_pair;
+    ASSERT_EQ(OvanCWMPGetParameterValues("N", &vals, &n, nullptr, nullptr), 0);
+    EXPECT_EQ(n, 0u);
+    EXPECT_EQ(vals, nullptr);
+}
+
+TEST_F(VoiceCWMP, ListingRepliesThatDoNotFit)
+{
+    struct Case {
+        const char *method;
+        const char *reply;
+        uint32_t status;
+        const char *message;
+    };
+    for (const Case &c : {
+             Case{"GetParameterValues", "(@a(ss) [], uint32 5, 'busy')", 5, "busy"},
+             Case{"GetParameterValues", "([('N', 'V')], uint32 0)", 1, "Return value is of incorrect variant type."},
+             Case{"GetParameterValues", "([('N', true)], uint32 0, '')", 1,
+                  "Return value is of incorrect variant type."},
+             Case{"GetParameterNames", "([('N', 'V')], uint32 0, '')", 1, "Return value is of incorrect variant type."},
+             Case{"GetParameterNames", "(@a(sb) [], uint32 2, 'no such path')", 2, "no such path"},
+         }) {
+        ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, c.method, c.reply));
+        StatusOut out;
+        uint32_t n = 77;
+        void *rows = nullptr;
+        const int32_t ret =
+            std::strcmp(c.method, "GetParameterNames") == 0
+                ? OvanCWMPGetParameterNames("A.", 0, reinterpret_cast<OvanCWMPParamName_t **>(&rows), &n, &out.status,
+                                            &out.errmsg)
+                : OvanCWMPGetParameterValues("A", reinterpret_cast<OvanCWMPParamValue_t **>(&rows), &n, &out.status,
+                                             &out.errmsg);
+        EXPECT_EQ(ret, -1) << c.reply;
+        EXPECT_EQ(out.status, c.status) << c.reply;
+        EXPECT_EQ(out.msg(), c.message) << c.reply;
+        EXPECT_EQ(n, 77u) << c.reply;
+        EXPECT_EQ(rows, nullptr) << c.reply;
+    }
+}
+
+TEST_F(VoiceCWMP, GetParameterNamesFillsWritable)
+{
+    OvanCWMPParamName_t *names = nullptr;
+    uint32_t n = 0;
+    ASSERT_EQ(OvanCWMPGetParameterNames("InternetGatewayDevice.", 1, &names, &n, nullptr, nullptr), 0);
+    EXPECT_EQ(printed_args("GetParameterNames"), "('InternetGatewayDevice.', true)");
+    ASSERT_EQ(n, 3u);
+    EXPECT_STREQ(names[2].Name, "InternetGatewayDevice.ManagementServer.URL");
+    EXPECT_EQ(names[2].Writable, 1);
+    EXPECT_EQ(names[0].Writable, 0);
+    g_free(names);
+}
+
+TEST_F(VoiceCWMP, SetParameterValuesSendsEveryPairInOrder)
+{
+    OvanCWMPParamValue_t pairs[2] = {{"A.B", "1"}, {"", "x"}};
+    std::memset(pairs[1].Name, 'N', sizeof pairs[1].Name);  // filled to the last byte
+    ASSERT_EQ(OvanCWMPSetParameterValues(pairs, 2, nullptr, nullptr), 0);
+    GPtr<GVariant> args = last_args(sim, "SetParameterValues");
+    ASSERT_TRUE(args);
+    GPtr<GVariant> list(g_variant_get_child_value(args.get(), 0));
+    ASSERT_EQ(g_variant_n_children(list.get()), 2u);
+    const char *name = nullptr, *value = nullptr;
+    g_variant_get_child(list.get(), 0, "(&s&s)", &name, &value);
+    EXPECT_STREQ(name, "A.B");
+    EXPECT_STREQ(value, "1");
+    g_variant_get_child(list.get(), 1, "(&s&s)", &name, &value);
+    EXPECT_EQ(std::strlen(name), 512u);
+    EXPECT_STREQ(value, "x");
+}
+
+// ---- setters' checks ----
+
+struct SetCase {
+    const char *name;
+    std::function<int32_t()> call;
+    const char *refusal;  // "tag: message" at priority 3; null: accepted
+};
+
+void PrintTo(const SetCase &c, std::ostream *os) { *os << c.name; }
+
+class Setters : public VoiceCWMP, public testing::WithParamInterface<SetCase> {};
+
+TEST_P(Setters, CheckedBeforeTheBus)
+{
+    const int32_t ret = GetParam().call();
+    const size_t writes = sim.count_calls("", "com.quv.igd1.Properties", "SetMulti");
+    if (!GetParam().refusal) {
+        EXPECT_EQ(ret, 0) << dump();
+        EXPECT_EQ(writes, 1u);
+        return;
+    }
+    EXPECT_EQ(ret, -1);
+    EXPECT_EQ(writes, 0u);
+    EXPECT_TRUE(log.contains(GetParam().refusal, LOG_ERR)) << dump();
+}
+
+// Reads the gateway's record, changes it, writes it back.
+template <typename R>
+std::function<int32_t()> change(int32_t (*get)(R *), int32_t (*set)(R *), void (*edit)(R &))
+{
+    return [=] {
+        R r{};
+        if (get(&r) != 0)
+            return -2;
+        edit(r);
+        return set(&r);
+    };
+}
+
+using L = OvanIPv6LANConfig_t;
+using D = OvanDHCPv6Server_t;
+using R = OvanRAConfig_t;
+constexpr const char kLANBad[] = "OvanSetIPV6LANConfig: Invalid parameter.";
+constexpr const char kRABad[] = "OvanSetRAConfig: Invalid parameter.";
+auto lan(void (*edit)(L &)) { return change(OvanGetIPV6LANConfig, OvanSetIPV6LANConfig, edit); }
+auto dhcp(void (*edit)(D &)) { return change(OvanGetDHCPV6Server, OvanSetDHCPV6Server, edit); }
+auto ra(void (*edit)(R &)) { return change(OvanGetRAConfig, OvanSetRAConfig, edit); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Setters,
+    testing::Values(
+        SetCase{"lan_as_read", lan([](L &) {}), nullptr},
+        SetCase{"lan_static_no_servers",
+                lan([](L &r) {
+                    std::strcpy(r.ConfigType, "Static");
+                    r.Servers[0] = '\0';
+                    std::strcpy(r.PrefixMode, "Static");
+                    r.Prefix[0] = '\0';
+                }),
+                nullptr},
+        SetCase{"lan_address_v4", lan([](L &r) { std::strcpy(r.LocalAddress, "192.168.1.1"); }), kLANBad},
+        SetCase{"lan_config_type_lower", lan([](L &r) { std::strcpy(r.ConfigType, "static"); }), kLANBad},
+        SetCase{"lan_prefix_mode", lan([](L &r) { std::strcpy(r.PrefixMode, "Delegated"); }), kLANBad},
+        SetCase{"lan_second_server_bad", lan([](L &r) { std::strcpy(r.Servers, "2408::8,2408::g"); }), kLANBad},
+        SetCase{"lan_prefix_bad", lan([](L &r) { std::strcpy(r.Prefix, "2408::/129"); }), kLANBad},
+        SetCase{"lan_lifetimes", lan([](L &r) { r.PreferredLifeTime = r.ValidLifeTime + 1; }), kLANBad},
+        SetCase{"lan_unterminated_wan",
+                lan([](L &r) { std::memset(r.DNSWAN, 'w', sizeof r.DNSWAN); }), kLANBad},
+        SetCase{"lan_null", [] { return OvanSetIPV6LANConfig(nullptr); }, kLANBad},
+        SetCase{"dhcp_as_read", dhcp([](D &) {}), nullptr},
+        SetCase{"dhcp_min_v4", dhcp([](D &r) { std::strcpy(r.MinAddress, "10.0.0.2"); }),
+                "OvanSetDHCPV6Server: Invalid parameter MinAddress (10.0.0.2) / MaxAddress (::ffff)."},
+        SetCase{"dhcp_max_empty", dhcp([](D &r) { r.MaxAddress[0] = '\0'; }),
+                "OvanSetDHCPV6Server: Invalid parameter MinAddress (::2) / MaxAddress ()."},
+        SetCase{"ra_as_read", ra([](R &) {}), nullptr},
+        SetCase{"ra_bounds",
+                ra([](R &r) {
+                    r.MaxRtrAdvInterval = 4;
+                    r.MinRtrAdvInterval = 3;
+                }),
+                nullptr},
+        SetCase{"ra_max_3", ra([](R &r) { r.MaxRtrAdvInterval = 3; }), kRABad},
+        SetCase{"ra_max_1801", ra([](R &r) { r.MaxRtrAdvInterval = 1801; }), kRABad},
+        SetCase{"ra_min_over_three_quarters",
+                ra([](R &r) {
+                    r.MaxRtrAdvInterval = 600;
+                    r.MinRtrAdvInterval = 451;
+                }),
+                kRABad},
+        SetCase{"simulate_null", [] { return OvanSetVOIPSimulateTestConfig(nullptr); },
+                "OvanSetVOIPSimulateTestConfig: Parameter 'obj' should not be NULL."}),
+    [](const testing::TestParamInfo<SetCase> &i) { return std::string(i.param.name); });
+
+TEST_F(VoiceCWMP, SimulatedCallSettingsSendThreeKeys)
+{
+    OvanVOIPSimulateTest_t t{};
+    ASSERT_EQ(OvanGetVOIPSimulateTestConfig(&t), 0);
+    EXPECT_STREQ(t.CalledNumber, "10086");
+    std::strcpy(t.DialDTMFConfirmNumber, "1");
+    ASSERT_EQ(OvanSetVOIPSimulateTestConfig(&t), 0);
+    std::string keys;
+    for (const auto &k : sent_keys(sim))
+        keys += (keys.empty() ? "" : ",") + k;
+    EXPECT_EQ(keys, "CalledNumber,DialDTMFConfirmEnable,DialDTMFConfirmNumber");
+}
+
+}  // namespace voicecwmp
+
+}  // namespace

@@ -1,0 +1,1094 @@
+// The WiFi families against the simulator, one namespace each: their own checks,
+// texts and quirks (the shapes: test_shapes.cpp; what every object shares:
+// test_registry.cpp).
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <syslog.h>
+#include <vector>
+
+#include "bus_support/bus_fixture.hpp"
+#include "lumo3_timers.h"
+#include "lumo3_vsie.h"
+#include "lumo3_wifi.h"
+#include "lumo3_wlan.h"
+#include "support/temp_root.hpp"
+
+namespace {
+
+using namespace lumo::test;
+using lumo::GPtr;
+using lumo::GStr;
+
+// WiFi information and radio actions against the simulator; also the WiFi
+// capability guard that every WiFi-family function runs first.
+namespace wifi {
+
+constexpr const char kWiFi[] = "/com/quv/igd1/Info/WiFi";
+constexpr const char kWiFiIface[] = "com.quv.igd1.WiFiInfo";
+constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
+constexpr const char kMac[] = "0C4B54A1B2C3";
+char kUntouchedText[] = "untouched";
+
+class WiFi : public SimTest {
+protected:
+    size_t wifi_calls(const std::string &method = "") { return sim.count_calls(kWiFi, "", method); }
+    std::string args_of(const std::string &method) { return printed(last_args(sim, method).get()); }
+    void set_device(const char *name, const char *value)
+    {
+        ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, name, value));
+    }
+};
+
+// ---- the capability guard ----
+
+// (A gateway without WiFi: test_registry.cpp, over every guarded function and command.)
+TEST_F(WiFi, Version1GatewaySkipsTheCapabilityQuestion)
+{
+    set_device("DBusInterfaceVersion", "'1.1.0'");
+    set_device("Capability", "'1;1;1;0;0'");
+    ASSERT_TRUE(sim.clear_call_log());
+    uint32_t status = 77;
+    EXPECT_EQ(OvanWiFiCancelSameSSID(&status, nullptr), 0);
+    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(OvanWiFiSetEnable(1, 0), 0);
+    EXPECT_EQ(gwdbusver, 1);
+    EXPECT_EQ(wifivalinit, 0) << "never asked";
+    EXPECT_EQ(sim.count_calls(kDevice), 1u) << "only the version is read, once";
+    EXPECT_EQ(wifi_calls(), 2u);
+    EXPECT_EQ(wifi_calls("Set"), 1u);
+}
+
+TEST_F(WiFi, FailedCapabilityReadIsAFailureAndIsAskedAgain)
+{
+    ASSERT_TRUE(sim.remove_property(kDevice, kDeviceIface, "Capability"));
+    uint32_t status = 77;
+    char *msg = kUntouchedText;
+    EXPECT_EQ(OvanWiFiCancelSameSSID(&status, &msg), -1);
+    EXPECT_EQ(status, 77u);
+    EXPECT_EQ(msg, kUntouchedText);
+    EXPECT_EQ(OvanWiFiSetRatePriority(0, 1), -1);
+    EXPECT_EQ(wifivalinit, 0);
+    EXPECT_EQ(wifi_calls(), 0u);
+
+    set_device("Capability", "'1;1;1;1;1'");
+    EXPECT_EQ(OvanWiFiCancelSameSSID(&status, nullptr), 0);
+    EXPECT_EQ(wifivalinit, 1);
+    EXPECT_EQ(supportwifi, 1u);
+}
+
+// ---- actions ----
+
+struct Action {
+    const char *tag;
+    const char *method;
+    const char *reply_lead;  // what the reply carries before (word, message)
+    std::function<int32_t(uint32_t *, char **)> call;
+    const char *fail_line;
+    const char *fail_message;
+    const char *message_line;  // with "%s"
+};
+
+std::vector<Action> actions()
+{
+    return {
+        {"OvanWiFiDiscClient", "KickOutDevice", "",
+         [](uint32_t *s, char **m) { return OvanWiFiDiscClient(kMac, "3", s, m); }, "Call OvanDiscWiFiClient() fail.",
+         "Failed to call KickOutDevice() function.", "Call OvanDiscWiFiClient() errmsg [%s]."},
+        {"OvanWiFiSetSameSSID", "SetSameSSID", "",
+         [](uint32_t *s, char **m) { return OvanWiFiSetSameSSID("1", "5", s, m); },
+         "Call OvanWiFiSetSameSSID() fail.", "Failed to call SetSameSSID() function.",
+         "Call OvanWiFiSetSameSSID() errmsg [%s]."},
+        {"OvanWiFiCancelSameSSID", "CancelSameSSID", "",
+         [](uint32_t *s, char **m) { return OvanWiFiCancelSameSSID(s, m); }, "Call OvanWiFiCancelSameSSID() fail.",
+         "Failed to call CancelSameSSID() function.", "Call OvanWiFiCancelSameSSID() errmsg [%s]."},
+        {"OvanWiFiSwitchChannel", "ChannelSwitch", "",
+         [](uint32_t *s, char **m) { return OvanWiFiSwitchChannel("5G", s, m); }, "Call ChannelSwitch() fail.",
+         "Failed to call ChannelSwitch() function.", "Call OvanWiFiSwitchChannel() errmsg [%s]."},
+        {"OvanWiFiChannelCollectionRequest", "ChannelCollectionRequest", "",
+         [](uint32_t *s, char **m) { return OvanWiFiChannelCollectionRequest("2.4G", s, m); },
+         "Call ChannelCollectionRequest() fail.", "Failed to call ChannelCollectionRequest() function.",
+         "Call OvanWiFiChannelCollectionRequest() errmsg [%s]."},
+        {"OvanWiFiChannelCollection", "ChannelCollection", "'1:50', ",
+         [](uint32_t *s, char **m) {
+             char *score = kUntouchedText;
+             int32_t ret = OvanWiFiChannelCollection("2.4G", &score, s, m);
+             if (score != kUntouchedText)
+                 g_free(score);
+             return ret;
+         },
+         "Call ChannelCollection() fail.", "Failed to call ChannelCollection() function.",
+         "Call OvanWiFiChannelCollection() errmsg [%s]."},
+    };
+}
+
+std::string with(const char *format, const std::string &text)
+{
+    GStr s(g_strdup_printf(format, text.c_str()));
+    return s.get();
+}
+
+// The word and message themselves: test_registry.cpp; here each action's own lines
+// (the scripted method also proves which method the action calls).
+TEST_F(WiFi, ActionsLogTheirOwnLines)
+{
+    for (const Action &a : actions()) {
+        SCOPED_TRACE(a.tag);
+        const std::string busy = std::string("(") + a.reply_lead + "uint32 4, 'radio busy')";
+        ASSERT_TRUE(sim.script_reply(kWiFi, kWiFiIface, a.method, busy.c_str(), 0, true));
+        StatusOut refused;
+        EXPECT_EQ(a.call(&refused.status, &refused.errmsg), -1);
+        EXPECT_TRUE(logged(LOG_ERR, a.tag, with(a.message_line, "radio busy"))) << dump();
+
+        ASSERT_TRUE(sim.script_error(kWiFi, kWiFiIface, a.method, "org.freedesktop.DBus.Error.Failed", "down", 0,
+                                     true));
+        StatusOut failed;
+        EXPECT_EQ(a.call(&failed.status, &failed.errmsg), -1);
+        EXPECT_EQ(failed.msg(), a.fail_message);
+        EXPECT_TRUE(logged(LOG_ERR, a.tag, a.fail_line)) << dump();
+    }
+}
+
+TEST_F(WiFi, DiscClientChecksMacAndSsidIndex)
+{
+    struct Case {
+        const char *mac, *idx;
+        bool ok;
+    } cases[] = {
+        {kMac, "1", true},        {kMac, "8", true},      {kMac, "08", true},   {kMac, "0", false},
+        {kMac, "9", false},       {kMac, "10", false},    {kMac, "", false},    {kMac, nullptr, false},
+        {kMac, "1a", false},      {kMac, "-1", false},    {kMac, "99999999999999999999", false},
+        {"0C:4B:54:A1:B2:C3", "1", false},                {"", "1", false},     {nullptr, "1", false},
+        {"0C4B54A1B2CZ", "1", false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::string(c.mac ? c.mac : "(null)") + " / " + (c.idx ? c.idx : "(null)"));
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+        StatusOut out;
+        const int32_t ret = OvanWiFiDiscClient(c.mac, c.idx, &out.status, &out.errmsg);
+        EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiDiscClient",
+                           std::string("enter, devMac (") + (c.mac ? c.mac : "") + "), ssidIdx (" +
+                               (c.idx ? c.idx : "") + ")"))
+            << dump();
+        EXPECT_EQ(ret, c.ok ? 0 : -1);
+        if (c.ok) {
+            EXPECT_EQ(args_of("KickOutDevice"), std::string("('") + c.mac + "', '" + c.idx + "')");
+        } else {
+            EXPECT_EQ(out.status, 1u);
+            EXPECT_EQ(out.msg(), "Invalid Parameter.");
+            EXPECT_EQ(wifi_calls(), 0u);
+        }
+    }
+}
+
+TEST_F(WiFi, SetSameSSIDWantsTwoDigitStrings)
+{
+    const char *bad[][2] = {{"1", ""}, {"", "5"}, {nullptr, "5"}, {"1", nullptr}, {"a", "5"}, {"1", "5G"}};
+    for (const auto &b : bad) {
+        StatusOut out;
+        EXPECT_EQ(OvanWiFiSetSameSSID(b[0], b[1], &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), "Invalid Parameters.");
+    }
+    EXPECT_TRUE(logged(LOG_ERR, "OvanWiFiSetSameSSID", "Invalid Parameters")) << dump();
+    EXPECT_EQ(wifi_calls(), 0u);
+
+    EXPECT_EQ(OvanWiFiSetSameSSID("01", "5", nullptr, nullptr), 0);
+    EXPECT_EQ(args_of("SetSameSSID"), "('01', '5')");
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiSetSameSSID", "enter, ssidIdx24(01), ssidIdx58(5)")) << dump();
+}
+
+TEST_F(WiFi, ChannelFunctionsRefuseAMissingBandThroughTheLogOnly)
+{
+    char score_buf[] = "mine";
+    for (const char *band : {static_cast<const char *>(nullptr), ""}) {
+        uint32_t status = 77;
+        char *msg = kUntouchedText;
+        char *score = score_buf;
+        EXPECT_EQ(OvanWiFiSwitchChannel(band, &status, &msg), -1);
+        EXPECT_EQ(OvanWiFiChannelCollectionRequest(band, &status, &msg), -1);
+        EXPECT_EQ(OvanWiFiChannelCollection(band, &score, &status, &msg), -1);
+        EXPECT_EQ(status, 77u);
+        EXPECT_EQ(msg, kUntouchedText);
+        EXPECT_EQ(score, score_buf);
+    }
+    uint32_t status = 77;
+    EXPECT_EQ(OvanWiFiChannelCollection("5G", nullptr, &status, nullptr), -1);
+    EXPECT_EQ(status, 77u);
+    EXPECT_EQ(wifi_calls(), 0u);
+    for (const char *tag : {"OvanWiFiSwitchChannel", "OvanWiFiChannelCollectionRequest"})
+        EXPECT_TRUE(logged(LOG_DEBUG, tag, "Invalid band, should not be empty.")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiChannelCollection", "Invalid band or channelscore, should not be NULL."))
+        << dump();
+}
+
+TEST_F(WiFi, ChannelCollectionHandsOutTheScoreOnlyOnSuccess)
+{
+    char *score = nullptr;
+    ASSERT_EQ(OvanWiFiChannelCollection("2.4G", &score, nullptr, nullptr), 0);
+    ASSERT_NE(score, nullptr);
+    EXPECT_STREQ(score, "1:82,6:64,11:90");
+    g_free(score);
+    EXPECT_EQ(args_of("ChannelCollection"), "('2.4G',)");
+
+    ASSERT_TRUE(sim.script_reply(kWiFi, kWiFiIface, "ChannelCollection", "('1:10', uint32 2, 'scanning')"));
+    score = kUntouchedText;
+    EXPECT_EQ(OvanWiFiChannelCollection("5G", &score, nullptr, nullptr), -1);
+    EXPECT_EQ(score, kUntouchedText);
+}
+
+TEST_F(WiFi, RadioSwitchesPickThePropertyByBand)
+{
+    struct Case {
+        int32_t (*fn)(uint32_t, uint32_t);
+        uint32_t band;
+        const char *property;
+    } cases[] = {
+        {OvanWiFiSetEnable, 0, "Enable2G"},          {OvanWiFiSetEnable, 1, "Enable5G"},
+        {OvanWiFiSetEnable, 2, "Enable5G"},          {OvanWiFiSetRatePriority, 0, "RatePriority"},
+        {OvanWiFiSetRatePriority, 7, "RatePriority5G"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::string(c.property) + " band " + std::to_string(c.band));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "Enable2G", "true"));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "Enable5G", "true"));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "RatePriority", "true"));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "RatePriority5G", "true"));
+        ASSERT_TRUE(sim.clear_call_log());
+        EXPECT_EQ(c.fn(c.band, 0), 0);
+        EXPECT_EQ(wifi_calls(), 1u);
+        for (const char *p : {"Enable2G", "Enable5G", "RatePriority", "RatePriority5G"}) {
+            GPtr<GVariant> v = sim.property(kWiFi, kWiFiIface, p);
+            ASSERT_TRUE(v);
+            EXPECT_EQ(g_variant_get_boolean(v.get()), std::strcmp(p, c.property) != 0) << p;
+        }
+    }
+    // Any non-zero value switches on.
+    EXPECT_EQ(OvanWiFiSetEnable(0, 42), 0);
+    GPtr<GVariant> v = sim.property(kWiFi, kWiFiIface, "Enable2G");
+    EXPECT_TRUE(g_variant_get_boolean(v.get()));
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiSetEnable", "Enter")) << dump();
+}
+
+}  // namespace wifi
+
+// WLAN devices (SSIDs) and WPS against the simulator.
+namespace wlan {
+
+constexpr const char kColl[] = "/com/quv/igd1/Config/WLAN/Devices";
+constexpr const char kIface[] = "com.quv.igd1.WLANConfiguration";
+constexpr const char kWPSIface[] = "com.quv.igd1.WPS";
+constexpr const char kDev1[] = "/com/quv/igd1/Config/WLAN/Devices/1";
+constexpr const char kDev5[] = "/com/quv/igd1/Config/WLAN/Devices/5";
+constexpr const char kWPS1[] = "/com/quv/igd1/Config/WLAN/Devices/1/WPS";
+constexpr const char kWPS5[] = "/com/quv/igd1/Config/WLAN/Devices/5/WPS";
+constexpr const char kOwnerFile[] = "/tmp/.uci/wlandevice-owner";
+
+OvanObjPath_t at(const std::string &path) { return obj_path(path); }
+
+// A record every check of the setter accepts.
+OvanWLANDevice_t valid_device()
+{
+    OvanWLANDevice_t d{};
+    std::strcpy(d.SSID, "Lab-Net");
+    d.Enable = 1;
+    d.Channel = 11;
+    d.ChannelInUse = 99;  // read-only: never sent
+    std::strcpy(d.BeaconType, "WPA2");
+    std::strcpy(d.Standard, "b,g,n");
+    std::strcpy(d.BasicAuthenticationMode, "OpenSystem");
+    std::strcpy(d.WPAEncryptionModes, "AESEncryption");
+    d.Powerlevel = 80;
+    std::strcpy(d.PWD, "lab-secret");
+    std::strcpy(d.SSIDAlias, "never-sent");
+    std::strcpy(d.Service, "INTERNET");
+    d.MACAccessMode = 2;
+    d.AccessRule = 2;
+    std::strcpy(d.AllowedIPPort, "192.168.1.1:80");
+    d.USBandwidth = 1024;
+    d.DSBandwidth = 4096;
+    return d;
+}
+
+class WLAN : public SimTest {
+protected:
+    void TearDown() override
+    {
+        if (qzr_dbus_service_context)
+            OvanDBusStopService();
+        SimTest::TearDown();
+    }
+    size_t wlan_calls(const std::string &method = "")
+    {
+        size_t n = 0;
+        for (const auto &c : sim.call_log())
+            if (c.path.rfind(kColl, 0) == 0 && (method.empty() || c.method == method))
+                n++;
+        return n;
+    }
+    std::vector<std::string> sent_keys() { return lumo::test::sent_keys(sim); }
+    bool exists(const std::string &path)
+    {
+        return sim.call(path, "com.quv.igd1.Properties", "GetAll", g_variant_new("(s)", kIface)) != nullptr;
+    }
+};
+
+TEST_F(WLAN, SetSendsTheWritableFieldsInOrder)
+{
+    OvanWLANDevice_t d = valid_device();
+    ASSERT_EQ(OvanSetWLANDevice(at(kDev1), &d), 0) << dump();
+    const std::vector<std::string> expected = {
+        "SSID",        "Enable",        "Channel",      "BeaconType",   "Standard",     "WEPEncryptionLevel",
+        "BasicAuthenticationMode",      "WPAEncryptionModes",           "SSIDHide",     "ChannelWidth",
+        "GuardInterval", "RetryTimeout", "Powerlevel",  "PWD",          "Owner",        "Service",
+        "MACAccessMode", "AccessRule",  "AllowedIPPort", "USBandwidth", "DSBandwidth"};
+    EXPECT_EQ(sent_keys(), expected);
+    EXPECT_EQ(wlan_calls("SetMulti"), 1u);
+    GPtr<GVariant> v = sim.property(kDev1, kIface, "SSID");
+    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "Lab-Net");
+    v = sim.property(kDev1, kIface, "ChannelInUse");
+    EXPECT_EQ(g_variant_get_uint32(v.get()), 6u) << "read-only, not written";
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWLANDevice", std::string("enter, path(") + kDev1 + ")")) << dump();
+}
+
+TEST_F(WLAN, SetChecksEveryConstrainedField)
+{
+    struct Case {
+        const char *what;
+        std::function<void(OvanWLANDevice_t &)> change;
+        bool ok;
+    } cases[] = {
+        {"WEP empty", [](OvanWLANDevice_t &d) { d.WEPEncryptionLevel[0] = 0; }, true},
+        {"WEP 40-bit", [](OvanWLANDevice_t &d) { std::strcpy(d.WEPEncryptionLevel, "40-bit"); }, true},
+        {"WEP 104-bit", [](OvanWLANDevice_t &d) { std::strcpy(d.WEPEncryptionLevel, "104-bit"); }, true},
+        {"WEP 128-bit", [](OvanWLANDevice_t &d) { std::strcpy(d.WEPEncryptionLevel, "128-bit"); }, false},
+        {"auth Both", [](OvanWLANDevice_t &d) { std::strcpy(d.BasicAuthenticationMode, "Both"); }, true},
+        {"auth empty with beacon None",
+         [](OvanWLANDevice_t &d) {
+             d.BasicAuthenticationMode[0] = 0;
+             std::strcpy(d.BeaconType, "None");
+         },
+         false},
+        {"auth open", [](OvanWLANDevice_t &d) { std::strcpy(d.BasicAuthenticationMode, "open"); }, false},
+        {"wpa TKIP+AES", [](OvanWLANDevice_t &d) { std::strcpy(d.WPAEncryptionModes, "TKIPandAESEncryption"); }, true},
+        {"wpa empty", [](OvanWLANDevice_t &d) { d.WPAEncryptionModes[0] = 0; }, false},
+        {"beacon WPA2/WPA3", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "WPA2/WPA3"); }, true},
+        {"beacon 11i", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "11i"); }, true},
+        {"beacon wpa2", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "wpa2"); }, false},
+        {"beacon empty", [](OvanWLANDevice_t &d) { d.BeaconType[0] = 0; }, false},
+        {"SSID 32", [](OvanWLANDevice_t &d) { std::memset(d.SSID, 'x', 32); }, true},
+        {"SSID 33 (unterminated)", [](OvanWLANDevice_t &d) { std::memset(d.SSID, 'x', 33); }, false},
+        {"SSID empty", [](OvanWLANDevice_t &d) { d.SSID[0] = 0; }, true},
+        {"PWD 63", [](OvanWLANDevice_t &d) { std::memset(d.PWD, 'k', 63); }, true},
+        {"PWD 64 (unterminated)", [](OvanWLANDevice_t &d) { std::memset(d.PWD, 'k', 64); }, false},
+        {"MACAccessMode 3", [](OvanWLANDevice_t &d) { d.MACAccessMode = 3; }, false},
+        {"AccessRule 3", [](OvanWLANDevice_t &d) { d.AccessRule = 3; }, false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+        OvanWLANDevice_t d = valid_device();
+        c.change(d);
+        EXPECT_EQ(OvanSetWLANDevice(at(kDev1), &d), c.ok ? 0 : -1);
+        EXPECT_EQ(wlan_calls("SetMulti"), c.ok ? 1u : 0u);
+        if (!c.ok) {
+            const std::string line = "Invalid parameters (" + std::string(d.WEPEncryptionLevel) + "/" +
+                                     d.BasicAuthenticationMode + "/" + d.WPAEncryptionModes + "/" + d.BeaconType +
+                                     ").";
+            EXPECT_TRUE(logged(LOG_ERR, "OvanSetWLANDevice", line)) << dump();
+        }
+    }
+}
+
+// ---- add and delete ----
+
+TEST_F(WLAN, RefusedWriteAfterAddLeavesNoObject)
+{
+    // Refused by the setter's own checks once the object exists.
+    OvanWLANDevice_t d = valid_device();
+    std::strcpy(d.BeaconType, "WEP");
+    EXPECT_EQ(OvanAddWLANDevice(&d), -1);
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/6");
+    EXPECT_FALSE(exists("/com/quv/igd1/Config/WLAN/Devices/6"));
+    EXPECT_EQ(wlan_calls("DeleteObject"), 1u);
+}
+
+TEST_F(WLAN, HostedApplicationOwnsTheSSIDsItAdds)
+{
+    TempRoot root;
+    root.write(kOwnerFile, "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n");
+    ASSERT_EQ(OvanDBusStartService("com.example.app1"), 0) << dump();
+    OvanWLANDevice_t d = valid_device();
+    ASSERT_EQ(OvanAddWLANDevice(&d), 0) << dump();
+    EXPECT_EQ(root.read(kOwnerFile), "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n"
+                                     "/com/quv/igd1/Config/WLAN/Devices/6 com.example.app1\n");
+
+    ASSERT_EQ(OvanDelWLANDevice(at(d.path)), 0);
+    EXPECT_EQ(root.read(kOwnerFile), "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n");
+    EXPECT_FALSE(exists(d.path));
+    EXPECT_EQ(OvanDBusStopService(), 0);
+}
+
+TEST_F(WLAN, RefusedAddByHostedApplicationRecordsNothing)
+{
+    TempRoot root;
+    root.write(kOwnerFile, "");
+    ASSERT_EQ(OvanDBusStartService("com.example.app1"), 0) << dump();
+    ASSERT_TRUE(sim.script_error("", "", "SetMulti", "org.freedesktop.DBus.Error.Failed", "refused", 0, true));
+    OvanWLANDevice_t d = valid_device();
+    EXPECT_EQ(OvanAddWLANDevice(&d), -1);
+    EXPECT_EQ(root.read(kOwnerFile), "");
+    EXPECT_EQ(OvanDBusStopService(), 0);
+}
+
+TEST_F(WLAN, FrameworkDeletesWithoutTouchingTheOwnerFile)
+{
+    TempRoot root;
+    const std::string owners = "/com/quv/igd1/Config/WLAN/Devices/3 com.quv.appframework1\n"
+                               "/com/quv/igd1/Config/WLAN/Devices/4 com.example.other\n";
+    root.write(kOwnerFile, owners);
+    ASSERT_EQ(OvanDBusStartService("com.quv.appframework1"), 0) << dump();
+    ASSERT_EQ(OvanDelWLANDevice(at("/com/quv/igd1/Config/WLAN/Devices/3")), 0);
+    EXPECT_EQ(root.read(kOwnerFile), owners);
+    EXPECT_EQ(OvanDBusStopService(), 0);
+}
+
+// ---- searches ----
+
+// The search walks the whole listing and no further: the first match in the
+// gateway's order, the last entry of the listing, and a name not in it.
+TEST_F(WLAN, BySSIDSearchesTheWholeListingAndNoFurther)
+{
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/Devices/4", kIface, "SSID", "'Quv-Guest'"));
+    ASSERT_TRUE(sim.remove_object(kWPS5));  // the listing now ends with Devices/5
+    const struct {
+        const char *ssid;
+        const char *path;  // null: not found
+        uint32_t index;
+    } rows[] = {{"Quv-Guest", "/com/quv/igd1/Config/WLAN/Devices/2", 2},
+                {"Quv-A1B2C3-5G", kDev5, 5},
+                {"Quv-guest", nullptr, 0},  // exact comparison
+                {"nowhere", nullptr, 0}};
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.ssid);
+        OvanWLANDevice_t d{};
+        uint32_t index = 77;
+        EXPECT_EQ(OvanGetWLANDeviceBySSID(r.ssid, &d), r.path ? 0 : -1) << dump();
+        EXPECT_EQ(OvanGetSSIDIndexBySSID(r.ssid, &index), r.path ? 0 : -1);
+        EXPECT_STREQ(d.path, r.path ? r.path : "");
+        EXPECT_EQ(index, r.path ? r.index : 77u);
+    }
+}
+
+TEST_F(WLAN, SSIDTextsAreCheckedBeforeTheSearch)
+{
+    const std::string ssid32(32, 'q');
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/Devices/3", kIface, "SSID", ("'" + ssid32 + "'").c_str()));
+    ASSERT_TRUE(sim.clear_call_log());
+    OvanWLANDevice_t d{};
+    uint32_t index = 0;
+    EXPECT_EQ(OvanGetWLANDeviceBySSID((ssid32 + "q").c_str(), &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSID("", &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSID(nullptr, &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSID("Quv-Guest", nullptr), -1);
+    EXPECT_EQ(OvanGetSSIDIndexBySSID((ssid32 + "q").c_str(), &index), -1);
+    EXPECT_EQ(OvanGetSSIDIndexBySSID("Quv-Guest", nullptr), -1);
+    EXPECT_EQ(wlan_calls(), 0u);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceBySSID", "Invalid parameter")) << dump();
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetSSIDIndexBySSID", "Invalid parameter.")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetWLANDeviceBySSID", "enter, ssid()")) << dump();
+
+    ASSERT_EQ(OvanGetWLANDeviceBySSID(ssid32.c_str(), &d), 0);
+    EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/3");
+    ASSERT_EQ(OvanGetSSIDIndexBySSID(ssid32.c_str(), &index), 0);
+    EXPECT_EQ(index, 3u);
+}
+
+TEST_F(WLAN, ByIndexReadsTheNumberedInstance)
+{
+    OvanWLANDevice_t d{};
+    ASSERT_EQ(OvanGetWLANDeviceBySSIDIndex(5, &d), 0);
+    EXPECT_STREQ(d.path, kDev5);
+    EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(9, &d), -1);
+    EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(-1, &d), -1) << "not an object path";
+    EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(1, nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceBySSIDIndex", "Invalid wlanDevice, should not be NULL")) << dump();
+    OvanWPSConfig_t w{};
+    EXPECT_EQ(OvanGetWPSConfig(at("/com/quv/igd1/Config/WLAN/Devices/2/WPS"), &w), -1);
+    EXPECT_TRUE(log.contains("OvanGetWPSConfig: GetAll failed, return [", LOG_ERR)) << dump();
+}
+
+TEST_F(WLAN, WPSPathsMustLieUnderTheCollectionAndNameWPS)
+{
+    uint32_t status = 77;
+    char *msg = nullptr;
+    OvanWPSConfig_t w{};
+    for (const char *p : {kDev1, "/com/quv/igd1/Info/WPS", "", "/com/quv/igd1/Config/WLAN/Devices/1/wps"}) {
+        SCOPED_TRACE(p);
+        EXPECT_EQ(OvanGetWPSConfig(at(p), &w), -1);
+        EXPECT_EQ(OvanSetWPSEnable(at(p), 1), -1);
+        status = 77;
+        EXPECT_EQ(OvanSetWPS(at(p), 1, 0, &status, &msg), -1);
+        EXPECT_EQ(status, 1u);
+        ASSERT_NE(msg, nullptr);
+        EXPECT_STREQ(msg, "Invalid Parameters.");
+        g_free(msg);
+        msg = nullptr;
+    }
+    EXPECT_EQ(OvanGetWPSConfig(at(kWPS1), nullptr), -1);
+    EXPECT_EQ(wlan_calls(), 0u);
+    for (const char *tag : {"OvanGetWPSConfig", "OvanSetWPSEnable", "OvanSetWPS"})
+        EXPECT_TRUE(logged(LOG_ERR, tag, "Invalid parameters.")) << dump();
+}
+
+TEST_F(WLAN, SetWPSEnableWritesOnlyEnable)
+{
+    ASSERT_EQ(OvanSetWPSEnable(at(kWPS1), 0), 0);
+    EXPECT_EQ(sent_keys(), std::vector<std::string>{"Enable"});
+    GPtr<GVariant> v = sim.property(kWPS1, kWPSIface, "Enable");
+    EXPECT_FALSE(g_variant_get_boolean(v.get()));
+    ASSERT_EQ(OvanSetWPSEnable(at(kWPS5), 7), 0);
+    v = sim.property(kWPS5, kWPSIface, "Enable");
+    EXPECT_TRUE(g_variant_get_boolean(v.get()));
+}
+
+// The word and message: test_registry.cpp. The mode goes signed, the time unsigned.
+TEST_F(WLAN, SetWPSSendsItsArgumentsAndLogsSuccessOnly)
+{
+    ASSERT_EQ(OvanSetWPS(at(kWPS1), 2, 120, nullptr, nullptr), 0) << dump();
+    EXPECT_EQ(printed(last_args(sim, "SetWPS").get()), "(2, uint32 120)");
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWPS", "OvanSetWPS(OVAN_OK)")) << dump();
+    log.clear();
+    ASSERT_TRUE(sim.script_error(kWPS1, kWPSIface, "SetWPS", "org.freedesktop.DBus.Error.Failed", "down", 0, true));
+    EXPECT_EQ(OvanSetWPS(at(kWPS1), 1, 0, nullptr, nullptr), -1);
+    EXPECT_FALSE(log.contains("OvanSetWPS(OVAN_OK)")) << "no answer, no success line";
+}
+
+}  // namespace wlan
+
+// Wi-Fi vendor IEs, roaming and stations: byte-array properties both ways, the
+// look-ups by service name, the records below an entry, the RSSI query's dictionary
+// and the station's two interface names.
+namespace vsie {
+
+constexpr const char kBeacon1[] = "/com/quv/igd1/VSIE/BeaconTxVSIE/1";
+constexpr const char kBeaconIface[] = "com.quv.igd1.VSIE.BeaconTxVSIE";
+constexpr const char kProbeRx1[] = "/com/quv/igd1/VSIE/ProbeRxVSIE/1";
+constexpr const char kRoaming[] = "/com/quv/igd1/Config/WLAN/5G/Roaming";
+
+class VSIE : public SimTest {
+protected:
+    void SetUp() override
+    {
+        SimTest::SetUp();
+        gwdbusver = -1;
+        wifivalinit = 0;
+    }
+};
+
+std::vector<uint8_t> bytes_of(const uint8_t *p, uint32_t n)
+{
+    return p ? std::vector<uint8_t>(p, p + n) : std::vector<uint8_t>{};
+}
+
+// Which keys each setter writes, and byte arrays of the right collection only (the
+// byte-array shapes themselves: test_reply_shapes.cpp).
+TEST_F(VSIE, SettersSendTheirKeysAndBytes)
+{
+    uint8_t ie[] = {0xdd, 0x03, 0x00, 0x50, 0xf2};
+    OvanBeaconTxVSIE_t b{};
+    g_strlcpy(b.ServiceName, "probe", sizeof b.ServiceName);
+    b.LenofIEData = sizeof ie;
+    b.IEData = ie;
+    ASSERT_EQ(OvanAddBeaconTxVSIE(&b), 0);
+    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"ServiceName", "Status", "SSIDIndex", "Duration",
+                                                        "LenofIEData", "IEData"}));
+    OvanBeaconTxVSIE_t back{};
+    ASSERT_EQ(OvanGetBeaconTxVSIE(obj_path(b.path), &back), 0);
+    EXPECT_EQ(bytes_of(back.IEData, back.LenofIEData), std::vector<uint8_t>(ie, ie + sizeof ie));
+    g_free(back.IEData);
+
+    OvanProbeRspTxVSIE_t r{};
+    g_strlcpy(r.MAC, "A4C3F0445566", sizeof r.MAC);
+    r.LenofIEData = 2;
+    r.IEData = ie;
+    ASSERT_EQ(OvanSetProbeRspTxVSIEv4(obj_path("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1"), &r), 0);
+    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"MAC", "Band", "LenofIEData", "IEData"}));
+    auto v = sim.property("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1", "com.quv.igd1.VSIE.ProbeRspTxVSIE", "IEData");
+    ASSERT_TRUE(v);
+    EXPECT_EQ(printed(v.get()), "[byte 0xdd, 0x03]");
+
+    sim.clear_call_log();
+    EXPECT_EQ(OvanSetBeaconTxVSIE(obj_path("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1"), &b), -1);
+    EXPECT_EQ(OvanSetProbeRspTxVSIEv4(obj_path(kBeacon1), &r), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIE", "Invalid parameters.")) << dump();
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(VSIE, LookupsByServiceName)
+{
+    StatusOut out;
+    OvanBeaconTxVSIE_t b{};
+    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("mesh-agent", &b, &out.status, &out.errmsg), 0) << out.msg();
+    EXPECT_STREQ(b.path, kBeacon1);
+    EXPECT_EQ(b.LenofIEData, 9u);
+    g_free(b.IEData);
+    EXPECT_TRUE(log.contains("GetBeaconTxVSIEByServiceName() return [(objectpath '/com/quv/igd1/VSIE/BeaconTxVSIE/1'"))
+        << dump();
+
+    sim.script_reply("/com/quv/igd1/VSIE/ProbeRxVSIE", "", "GetProbeRxVSIEByServiceName",
+                     "(objectpath '/', uint32 3, 'no such service')", 0, true);
+    StatusOut miss;
+    OvanProbeRxVSIE_t p{};
+    EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("x", &p, &miss.status, &miss.errmsg), -1);
+    EXPECT_EQ(miss.status, 3u);
+    EXPECT_EQ(miss.msg(), "no such service");
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetProbeRxVSIEByServiceName",
+                       "Call GetProbeRxVSIEByServiceName() errmsg [no such service]."))
+        << dump();
+
+    OvanBeaconTxVSIE_t other{};
+    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("iot-onboard", &other, nullptr, nullptr), 0);
+    EXPECT_STREQ(other.path, "/com/quv/igd1/VSIE/BeaconTxVSIE/2");
+    g_free(other.IEData);
+    StatusOut none;
+    EXPECT_EQ(OvanGetBeaconTxVSIEByServiceName("nobody", &other, &none.status, &none.errmsg), -1);
+    EXPECT_EQ(none.status, 1u);
+
+    StatusOut bad;
+    EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("", &p, &bad.status, &bad.errmsg), -1);
+    EXPECT_EQ(bad.status, 1u);
+    EXPECT_EQ(bad.msg(), "Invalid Parameter.");
+}
+
+// The records below an entry are neither entries nor reachable by an entry's path.
+TEST_F(VSIE, RecordsBelowAnEntry)
+{
+    uint32_t n = 0;
+    ASSERT_EQ(OvanGetProbeRxVSIEObjs(nullptr, &n), 0);
+    EXPECT_EQ(n, 1u);
+    OvanProbeRxVSIERecord_t one{};
+    StatusOut out;
+    ASSERT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kProbeRx1), &out.status, &out.errmsg), 0);
+
+    sim.clear_call_log();
+    StatusOut bad;
+    EXPECT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kBeacon1), &bad.status, &bad.errmsg), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanFlushProbeRxVSIERecord", std::string("invalid path ") + kBeacon1)) << dump();
+    EXPECT_EQ(OvanGetProbeRxVSIERecord(obj_path(kProbeRx1), &one), -1);
+    EXPECT_EQ(OvanGetProbeRxVSIERecord(obj_path("/com/quv/igd1/VSIE/ProbeRxVSIE/1/RecordsX/1"), &one), -1);
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(VSIE, SteeringCommands)
+{
+    StatusOut q;
+    OvanAPRSSI_t aps[2] = {};
+    g_strlcpy(aps[0].MAC, "A4:C3:F0:11:22:34", sizeof aps[0].MAC);
+    aps[0].Value = 36;
+    g_strlcpy(aps[1].MAC, "A4:C3:F0:99:88:77", sizeof aps[1].MAC);
+    aps[1].Value = 149;
+    ASSERT_EQ(OvanStartAPRSSIQuery("A4C3F0445566", 36, aps, 2, &q.status, &q.errmsg), 0) << q.msg();
+    auto args = last_args(sim, "StartAPRSSIQuery");
+    ASSERT_TRUE(args);
+    EXPECT_EQ(printed(args.get()),
+              "('A4C3F0445566', uint32 36, {'A4:C3:F0:11:22:34': uint32 36, 'A4:C3:F0:99:88:77': 149})");
+
+    OvanAPRSSI_t *answers = nullptr;
+    uint32_t n = 0;
+    StatusOut g;
+    ASSERT_EQ(OvanGetSTARSSIQuery("A4C3F0445566", &answers, &n, &g.status, &g.errmsg), 0) << g.msg();
+    ASSERT_EQ(n, 2u);
+    EXPECT_STREQ(answers[1].MAC, "A4:C3:F0:99:88:77");
+    EXPECT_EQ(answers[1].Value, 48u);
+    g_free(answers);
+
+    // A reply of another shape is refused whole.
+    sim.script_reply(kRoaming, "", "GetSTARSSIQuery", "({'x': 'y'}, uint32 0, '')", 0, true);
+    answers = nullptr;
+    StatusOut wrong;
+    EXPECT_EQ(OvanGetSTARSSIQuery("A4C3F0445566", &answers, &n, &wrong.status, &wrong.errmsg), -1);
+    EXPECT_EQ(answers, nullptr);
+    EXPECT_EQ(wrong.status, 1u);
+
+    StatusOut d;
+    ASSERT_EQ(OvanSetSTADeassociationRequest(obj_path("/com/quv/igd1/Config/WLAN/STA/1"), "A4C3F0445566", &d.status,
+                                             &d.errmsg),
+              0);
+    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/WLAN/STA/1", "com.quv.igd1.STAInfo",
+                              "SetSTADeassociationRequest"),
+              1u);
+
+    sim.clear_call_log();
+    struct Refused {
+        const char *name;
+        int32_t (*call)(StatusOut &);
+    };
+    const Refused refused[] = {
+        {"query: bad MAC", [](StatusOut &o) { return OvanStartAPRSSIQuery("xyz", 1, nullptr, 0, &o.status, &o.errmsg); }},
+        {"query: aps missing",
+         [](StatusOut &o) { return OvanStartAPRSSIQuery("A4C3F0445566", 1, nullptr, 2, &o.status, &o.errmsg); }},
+        {"transition: no BSSID",
+         [](StatusOut &o) { return OvanStartSTABSSTransitionRequest("A4C3F0445566", 1, "", &o.status, &o.errmsg); }},
+        {"rssi: no outputs",
+         [](StatusOut &o) { return OvanGetSTARSSIQuery("A4C3F0445566", nullptr, nullptr, &o.status, &o.errmsg); }},
+        {"deassoc: wrong path",
+         [](StatusOut &o) {
+             return OvanSetSTADeassociationRequest(obj_path(kBeacon1), "A4C3F0445566", &o.status, &o.errmsg);
+         }},
+        {"start: wrong path",
+         [](StatusOut &o) { return OvanStartBeaconTxVSIE(obj_path(kProbeRx1), &o.status, &o.errmsg); }},
+    };
+    for (const Refused &r : refused) {
+        StatusOut o;
+        EXPECT_EQ(r.call(o), -1) << r.name;
+        EXPECT_EQ(o.status, 1u) << r.name;
+        EXPECT_EQ(o.msg(), "Invalid Parameter.") << r.name;
+    }
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
+
+TEST_F(VSIE, StationsUnderTwoInterfaceNames)
+{
+    // Only the listing's interface fills the listing; the getter reads the other.
+    ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/STA/2", "com.quv.igd1.STAInfo", "RSSI", "-1"));
+    OvanSTAInfo_t *sta = nullptr;
+    uint32_t n = 0;
+    ASSERT_EQ(OvanGetSTAInfoObjs(&sta, &n), 0);
+    ASSERT_EQ(n, 2u);
+    EXPECT_EQ(sta[1].RSSI, -71);
+    g_free(sta);
+    OvanSTAInfo_t one{};
+    ASSERT_EQ(OvanGetSTAInfo(obj_path("/com/quv/igd1/Config/WLAN/STA/2"), &one), 0);
+    EXPECT_EQ(one.RSSI, -1);
+    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/WLAN/STA/2", "", "GetAll"), 1u);
+
+    OvanRoamingConfig_t r{};
+    ASSERT_EQ(OvanSetRoamingConfig(&r), 0);
+    EXPECT_EQ(sent_keys(sim),
+              (std::vector<std::string>{"Enable", "Start_time", "Threshold1_RSSI", "Threshold2_RSSI"}));
+    EXPECT_EQ(OvanSetRoamingConfig(nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetRoamingConfig", "Invalid parameter.")) << dump();
+    EXPECT_EQ(OvanSetBeaconTxVSIEManager(nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIEManager", "NULL obj")) << dump();
+}
+
+}  // namespace vsie
+
+// Band steering, WiFi timers, LED and sleep timers: their own checks, texts and
+// quirks against the simulator (the shapes are tested in test_shapes.cpp).
+namespace timers {
+
+constexpr const char kExTimers[] = "/com/quv/igd1/Config/WLAN/ExTimers";
+constexpr const char kExTimer1[] = "/com/quv/igd1/Config/WLAN/ExTimers/1";
+constexpr const char kSleepTimers[] = "/com/quv/igd1/Config/Power/SleepTimers";
+constexpr const char kSleepTimer1[] = "/com/quv/igd1/Config/Power/SleepTimers/1";
+constexpr const char kOM[] = "com.quv.igd1.ObjectManager";
+
+OvanWiFiTimer_t valid_wifi_timer()
+{
+    OvanWiFiTimer_t t{};
+    std::strcpy(t.StartTime, "22:00");
+    std::strcpy(t.EndTime, "6:00");
+    std::strcpy(t.ControlCycle, "DAY");
+    t.SSIDMask = 1;
+    return t;
+}
+
+OvanLED_t valid_led()
+{
+    OvanLED_t l{};
+    std::strcpy(l.Status, "OFF");
+    std::strcpy(l.StartTime, "22:00");
+    std::strcpy(l.EndTime, "24:00");
+    std::strcpy(l.ControlCycle, "DAY");
+    return l;
+}
+
+char g_days[2][64] = {"Sat", "Sun"};
+
+OvanWiFiExTimer_t valid_ex_timer()
+{
+    OvanWiFiExTimer_t t{};
+    std::strcpy(t.Time, "7:15");
+    std::strcpy(t.Active, "1");
+    t.Enable = 1;
+    t.SSIDMask = 2;
+    t.WeekDayNum = 2;
+    t.WeekDay = g_days;
+    return t;
+}
+
+OvanSleepTimer_t valid_sleep_timer()
+{
+    OvanSleepTimer_t t{};
+    std::strcpy(t.Time, "2:00");
+    std::strcpy(t.Active, "0");
+    t.DayNum = 2;
+    t.Day = g_days;
+    return t;
+}
+
+class Timers : public SimTest {
+protected:
+    std::string keys()
+    {
+        std::string out;
+        for (const auto &k : sent_keys(sim))
+            out += (out.empty() ? "" : ",") + k;
+        return out;
+    }
+    uint32_t count(const char *collection)
+    {
+        GPtr<GVariant> reply = sim.call(collection, kOM, "GetManagedObjects");
+        if (!reply)
+            return 0;
+        GPtr<GVariant> map(g_variant_get_child_value(reply.get(), 0));
+        return static_cast<uint32_t>(g_variant_n_children(map.get()));
+    }
+};
+
+// ---- setter checks: one table over the four checked setters ----
+
+struct SetCase {
+    const char *name;
+    std::function<int32_t()> call;
+    const char *refusal;  // null: accepted
+};
+
+void PrintTo(const SetCase &c, std::ostream *os) { *os << c.name; }
+
+template <typename R>
+std::function<int32_t()> with(R (*make)(), void (*change)(R &), int32_t (*set)(R *))
+{
+    return [=] {
+        R r = make();
+        change(r);
+        return set(&r);
+    };
+}
+
+template <typename R>
+std::function<int32_t()> at(const char *path, R (*make)(), void (*change)(R &), int32_t (*set)(OvanObjPath_t, R *))
+{
+    return [=] {
+        R r = make();
+        change(r);
+        return set(obj_path(path), &r);
+    };
+}
+
+class SetterChecks : public Timers, public testing::WithParamInterface<SetCase> {};
+
+TEST_P(SetterChecks, RefusedBeforeTheBus)
+{
+    const SetCase &c = GetParam();
+    const int32_t ret = c.call();
+    if (!c.refusal) {
+        EXPECT_EQ(ret, 0) << dump();
+        EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 1u);
+        return;
+    }
+    EXPECT_EQ(ret, -1);
+    EXPECT_TRUE(log.contains(c.refusal, LOG_ERR)) << dump();
+    EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 0u);
+}
+
+using T = OvanWiFiTimer_t;
+using L = OvanLED_t;
+using X = OvanWiFiExTimer_t;
+using S = OvanSleepTimer_t;
+constexpr const char kTimerBad[] = "OvanSetWiFiTimer: Invalid Parameter";
+constexpr const char kLEDBad[] = "OvanSetLED: Invalid Parameter";
+constexpr const char kExBad[] = "OvanSetWiFiExTimer: Invalid Time or Active value or SSIDMask is 0.";
+constexpr const char kExPath[] = "OvanSetWiFiExTimer: Invalid Path.";
+constexpr const char kSleepBad[] = "OvanSetSleepTimer: Invalid Time or Active value.";
+constexpr const char kSleepPath[] = "OvanSetSleepTimer: Invalid Path or NULL obj.";
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, SetterChecks,
+    testing::Values(
+        SetCase{"timer_valid", with<T>(valid_wifi_timer, [](T &) {}, OvanSetWiFiTimer), nullptr},
+        SetCase{"timer_cycle_lower", with<T>(valid_wifi_timer, [](T &r) { std::strcpy(r.ControlCycle, "day"); },
+                                             OvanSetWiFiTimer), kTimerBad},
+        SetCase{"timer_cycle_week", with<T>(valid_wifi_timer, [](T &r) { std::strcpy(r.ControlCycle, "WEEK"); },
+                                            OvanSetWiFiTimer), kTimerBad},
+        SetCase{"timer_mask_0", with<T>(valid_wifi_timer, [](T &r) { r.SSIDMask = 0; }, OvanSetWiFiTimer), kTimerBad},
+        SetCase{"timer_end_24_01", with<T>(valid_wifi_timer, [](T &r) { std::strcpy(r.EndTime, "24:01"); },
+                                           OvanSetWiFiTimer), kTimerBad},
+        SetCase{"timer_start_unterminated",
+                with<T>(valid_wifi_timer, [](T &r) { std::memset(r.StartTime, '1', sizeof r.StartTime); },
+                        OvanSetWiFiTimer), kTimerBad},
+        SetCase{"timer_null", [] { return OvanSetWiFiTimer(nullptr); },
+                "OvanSetWiFiTimer: Invalid Parameter: obj is NULL."},
+        SetCase{"led_valid", with<L>(valid_led, [](L &) {}, OvanSetLED), nullptr},
+        SetCase{"led_on", with<L>(valid_led, [](L &r) { std::strcpy(r.Status, "ON"); }, OvanSetLED), nullptr},
+        SetCase{"led_status_on_lower", with<L>(valid_led, [](L &r) { std::strcpy(r.Status, "on"); }, OvanSetLED),
+                kLEDBad},
+        SetCase{"led_status_blink", with<L>(valid_led, [](L &r) { std::strcpy(r.Status, "BLINK"); }, OvanSetLED),
+                kLEDBad},
+        SetCase{"led_start_empty", with<L>(valid_led, [](L &r) { r.StartTime[0] = '\0'; }, OvanSetLED), kLEDBad},
+        SetCase{"led_null", [] { return OvanSetLED(nullptr); }, "OvanSetLED: Invalid Parameter: obj is NULL."},
+        SetCase{"ex_valid", at<X>(kExTimer1, valid_ex_timer, [](X &) {}, OvanSetWiFiExTimer), nullptr},
+        SetCase{"ex_active_00", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Active, "00"); },
+                                      OvanSetWiFiExTimer), nullptr},
+        SetCase{"ex_active_2", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Active, "2"); },
+                                     OvanSetWiFiExTimer), kExBad},
+        SetCase{"ex_active_empty", at<X>(kExTimer1, valid_ex_timer, [](X &r) { r.Active[0] = '\0'; },
+                                         OvanSetWiFiExTimer), kExBad},
+        SetCase{"ex_active_letter", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Active, "a"); },
+                                          OvanSetWiFiExTimer), kExBad},
+        SetCase{"ex_mask_0", at<X>(kExTimer1, valid_ex_timer, [](X &r) { r.SSIDMask = 0; }, OvanSetWiFiExTimer),
+                kExBad},
+        SetCase{"ex_time_bad", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Time, "7:5"); },
+                                     OvanSetWiFiExTimer), kExBad},
+        SetCase{"ex_collection_path", at<X>(kExTimers, valid_ex_timer, [](X &) {}, OvanSetWiFiExTimer), kExPath},
+        SetCase{"ex_sleep_path", at<X>(kSleepTimer1, valid_ex_timer, [](X &) {}, OvanSetWiFiExTimer), kExPath},
+        SetCase{"ex_null", [] { return OvanSetWiFiExTimer(obj_path(kExTimer1), nullptr); }, kExPath},
+        SetCase{"ex_unterminated_path",
+                [] {
+                    OvanObjPath_t p;
+                    std::memset(p.str, 'a', sizeof p.str);
+                    std::memcpy(p.str, kExTimer1, sizeof kExTimer1 - 1);
+                    X r = valid_ex_timer();
+                    return OvanSetWiFiExTimer(p, &r);
+                },
+                kExPath},
+        SetCase{"sleep_valid", at<S>(kSleepTimer1, valid_sleep_timer, [](S &) {}, OvanSetSleepTimer), nullptr},
+        SetCase{"sleep_active_1x", at<S>(kSleepTimer1, valid_sleep_timer, [](S &r) { std::strcpy(r.Active, "1x"); },
+                                         OvanSetSleepTimer), kSleepBad},
+        SetCase{"sleep_time_25", at<S>(kSleepTimer1, valid_sleep_timer, [](S &r) { std::strcpy(r.Time, "25:00"); },
+                                       OvanSetSleepTimer), kSleepBad},
+        SetCase{"sleep_ex_path", at<S>(kExTimer1, valid_sleep_timer, [](S &) {}, OvanSetSleepTimer), kSleepPath},
+        SetCase{"sleep_null", [] { return OvanSetSleepTimer(obj_path(kSleepTimer1), nullptr); }, kSleepPath}),
+    [](const testing::TestParamInfo<SetCase> &i) { return std::string(i.param.name); });
+
+// ---- what the setters send ----
+
+TEST_F(Timers, SettersSendTheirPropertiesInOrder)
+{
+    OvanWiFiBandSteering_t bs{};
+    ASSERT_EQ(OvanSetWiFiBandSteering(&bs), 0);
+    EXPECT_EQ(keys(), "Enable,RSSIThreshold,RSSIThreshold5G,ChannelUtilizationThreshold5G,STALoadThreshold2G,"
+                      "SteeringDetectInterval");
+
+    X ex = valid_ex_timer();
+    ASSERT_EQ(OvanSetWiFiExTimer(obj_path(kExTimer1), &ex), 0);
+    EXPECT_EQ(keys(), "WeekDay,Time,Active,Enable,SSIDMask");
+
+    S sleep = valid_sleep_timer();
+    ASSERT_EQ(OvanSetSleepTimer(obj_path(kSleepTimer1), &sleep), 0);
+    EXPECT_EQ(keys(), "Day,Time,Active,Enable");
+
+    T timer = valid_wifi_timer();
+    ASSERT_EQ(OvanSetWiFiTimer(&timer), 0);
+    EXPECT_EQ(keys(), "StartTime,EndTime,ControlCycle,Enable,SSIDMask");
+}
+
+TEST_F(Timers, DayListsSentAsFarAsTheyReach)
+{
+    struct Case {
+        uint32_t num;
+        char (*days)[64];
+        const char *sent;
+    };
+    for (const Case &c : {Case{3, nullptr, "@as []"}, Case{1, g_days, "['Sat']"}, Case{2, g_days, "['Sat', 'Sun']"},
+                          Case{0, g_days, "@as []"}}) {
+        X ex = valid_ex_timer();
+        ex.WeekDayNum = c.num;
+        ex.WeekDay = c.days;
+        ASSERT_EQ(OvanSetWiFiExTimer(obj_path(kExTimer1), &ex), 0);
+        GPtr<GVariant> days = sim.property(kExTimer1, "com.quv.igd1.WiFiTimer1", "WeekDay");
+        ASSERT_TRUE(days);
+        GPtr<gchar> text(g_variant_print(days.get(), TRUE));
+        EXPECT_STREQ(text.get(), c.sent) << c.num;
+    }
+}
+
+// ---- reads ----
+
+// The longest path among the listed records (their day lists freed).
+template <typename R, char (*R::*Days)[64]>
+size_t longest_listed_path(int32_t (*list)(R **, uint32_t *))
+{
+    R *records = nullptr;
+    uint32_t n = 0;
+    if (list(&records, &n) != 0)
+        return 0;
+    size_t longest = 0;
+    for (uint32_t i = 0; i < n; i++) {
+        longest = std::max(longest, std::strlen(records[i].path));
+        g_free(records[i].*Days);
+    }
+    g_free(records);
+    return longest;
+}
+
+// The weekly WiFi timers keep a path of 255 characters whole; the sleep timers cut
+// it to 254 as most collections do.
+TEST_F(Timers, LongInstancePaths)
+{
+    struct Case {
+        const char *collection, *iface;
+        std::function<size_t()> longest;
+        size_t kept;
+    };
+    const Case cases[] = {
+        {kExTimers, "com.quv.igd1.WiFiTimer1",
+         [] { return longest_listed_path<X, &X::WeekDay>(OvanGetWiFiExTimerObjs); }, 255},
+        {kSleepTimers, "com.quv.igd1.SleepTimer",
+         [] { return longest_listed_path<S, &S::Day>(OvanGetSleepTimerObjs); }, 254},
+    };
+    for (const Case &c : cases) {
+        std::string path = std::string(c.collection) + "/";
+        path += std::string(255 - path.size(), 'z');
+        GPtr<gchar> ifaces(g_strdup_printf("{'%s': {'Time': <'1:00'>}}", c.iface));
+        ASSERT_TRUE(sim.add_object(path, ifaces.get()));
+        EXPECT_EQ(c.longest(), c.kept) << c.collection;
+    }
+}
+
+TEST_F(Timers, FailedReadsLogTheirOwnLines)
+{
+    ASSERT_TRUE(sim.script_error("/com/quv/igd1/Config/Peripheral/LED", "", "GetAll",
+                                 "org.freedesktop.DBus.Error.Failed", "down"));
+    ASSERT_TRUE(sim.script_error(kSleepTimers, kOM, "GetManagedObjects", "org.freedesktop.DBus.Error.Failed", "down"));
+    OvanLED_t led{};
+    EXPECT_EQ(OvanGetLED(&led), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetLED", "OvanDBusGetAllProperty return -1")) << dump();
+    uint32_t n = 77;
+    EXPECT_EQ(OvanGetSleepTimerObjs(nullptr, &n), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetSleepTimerObjs", "GetManagedObjects() fails.")) << dump();
+    EXPECT_EQ(OvanGetWiFiTimer(nullptr), -1);
+    EXPECT_TRUE(logged(LOG_ERR, "OvanGetWiFiTimer", "invalid parameter."));
+}
+
+// A timer the setter's own checks refuse once it exists is removed again.
+TEST_F(Timers, AddRefusedByTheChecksLeavesNothing)
+{
+    S bad = valid_sleep_timer();
+    std::strcpy(bad.Active, "7");
+    const uint32_t sleepers = count(kSleepTimers);
+    EXPECT_EQ(OvanAddSleepTimer(&bad), -1);
+    EXPECT_EQ(sim.count_calls(kSleepTimers, kOM, "DeleteObject"), 1u);
+    EXPECT_EQ(count(kSleepTimers), sleepers);
+}
+
+TEST_F(Timers, FailedAddObjectKeepsTheRecord)
+{
+    ASSERT_TRUE(sim.script_error(kExTimers, kOM, "AddObject", "org.freedesktop.DBus.Error.Failed", "full"));
+    X ex = valid_ex_timer();
+    std::strcpy(ex.path, "caller's own");
+    EXPECT_EQ(OvanAddWiFiExTimer(&ex), -1);
+    EXPECT_STREQ(ex.path, "caller's own");
+    EXPECT_TRUE(logged(LOG_ERR, "OvanAddWiFiExTimer", "AddObject failed.")) << dump();
+    EXPECT_EQ(sim.count_calls("", "", "SetMulti"), 0u);
+}
+
+}  // namespace timers
+
+}  // namespace
