@@ -1237,10 +1237,10 @@ std::function<int32_t()> vpn_mode(const char *mode, const char *attach)
     };
 }
 
+using access::kD1;
+using access::kU1;
 using qos::read_write;
 using qos::read_write_at;
-using access::kU1;
-using access::kD1;
 constexpr const char kVpnFirst[] = "vpn_type,tunnel_name,user_id,vpn_enable,vpn_mode,vpn_priority,vpn_idletime,";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -1257,8 +1257,7 @@ INSTANTIATE_TEST_SUITE_P(
                  read_write_at("/com/quv/igd1/Network/QoS/PriorityQueue/2", OvanGetQoSPriorityQueue,
                                OvanSetQoSPriorityQueue),
                  "Car"},
-        SendCase{"qos_app", nullptr,
-                 read_write_at("/com/quv/igd1/Network/QoS/App/1", OvanGetQoSApp, OvanSetQoSApp),
+        SendCase{"qos_app", nullptr, read_write_at("/com/quv/igd1/Network/QoS/App/1", OvanGetQoSApp, OvanSetQoSApp),
                  "AppName,ClassQueue"},
         SendCase{"dns_speed_limit", nullptr, read_write(OvanGetDNSSpeedLimit, OvanSetDNSSpeedLimit),
                  "Domain,LimitAction"},
@@ -1321,11 +1320,11 @@ INSTANTIATE_TEST_SUITE_P(
         SendCase{"vpn_steady_by_address", nullptr, vpn_mode("steady", "1"),
                  std::string(kVpnFirst) + "vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode,domains,ips"},
         SendCase{"vpn_random_by_mac", nullptr, vpn_mode("random", "2"),
-                 std::string(kVpnFirst) + "account_proxy,vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode,terminal_mac"},
+                 std::string(kVpnFirst) +
+                     "account_proxy,vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode,terminal_mac"},
         SendCase{"vpn_unattached", nullptr, vpn_mode("steady", "0"),
                  std::string(kVpnFirst) + "vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode"},
-        SendCase{"ddns", nullptr,
-                 read_write_at(dns::kDDNS1, OvanGetDDNSServerInstance, OvanSetDDNSServerInstance),
+        SendCase{"ddns", nullptr, read_write_at(dns::kDDNS1, OvanGetDDNSServerInstance, OvanSetDDNSServerInstance),
                  "DDNSCfgEnabled,DDNSProvider,DDNSUsername,DDNSPassword,ServicePort,DDNSDomainName,DDNSHostName"}),
     [](const testing::TestParamInfo<SendCase> &i) { return std::string(i.param.name); });
 

@@ -264,7 +264,8 @@ TEST_F(Storage, ListFolderRanges)
 // limit taken from the range asked for, and the NAS's own reply quirks.
 TEST_F(Storage, HostileReplies)
 {
-    const std::string reply = "([('" + std::string(600, 'n') + "', '/p', true, uint64 1, '2026-01-01 00:00:00 and more'), " +
+    const std::string reply = "([('" + std::string(600, 'n') +
+                              "', '/p', true, uint64 1, '2026-01-01 00:00:00 and more'), " +
                               "('b', '/b', false, 2, 'x'), ('c', '/c', false, 3, 'y')], uint32 0, '')";
     sim.script_reply(kNas, kNasIface, "ListFolder", reply.c_str());
     OvanNASFileEntry_t *e = nullptr;
