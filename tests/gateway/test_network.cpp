@@ -438,12 +438,7 @@ TEST_F(NetSvc, IncomingFilterRefusalLine)
 // themselves are tested in test_shapes.cpp).
 namespace access {
 
-constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
-constexpr const char kBlack[] = "/com/quv/igd1/Network/MACBlackList";
 constexpr const char kURL[] = "/com/quv/igd1/Network/URLFilter";
-constexpr const char kDNS[] = "/com/quv/igd1/Network/DNSFilter";
-constexpr const char kURLIface[] = "com.quv.igd1.URLFilter";
-constexpr const char kOM[] = "com.quv.igd1.ObjectManager";
 
 class Access : public SimTest {
 protected:
@@ -452,10 +447,6 @@ protected:
         SimTest::SetUp();
         gwdbusver = -1;
         wifivalinit = 0;
-    }
-    void set_device(const char *name, const char *value)
-    {
-        ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, name, value));
     }
     std::string set_args() { return printed(last_args(sim, "SetMulti").get()); }
 };
@@ -999,7 +990,6 @@ using Outputs = StatusOut;
 
 constexpr const char kDb[] = "/com/quv/igd1/Info/Network/WANConnectionDb";
 constexpr const char kDbIface[] = "com.quv.igd1.WANConnectionDb";
-constexpr const char kInfo[] = "com.quv.igd1.WANConnectionInfo";
 const std::string kConn1 = std::string(kDb) + "/1";
 const std::string kConn2 = std::string(kDb) + "/2";
 

@@ -341,10 +341,6 @@ protected:
         gwdbusver = -1;  // the gates are read once per process
         usbvalinit = 0;
     }
-    void set_device(const char *name, const char *value)
-    {
-        ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, name, value));
-    }
 };
 
 // The FTP and Samba account functions, side by side.

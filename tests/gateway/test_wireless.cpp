@@ -576,7 +576,6 @@ TEST_F(WLAN, SetWPSSendsItsArgumentsAndLogsSuccessOnly)
 namespace vsie {
 
 constexpr const char kBeacon1[] = "/com/quv/igd1/VSIE/BeaconTxVSIE/1";
-constexpr const char kBeaconIface[] = "com.quv.igd1.VSIE.BeaconTxVSIE";
 constexpr const char kProbeRx1[] = "/com/quv/igd1/VSIE/ProbeRxVSIE/1";
 constexpr const char kRoaming[] = "/com/quv/igd1/Config/WLAN/5G/Roaming";
 
