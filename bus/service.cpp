@@ -81,20 +81,46 @@ void on_name_lost(GDBusConnection *connection, const gchar *name, gpointer)
 struct LoopThreadArgs {
     GMainContext *context;
     GMainLoop *loop;
+    bool stop;  // under g_loop_lock
 };
+
+// The loop thread of the started service, so that a stop reaches it even before its
+// loop runs: another thread iterating the same context (the next start, or the loop
+// thread of a service stopped before) may dispatch the quit first, and a quit given
+// before the loop runs is lost. The thread clears it, under the lock, before it ends.
+std::mutex g_loop_lock;
+LoopThreadArgs *g_current_loop = nullptr;
+
+bool stop_requested(LoopThreadArgs *args)
+{
+    std::lock_guard<std::mutex> hold(g_loop_lock);
+    return args->stop;
+}
 
 gpointer main_loop_thread(gpointer data)
 {
     auto *args = static_cast<LoopThreadArgs *>(data);
-    // The loop thread of a service stopped just before may still own the context
-    // until its loop has seen the quit; wait for it rather than push a context that
-    // another thread holds.
-    for (gulong pause = 1000; !g_main_context_acquire(args->context); pause = MIN(pause * 2, 50000))
+    // Another thread may own the context for a while (a stopped service's loop thread
+    // until it has seen its quit, or the next start): wait for it rather than push a
+    // context that another thread holds, unless this service is stopped meanwhile.
+    bool acquired = false;
+    for (gulong pause = 1000; !(acquired = g_main_context_acquire(args->context)) && !stop_requested(args);
+         pause = MIN(pause * 2, 50000))
         g_usleep(pause);
-    g_main_context_push_thread_default(args->context);
-    g_main_context_release(args->context);
-    g_main_loop_run(args->loop);
-    g_main_context_pop_thread_default(args->context);
+    // Held from the last look at the stop flag until the loop runs, so that nobody
+    // else can dispatch the quit in between.
+    if (acquired && !stop_requested(args)) {
+        g_main_context_push_thread_default(args->context);
+        g_main_loop_run(args->loop);
+        g_main_context_pop_thread_default(args->context);
+    }
+    if (acquired)
+        g_main_context_release(args->context);
+    {
+        std::lock_guard<std::mutex> hold(g_loop_lock);
+        if (g_current_loop == args)
+            g_current_loop = nullptr;
+    }
     g_main_loop_unref(args->loop);
     g_main_context_unref(args->context);
     g_free(args);
@@ -395,6 +421,11 @@ LUMO3_API int32_t OvanDBusStartService(const char *service_name)
         auto *args = g_new(LoopThreadArgs, 1);
         args->context = g_main_context_ref(context.get());
         args->loop = g_main_loop_ref(ctx->main_loop);
+        args->stop = false;
+        {
+            std::lock_guard<std::mutex> hold(g_loop_lock);
+            g_current_loop = args;
+        }
         ctx->thread = g_thread_new("mainLoop", main_loop_thread, args);
         lumo_log(tag, LOG_NOTICE, "DBUS Service '%s' is Started.", ctx->service_name);
         return 0;
@@ -425,6 +456,12 @@ LUMO3_API int32_t OvanDBusStopService(void)
     if (!ctx || !ctx->is_service_started)
         return -1;
     ctx->is_service_started = 0;
+    {
+        std::lock_guard<std::mutex> hold(g_loop_lock);
+        if (g_current_loop)
+            g_current_loop->stop = true;
+        g_current_loop = nullptr;
+    }
     if (ctx->main_loop && ctx->main_context) {
         // Quit from inside the loop's own context, so a stop that comes before the
         // thread started running its loop is not lost.

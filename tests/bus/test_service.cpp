@@ -17,6 +17,7 @@ namespace {
 
 using namespace lumo::test;
 using lumo::GPtr;
+using lumo::GStr;
 
 constexpr const char kName[] = "com.example.bustest1";
 constexpr const char kObj[] = "/com/example/Obj";
@@ -137,6 +138,23 @@ int32_t props_record_method(const char *, const char *, const char *, OvanVarian
 
 const OvanDBusInterfaceVTable_t kTestTable = {test_method, test_get, test_set};
 const OvanDBusInterfaceVTable_t kPropsTable = {props_record_method, nullptr, nullptr};
+
+// The threads of this process named as a service's loop thread.
+size_t loop_threads()
+{
+    size_t n = 0;
+    GDir *dir = g_dir_open("/proc/self/task", 0, nullptr);
+    while (const char *task = dir ? g_dir_read_name(dir) : nullptr) {
+        gchar *comm = nullptr;
+        GStr path(g_strdup_printf("/proc/self/task/%s/comm", task));
+        if (g_file_get_contents(path.get(), &comm, nullptr, nullptr) && std::strcmp(g_strchomp(comm), "mainLoop") == 0)
+            n++;
+        g_free(comm);
+    }
+    if (dir)
+        g_dir_close(dir);
+    return n;
+}
 
 size_t registrations()
 {
@@ -287,6 +305,8 @@ TEST_F(Service, StartedAgainRightAfterEachStop)
         ASSERT_EQ(OvanDBusStartService(i % 2 ? kName : "com.example.other1"), 0) << dump();
         ASSERT_EQ(OvanDBusStopService(), 0);
     }
+    // Every stopped service's loop thread ends: none is left behind.
+    EXPECT_TRUE(wait_until([] { return loop_threads() == 0; })) << loop_threads() << " mainLoop threads left";
 }
 
 TEST_F(Service, LibraryCallsGoOutOnTheServiceConnection)

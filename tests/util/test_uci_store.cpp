@@ -61,6 +61,7 @@ TEST(UciParse, QuotingAndEscapes)
         {"option v val#ue", "val#ue"},
         {"option v 'back\\slash'", "back\\slash"},
         {"option v \\\n  'continued'", "continued"},
+        {"option v \\\n'continued'", "continued"},  // the quote right after the line break
         {"\toption\tv\t'tabs'\r", "tabs"},
     };
     for (const Case &c : cases) {
