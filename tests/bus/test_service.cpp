@@ -305,8 +305,15 @@ TEST_F(Service, StartedAgainRightAfterEachStop)
         ASSERT_EQ(OvanDBusStartService(i % 2 ? kName : "com.example.other1"), 0) << dump();
         ASSERT_EQ(OvanDBusStopService(), 0);
     }
-    // Every stopped service's loop thread ends: none is left behind.
+    // Every stopped service's loop thread ends: none is left behind...
     EXPECT_TRUE(wait_until([] { return loop_threads() == 0; })) << loop_threads() << " mainLoop threads left";
+    // ...also one whose loop was already running when the stop came.
+    ASSERT_EQ(OvanDBusStartService(kName), 0) << dump();
+    static std::atomic<bool> ran{false};
+    g_idle_add([](gpointer) -> gboolean { ran = true; return G_SOURCE_REMOVE; }, nullptr);
+    ASSERT_TRUE(wait_until([] { return ran.load(); }));
+    ASSERT_EQ(OvanDBusStopService(), 0);
+    EXPECT_TRUE(wait_until([] { return loop_threads() == 0; })) << "the running loop did not end";
 }
 
 TEST_F(Service, LibraryCallsGoOutOnTheServiceConnection)
