@@ -44,6 +44,16 @@ std::function<int32_t()> read_write(int32_t (*get)(R *), int32_t (*set)(R *))
     };
 }
 
+// Sets the record `make` gives (a zeroed one without it) at `path`.
+template <typename R>
+std::function<int32_t()> write_at(const char *path, int32_t (*set)(OvanObjPath_t, R *), R (*make)() = nullptr)
+{
+    return [=] {
+        R r = make ? make() : R{};
+        return set(obj_path(path), &r);
+    };
+}
+
 template <typename R>
 std::function<int32_t()> read_write_at(const char *path, int32_t (*get)(OvanObjPath_t, R *),
                                        int32_t (*set)(OvanObjPath_t, R *))
@@ -1231,6 +1241,7 @@ using access::kD1;
 using access::kU1;
 using qos::read_write;
 using qos::read_write_at;
+using qos::write_at;
 constexpr const char kVpnFirst[] = "vpn_type,tunnel_name,user_id,vpn_enable,vpn_mode,vpn_priority,vpn_idletime,";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -1257,41 +1268,15 @@ INSTANTIATE_TEST_SUITE_P(
         // NoStbEnable is left to gateways of interface version 2.
         SendCase{"iptv_v4_bus1", "'1.1.0'", read_write(OvanGetIPTVConfigv4, OvanSetIPTVConfigv4),
                  "ProxyEnable,SnoopingEnable"},
-        SendCase{"url_v1", "'1.2.0'",
-                 [] {
-                     OvanURLFilter_t r{};
-                     return OvanSetURLFilter(obj_path(kU1), &r);
-                 },
-                 "Enable,URL,MAC,Name,Mode,WeekDays,Time"},
-        SendCase{"url_v4_bus1", "'1.1.0'",
-                 [] {
-                     auto r = access::url_v4();
-                     return OvanSetURLFilterv4(obj_path(kU1), &r);
-                 },
-                 "Enable,URL,MAC,Name"},
-        SendCase{"url_v4_bus2", "'1.2.0'",
-                 [] {
-                     auto r = access::url_v4();
-                     return OvanSetURLFilterv4(obj_path(kU1), &r);
-                 },
+        SendCase{"url_v1", "'1.2.0'", write_at(kU1, OvanSetURLFilter), "Enable,URL,MAC,Name,Mode,WeekDays,Time"},
+        SendCase{"url_v4_bus1", "'1.1.0'", write_at(kU1, OvanSetURLFilterv4, access::url_v4), "Enable,URL,MAC,Name"},
+        SendCase{"url_v4_bus2", "'1.2.0'", write_at(kU1, OvanSetURLFilterv4, access::url_v4),
                  "Enable,URL,MAC,Name,Mode,URLList,WeekDays,Time"},
-        SendCase{"dns_v1", "'1.1.0'",
-                 [] {
-                     OvanDNSFilter_t r{};
-                     return OvanSetDNSFilter(obj_path(kD1), &r);
-                 },
+        SendCase{"dns_v1", "'1.1.0'", write_at(kD1, OvanSetDNSFilter),
                  "Enable,Name,Hostname,Action,MAC,Mode,WeekDays,Time"},
-        SendCase{"dns_v4_bus1", "'1.1.0'",
-                 [] {
-                     auto r = access::dns_v4();
-                     return OvanSetDNSFilterv4(obj_path(kD1), &r);
-                 },
+        SendCase{"dns_v4_bus1", "'1.1.0'", write_at(kD1, OvanSetDNSFilterv4, access::dns_v4),
                  "Enable,Name,Hostname,Action,MAC"},
-        SendCase{"dns_v4_bus2", "'1.2.0'",
-                 [] {
-                     auto r = access::dns_v4();
-                     return OvanSetDNSFilterv4(obj_path(kD1), &r);
-                 },
+        SendCase{"dns_v4_bus2", "'1.2.0'", write_at(kD1, OvanSetDNSFilterv4, access::dns_v4),
                  "Enable,Name,Hostname,Action,MAC,Mode,HostNameList,WeekDays,Time"},
         SendCase{"blacklist", "'1.1.0'",
                  [] {
