@@ -463,8 +463,8 @@ LUMO3_API int32_t OvanDBusStopService(void)
         g_current_loop = nullptr;
     }
     if (ctx->main_loop && ctx->main_context) {
-        // Quit from inside the loop's own context, so a stop that comes before the
-        // thread started running its loop is not lost.
+        // Quits a loop that is already running, from inside its own context; a loop
+        // not yet running sees the stop flag set above instead.
         GSource *idle = g_idle_source_new();
         g_source_set_callback(idle, quit_loop, g_main_loop_ref(ctx->main_loop),
                               reinterpret_cast<GDestroyNotify>(g_main_loop_unref));
