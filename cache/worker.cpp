@@ -1,8 +1,11 @@
-// The cache thread. Jobs are handed over through a queue under a std::mutex (not
-// through GLib's sources) so that every hand-over is visible to thread checkers.
+// The cache thread. Jobs are handed over through a queue under a std::mutex and a
+// pthread condition (not through GLib's sources or GCond) so that every hand-over is
+// visible to thread checkers. std::condition_variable is not used: it lives in the C++
+// runtime library, which this library does not load.
 #include "cache/worker.hpp"
 
-#include <condition_variable>
+#include <pthread.h>
+
 #include <mutex>
 
 namespace lumo::cache {
@@ -18,7 +21,7 @@ struct Job {
 
 struct Worker {
     std::mutex mutex;
-    std::condition_variable finished;
+    pthread_cond_t finished = PTHREAD_COND_INITIALIZER;
     Job *head = nullptr;
     Job *tail = nullptr;
     GMainContext *context = nullptr;
@@ -44,7 +47,7 @@ void run_jobs(Worker &w)
             std::lock_guard<std::mutex> lock(w.mutex);
             job->done = true;
         }
-        w.finished.notify_all();
+        pthread_cond_broadcast(&w.finished);
     }
 }
 
@@ -62,12 +65,13 @@ gpointer worker_main(gpointer data)
 
 Worker &worker()
 {
-    static Worker *w = [] {
+    static Worker *w = nullptr;
+    if (g_once_init_enter(&w)) {
         auto *fresh = new Worker;
         fresh->context = g_main_context_new();
         g_thread_unref(g_thread_new("lumoCache", worker_main, fresh));
-        return fresh;
-    }();
+        g_once_init_leave(&w, fresh);
+    }
     return *w;
 }
 
@@ -90,8 +94,9 @@ void run_on_worker(void (*fn)(void *), void *arg)
         w.tail = &job;
     }
     g_main_context_wakeup(w.context);
-    std::unique_lock<std::mutex> lock(w.mutex);
-    w.finished.wait(lock, [&] { return job.done; });
+    std::lock_guard<std::mutex> lock(w.mutex);
+    while (!job.done)
+        pthread_cond_wait(&w.finished, w.mutex.native_handle());
 }
 
 GMainContext *worker_context()

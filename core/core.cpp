@@ -75,13 +75,14 @@ LUMO3_API const char *OvanGetErrMsg(void)
 {
     // The caller reads a copy of its own (valid until this thread asks again), so
     // another thread's call cannot free the text under it.
-    static thread_local lumo::GStr copy;
+    // A thread's copy is freed when the thread ends.
+    static GPrivate copy = G_PRIVATE_INIT(g_free);
     const bool hosted = lumo::with_service_context([](OvanDBusServiceContext_t *ctx) {
         if (ctx)
-            copy.reset(ctx->errmsg ? g_strdup(ctx->errmsg) : nullptr);
+            g_private_replace(&copy, ctx->errmsg ? g_strdup(ctx->errmsg) : nullptr);
         return ctx != nullptr;
     });
-    return hosted ? copy.get() : nullptr;
+    return hosted ? static_cast<const char *>(g_private_get(&copy)) : nullptr;
 }
 
 }  // extern "C"

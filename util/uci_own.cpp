@@ -1,5 +1,4 @@
 // The UCI steps over the library's own store.
-#include <new>
 
 #include "util/uci_backend.hpp"
 #include "util/uci_store.hpp"
@@ -44,7 +43,7 @@ private:
 
 std::unique_ptr<Backend> open_own_backend()
 {
-    return std::unique_ptr<Backend>(new (std::nothrow) OwnBackend);
+    return std::make_unique<OwnBackend>();
 }
 
 }  // namespace lumo::uci

@@ -1,6 +1,5 @@
 // The UCI steps over the platform's libuci, so that the library shares parsing,
 // locking and staging with every other program on the gateway.
-#include <new>
 
 #include <uci.h>
 
@@ -91,12 +90,8 @@ std::unique_ptr<Backend> open_system_backend()
         return nullptr;
     GStr conf = paths::resolve(paths::kUciConfigDir);
     GStr save = paths::resolve(kUciSaveDir);
-    auto *b = new (std::nothrow) SystemBackend(ctx);
-    if (!b) {
-        uci_free_context(ctx);
-        return nullptr;
-    }
-    std::unique_ptr<Backend> backend(b);
+    // The backend owns the context from here on.
+    auto backend = std::make_unique<SystemBackend>(ctx);
     if (uci_set_confdir(ctx, conf.get()) != UCI_OK || uci_set_savedir(ctx, save.get()) != UCI_OK)
         return nullptr;
     return backend;
