@@ -6,7 +6,8 @@
 // does when memory runs out.
 //
 // A new use of a runtime facility that is not here (std::thread, std::function's
-// bad call, RTTI ...) shows up as an undefined reference when the library is linked.
+// bad call, RTTI ...) brings the runtime library back: the runtime_dependencies test
+// then fails.
 
 #include <cstdlib>
 #include <memory>
@@ -98,3 +99,12 @@ extern "C" void __cxa_pure_virtual()
 {
     fail("pure virtual call");
 }
+
+#if defined(__ARM_EABI__)
+// 32-bit ARM registers the destructors of static objects through this one.
+extern "C" int __cxa_atexit(void (*destructor)(void *), void *object, void *dso);
+extern "C" int __aeabi_atexit(void *object, void (*destructor)(void *), void *dso)
+{
+    return __cxa_atexit(destructor, object, dso);
+}
+#endif
