@@ -5,11 +5,10 @@
 // rendered copy of its record(s) under a mutex: the signal handlers update the copy
 // field by field, and a getter only copies it out under the same mutex, so it never
 // sees a half-made slot and never makes a bus call after the first fill.
-#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <string>
-#include <vector>
+#include <type_traits>
 #include <syslog.h>
 
 #include "bus/connection.hpp"
@@ -264,6 +263,7 @@ struct Pending {
     std::string path;
     GCancellable *cancel;
     bool again = false;  // announced again while loading
+    Pending *next = nullptr;
 };
 
 struct Collection {
@@ -283,8 +283,12 @@ struct Collection {
     char owner[256] = {};             // cache thread: the gateway's unique name at the fill
     guint added_id = 0, removed_id = 0;  // cache thread only
     uint64_t version = 0;                // under mutex: bumped by every change
-    std::vector<Pending *> pending;      // cache thread only
+    Pending *pending = nullptr;          // cache thread only: the loads under way
 };
+
+// The cache thread may still be dispatching a signal while the process exits and runs
+// its static destructors: the caches' statics must have nothing to destroy.
+static_assert(std::is_trivially_destructible_v<Collection> && std::is_trivially_destructible_v<InfoCache>);
 
 bool is_member_path(const Collection &c, const char *path)
 {
@@ -372,13 +376,14 @@ void subscribe(Collection &c)
 // on_member_loaded, which then drops what it made.
 void cancel_pending(Collection &c, const char *path)
 {
-    for (auto it = c.pending.begin(); it != c.pending.end();) {
-        if (path && (*it)->path != path) {
-            ++it;
+    for (Pending **at = &c.pending; *at;) {
+        Pending *p = *at;
+        if (path && p->path != path) {
+            at = &p->next;
             continue;
         }
-        g_cancellable_cancel((*it)->cancel);
-        it = c.pending.erase(it);
+        g_cancellable_cancel(p->cancel);
+        *at = p->next;
     }
 }
 
@@ -625,7 +630,12 @@ void on_member_loaded(GObject *, GAsyncResult *result, gpointer data)
     if (cancelled) {
         g_clear_object(&proxy);  // removed, or the table was emptied, meanwhile
     } else {
-        c.pending.erase(std::find(c.pending.begin(), c.pending.end(), p));
+        for (Pending **at = &c.pending; *at; at = &(*at)->next) {
+            if (*at == p) {
+                *at = p->next;
+                break;
+            }
+        }
         proxy = keep_if_loaded(proxy, G_CALLBACK(on_member_changed), &c);
     }
     if (proxy && !take_slot(c, p->path.c_str(), proxy))
@@ -641,14 +651,15 @@ void on_member_loaded(GObject *, GAsyncResult *result, gpointer data)
 // Loads the announced member's proxy without waiting (cache thread).
 void load_member(Collection &c, const char *path)
 {
-    for (Pending *p : c.pending) {
+    for (Pending *p = c.pending; p; p = p->next) {
         if (p->path == path) {
             p->again = true;
             return;
         }
     }
     auto *p = new Pending{&c, path, g_cancellable_new()};
-    c.pending.push_back(p);
+    p->next = c.pending;
+    c.pending = p;
     g_dbus_proxy_new(dbusconn, G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START, nullptr, gw::kService, path, c.iface, p->cancel,
                      on_member_loaded, p);
 }
