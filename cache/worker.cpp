@@ -63,16 +63,22 @@ gpointer worker_main(gpointer data)
     return nullptr;
 }
 
+// Made once, on first use (pthread_once: thread checkers see it, unlike g_once).
+Worker *g_worker = nullptr;
+pthread_once_t g_worker_once = PTHREAD_ONCE_INIT;
+
+void start_worker()
+{
+    auto *fresh = new Worker;
+    fresh->context = g_main_context_new();
+    g_thread_unref(g_thread_new("lumoCache", worker_main, fresh));
+    g_worker = fresh;
+}
+
 Worker &worker()
 {
-    static Worker *w = nullptr;
-    if (g_once_init_enter(&w)) {
-        auto *fresh = new Worker;
-        fresh->context = g_main_context_new();
-        g_thread_unref(g_thread_new("lumoCache", worker_main, fresh));
-        g_once_init_leave(&w, fresh);
-    }
-    return *w;
+    pthread_once(&g_worker_once, start_worker);
+    return *g_worker;
 }
 
 }  // namespace
