@@ -9,7 +9,7 @@
 #include <syslog.h>
 #include <vector>
 
-#include "bus_support/bus_fixture.hpp"
+#include "gateway_support.hpp"
 #include "lumo3_access.h"
 #include "lumo3_dns.h"
 #include "lumo3_netsvc.h"
@@ -33,7 +33,7 @@ constexpr const char kTypes1[] = "/com/quv/igd1/Network/QoS/Classification/1/Typ
 constexpr const char kType2[] = "/com/quv/igd1/Network/QoS/Classification/1/Type/2";
 constexpr const char kOM[] = "com.quv.igd1.ObjectManager";
 
-using QoS = SimTest;
+using QoS = GwTest;
 
 template <typename R>
 std::function<int32_t()> read_write(int32_t (*get)(R *), int32_t (*set)(R *))
@@ -179,22 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "OvanAddQoSClassType: Invalid parameters."},
         // A rule is not a type: deleting it through the type members would remove the rule.
         RefusalCase{"delete_rule_as_type", [] { return OvanDelQoSClassType(obj_path(kRule1)); },
-                    "OvanDelQoSClassType: Invalid Parameter."},
-        RefusalCase{"queue_from_app_path",
-                    [] {
-                        OvanQoSPriorityQueue_t q{};
-                        return OvanSetQoSPriorityQueue(obj_path("/com/quv/igd1/Network/QoS/App/1"), &q);
-                    },
-                    "OvanSetQoSPriorityQueue: Invalid parameters."},
-        RefusalCase{"app_unterminated",
-                    [] {
-                        OvanQoSApp_t a{};
-                        return OvanGetQoSApp(unterminated("/com/quv/igd1/Network/QoS/App/1"), &a);
-                    },
-                    "OvanGetQoSApp: invalid parameter."},
-        RefusalCase{"delete_collection_itself",
-                    [] { return OvanDelQoSClassification(obj_path("/com/quv/igd1/Network/QoS/Classification")); },
-                    "OvanDelQoSClassification: Invalid Parameter."}),
+                    "OvanDelQoSClassType: Invalid Parameter."}),
     [](const testing::TestParamInfo<RefusalCase> &i) { return std::string(i.param.name); });
 
 // ---- classification types below a rule ----
@@ -254,21 +239,10 @@ TEST_F(QoS, LineDetectionDuration)
 // texts and quirks of their own (the shapes are tested in test_shapes.cpp).
 namespace netsvc {
 
-constexpr const char kPortMappings[] = "/com/quv/igd1/Config/PortMapping";
 constexpr const char kPlatform[] = "/com/quv/igd1/Tevra/PlatformService";
 constexpr const char kFilter[] = "/com/quv/igd1/Config/IncomingFilter";
 
-class NetSvc : public SimTest {
-protected:
-    uint32_t port_mapping_count()
-    {
-        uint32_t n = 0;
-        EXPECT_EQ(OvanGetPortMappingObjs(nullptr, &n), 0);
-        return n;
-    }
-};
-
-OvanObjPath_t path_of(const char *p) { return obj_path(p); }
+using NetSvc = GwTest;
 
 OvanPortMapping_t valid_rule()
 {
@@ -314,7 +288,7 @@ TEST_P(PortMappingRules, SetterChecks)
 {
     OvanPortMapping_t rule = valid_rule();
     GetParam().change(rule);
-    int32_t ret = OvanSetPortMapping(path_of("/com/quv/igd1/Config/PortMapping/1"), &rule);
+    int32_t ret = OvanSetPortMapping(obj_path("/com/quv/igd1/Config/PortMapping/1"), &rule);
     if (GetParam().ok) {
         EXPECT_EQ(ret, 0);
         EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/PortMapping/1", "com.quv.igd1.Properties", "SetMulti"), 1u);
@@ -363,18 +337,6 @@ INSTANTIATE_TEST_SUITE_P(
                  [](OvanPortMapping_t &r) { std::memset(r.PortMappingProtocol, 'T', sizeof r.PortMappingProtocol); },
                  false}),
     [](const testing::TestParamInfo<RuleCase> &i) { return std::string(i.param.name); });
-
-TEST_F(NetSvc, AddWithInvalidRuleLeavesNoObject)
-{
-    const uint32_t before = port_mapping_count();
-    OvanPortMapping_t rule = valid_rule();
-    rule.InternalPort = 0;
-    EXPECT_EQ(OvanAddPortMapping(&rule), -1);
-    EXPECT_EQ(sim.count_calls(kPortMappings, "com.quv.igd1.ObjectManager", "AddObject"), 1u);
-    EXPECT_EQ(sim.count_calls(kPortMappings, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
-    EXPECT_EQ(port_mapping_count(), before);
-    EXPECT_EQ(OvanAddPortMapping(nullptr), -1);
-}
 
 TEST_F(NetSvc, PlatformAbilityChecked)
 {
@@ -450,15 +412,9 @@ namespace access {
 
 constexpr const char kURL[] = "/com/quv/igd1/Network/URLFilter";
 
-class Access : public SimTest {
+class Access : public GwTest {
 protected:
-    void SetUp() override
-    {
-        SimTest::SetUp();
-        gwdbusver = -1;
-        wifivalinit = 0;
-    }
-    std::string set_args() { return printed(last_args(sim, "SetMulti").get()); }
+    std::string set_args() { return args_of("SetMulti"); }
 };
 
 // Paths, records and the WiFi gate as every object's: test_registry.cpp. Here the
@@ -574,7 +530,7 @@ constexpr const char kDns[] = "/com/quv/igd1/Network/dns";
 constexpr const char kTunnelIface[] = "com.quv.igd1.DNSTunnel";
 constexpr const char kDDNS1[] = "/com/quv/igd1/Network/ddns/1";
 
-class Dns : public SimTest {
+class Dns : public GwTest {
 protected:
     // The domains stored in tunnel `path`.
     std::string domains(const char *path)
@@ -707,13 +663,6 @@ TEST_F(Dns, DDNSInstances)
     d.ServicePort = 8080;
     ASSERT_EQ(OvanSetDDNSServerInstance(obj_path(kDDNS1), &d), 0);
     EXPECT_FALSE(log_mentions(log, "ddns-secret")) << dump();
-
-    d.ServicePort = 70000;
-    sim.clear_call_log();
-    EXPECT_EQ(OvanAddDDNSServerInstance(&d), -1);
-    EXPECT_EQ(sim.count_calls("", "", "DeleteObject"), 1u);  // rolled back
-    EXPECT_EQ(OvanGetDDNSServerInstance(obj_path("/com/quv/igd1/Network/dns/1"), &d), -1);
-    EXPECT_EQ(OvanDelDDNSServerInstance(obj_path("/com/quv/igd1/Network/ddns")), -1);
 }
 
 }  // namespace dns
@@ -771,7 +720,7 @@ OvanVPNConnection_t valid_connection()
     return r;
 }
 
-class Vpn : public SimTest {};
+using Vpn = GwTest;
 
 TEST_F(Vpn, SetChecksValues)
 {
@@ -799,8 +748,8 @@ TEST_F(Vpn, SetChecksValues)
     }
     EXPECT_TRUE(logged(3, "OvanSetVPNConnection", "Invalid parameters.")) << dump();
 
-    // Paths: wrong collection, the client's collection, unterminated; and fields that
-    // fill their whole width (no terminator) are read within it.
+    // The client's collection is not the gateway's; and fields that fill their whole
+    // width (no terminator) are read within it.
     sim.clear_call_log();
     OvanVPNConnection_t r = valid_connection();
     std::memset(r.vpn_mode, 's', sizeof r.vpn_mode);
@@ -809,12 +758,7 @@ TEST_F(Vpn, SetChecksValues)
     std::memset(r.vpn_priority, '1', sizeof r.vpn_priority);  // "11111111": digits, but above 7
     EXPECT_EQ(OvanSetVPNConnection(obj_path(kConn1), &r), -1);
     r = valid_connection();
-    EXPECT_EQ(OvanSetVPNConnection(obj_path("/com/quv/igd1/Config/PortMapping/1"), &r), -1);
     EXPECT_EQ(OvanSetVPNConnection(obj_path(kClientConn1), &r), -1);
-    OvanObjPath_t full;
-    std::memset(full.str, 'a', sizeof full.str);
-    EXPECT_EQ(OvanSetVPNConnection(full, &r), -1);
-    EXPECT_EQ(OvanSetUptVPNConnection(obj_path(kConn1), nullptr), -1);
     EXPECT_TRUE(logged(3, "OvanSetVPNConnection", "Invalid Path.")) << dump();
     EXPECT_EQ(sim.count_calls(), 0u);
 }
@@ -918,13 +862,6 @@ TEST_F(Vpn, AddDeleteAndDeleteByName)
 
     EXPECT_EQ(OvanDelVPNConnByName("lab"), -1);
     EXPECT_TRUE(logged(3, "OvanDelVPNConnByName", "did not found tunnelName (lab)")) << dump();
-
-    // A refused write leaves no connection behind.
-    g_strlcpy(r.vpn_priority, "9", sizeof r.vpn_priority);
-    sim.clear_call_log();
-    EXPECT_EQ(OvanAddVPNConnection(&r), -1);
-    EXPECT_EQ(sim.count_calls("", "", "DeleteObject"), 1u);
-    EXPECT_EQ(OvanDelVPNConnection(obj_path(kClientConn1)), -1);
 }
 
 // Only a connection's own statistics object.
@@ -1009,7 +946,7 @@ GVariant *answer(const std::string &path, uint32_t word, const char *message)
     return g_variant_new("(ous)", path.c_str(), word, message);
 }
 
-using Wan = SimTest;
+using Wan = GwTest;
 
 TEST_F(Wan, InstanceGetterKeepsPathsOfFullWidth)
 {
@@ -1182,14 +1119,6 @@ TEST_F(Wan, InternetStatusAndMessages)
 
 // ---- what each setter writes, over the families ----
 
-std::string joined_keys(Simulator &sim)
-{
-    std::string out;
-    for (const auto &k : sent_keys(sim))
-        out += (out.empty() ? "" : ",") + k;
-    return out;
-}
-
 struct SendCase {
     const char *name;
     const char *version;  // DBusInterfaceVersion; null: the simulator's
@@ -1199,7 +1128,7 @@ struct SendCase {
 
 void PrintTo(const SendCase &c, std::ostream *os) { *os << c.name; }
 
-class Sends : public SimTest, public testing::WithParamInterface<SendCase> {};
+class Sends : public GwTest, public testing::WithParamInterface<SendCase> {};
 
 TEST_P(Sends, OneDictionaryOfItsKeysInOrder)
 {
@@ -1208,7 +1137,7 @@ TEST_P(Sends, OneDictionaryOfItsKeysInOrder)
     }
     ASSERT_EQ(GetParam().call(), 0) << dump();
     EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 1u);
-    EXPECT_EQ(joined_keys(sim), GetParam().keys);
+    EXPECT_EQ(keys(), GetParam().keys);
 }
 
 // The platform service's groups, by mask.

@@ -8,7 +8,7 @@
 #include <syslog.h>
 #include <vector>
 
-#include "bus_support/bus_fixture.hpp"
+#include "gateway_support.hpp"
 #include "lumo3_device.h"
 #include "lumo3_lanhost.h"
 #include "lumo3_omdiag.h"
@@ -28,7 +28,7 @@ namespace device {
 
 constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
 
-using Device = SimTest;
+using Device = GwTest;
 
 struct CapabilityCase {
     const char *capability;
@@ -927,16 +927,7 @@ constexpr const char kHttpIface[] = "com.quv.igd1.HttpDownloadTest";
 constexpr const char kFFIface[] = "com.quv.igd1.SpeedTestFF";
 constexpr const char kLocalIface[] = "com.quv.igd1.SpeedTestLocal";
 
-class SpeedTest : public SimTest {
-protected:
-    std::string keys()
-    {
-        std::string out;
-        for (const auto &k : sent_keys(sim))
-            out += (out.empty() ? "" : ",") + k;
-        return out;
-    }
-};
+using SpeedTest = GwTest;
 
 const std::string kTicket64(64, 'k');
 const std::string kURL1024 = "http://" + std::string(1024 - 7, 'u');
@@ -1091,17 +1082,7 @@ constexpr const char kCWMP[] = "/com/quv/igd1/Tevra/CWMP";
 constexpr const char kCWMPIface[] = "com.quv.igd1.CWMP";
 constexpr const char kIAD[] = "/com/quv/igd1/Diagnostics/IADTest";
 
-class VoiceCWMP : public SimTest {
-protected:
-    std::string printed_args(const char *method)
-    {
-        GPtr<GVariant> args = last_args(sim, method);
-        if (!args)
-            return "<none>";
-        GPtr<gchar> text(g_variant_print(args.get(), FALSE));
-        return text.get();
-    }
-};
+using VoiceCWMP = GwTest;
 
 const std::string kLongNames(4096, 'n');
 const std::string kLongestNames(4095, 'n');
@@ -1130,7 +1111,7 @@ TEST_F(VoiceCWMP, AddObjectHandsBackTheInstance)
     StatusOut out;
     ASSERT_EQ(OvanCWMPAddObject("InternetGatewayDevice.X.", &instance, &out.status, &out.errmsg), 0);
     EXPECT_EQ(instance, 3u);
-    EXPECT_EQ(printed_args("AddObject"), "('InternetGatewayDevice.X.',)");
+    EXPECT_EQ(args_of("AddObject"), "('InternetGatewayDevice.X.',)");
 }
 
 // ---- CWMP values and names ----
@@ -1141,7 +1122,7 @@ TEST_F(VoiceCWMP, GetParameterValuesSplitsNamesAndFillsPairs)
     uint32_t n = 0;
     StatusOut out;
     ASSERT_EQ(OvanCWMPGetParameterValues("A.B,C.D", &vals, &n, &out.status, &out.errmsg), 0);
-    EXPECT_EQ(printed_args("GetParameterValues"), "(['A.B', 'C.D'],)");
+    EXPECT_EQ(args_of("GetParameterValues"), "(['A.B', 'C.D'],)");
     ASSERT_EQ(n, 2u);
     EXPECT_STREQ(vals[1].Name, "InternetGatewayDevice.DeviceInfo.SoftwareVersion");
     EXPECT_STREQ(vals[1].Value, "V3.2.1");
@@ -1185,7 +1166,7 @@ TEST_F(VoiceCWMP, GetParameterNamesFillsWritable)
     OvanCWMPParamName_t *names = nullptr;
     uint32_t n = 0;
     ASSERT_EQ(OvanCWMPGetParameterNames("InternetGatewayDevice.", 1, &names, &n, nullptr, nullptr), 0);
-    EXPECT_EQ(printed_args("GetParameterNames"), "('InternetGatewayDevice.', true)");
+    EXPECT_EQ(args_of("GetParameterNames"), "('InternetGatewayDevice.', true)");
     ASSERT_EQ(n, 3u);
     EXPECT_STREQ(names[2].Name, "InternetGatewayDevice.ManagementServer.URL");
     EXPECT_EQ(names[2].Writable, 1);
@@ -1248,7 +1229,7 @@ struct Check {
 
 void PrintTo(const Check &c, std::ostream *os) { *os << c.name; }
 
-class Checks : public SimTest, public testing::WithParamInterface<Check> {};
+class Checks : public GwTest, public testing::WithParamInterface<Check> {};
 
 TEST_P(Checks, RefusedBeforeTheBusOrSent)
 {
