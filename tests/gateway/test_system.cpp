@@ -1358,7 +1358,6 @@ INSTANTIATE_TEST_SUITE_P(
         Check{"lan_prefix_bad", lan([](L &r) { std::strcpy(r.Prefix, "2408::/129"); }), kLANBad},
         Check{"lan_lifetimes", lan([](L &r) { r.PreferredLifeTime = r.ValidLifeTime + 1; }), kLANBad},
         Check{"lan_unterminated_wan", lan([](L &r) { std::memset(r.DNSWAN, 'w', sizeof r.DNSWAN); }), kLANBad},
-        Check{"lan_null", [](StatusOut &) { return OvanSetIPV6LANConfig(nullptr); }, kLANBad},
         Check{"dhcp_as_read", dhcp([](D &) {}), nullptr},
         Check{"dhcp_min_v4", dhcp([](D &r) { std::strcpy(r.MinAddress, "10.0.0.2"); }),
               "OvanSetDHCPV6Server: Invalid parameter MinAddress (10.0.0.2) / MaxAddress (::ffff)."},

@@ -376,7 +376,6 @@ TEST_F(Servers, ServerSettersBoundEnable)
         EXPECT_EQ(Ovan_SetSambaServer(&smb), c.ret) << int(c.enable);
         EXPECT_EQ(sim.count_calls("", "", "SetMulti"), c.ret == 0 ? 2u : 0u) << int(c.enable);
     }
-    EXPECT_EQ(Ovan_SetFtpServer(nullptr), -1);
     EXPECT_TRUE(logged(LOG_ERR, "Ovan_SetFtpServer", "NULL obj or invalid Enable value [0 ~ 3]")) << dump();
     EXPECT_TRUE(logged(LOG_ERR, "Ovan_SetSambaServer", "NULL obj or invalid Enable value [0 ~ 3]")) << dump();
 
