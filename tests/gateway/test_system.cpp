@@ -197,6 +197,8 @@ TEST_F(SysCmd, EveryCommandCallsItsMethod)
     EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(0)"));
 }
 
+// The word and message themselves: test_registry.cpp; here each command's own
+// failure text and lines.
 TEST_F(SysCmd, FailuresAndRefusals)
 {
     for (const Command &c : commands()) {
@@ -204,15 +206,12 @@ TEST_F(SysCmd, FailuresAndRefusals)
         ASSERT_TRUE(sim.script_error(kSystem, kSysCmd, c.method, kFailed, "refused", 0, true));
         Outputs failed;
         EXPECT_EQ(c.call(&failed.status, &failed.errmsg), -1);
-        EXPECT_EQ(failed.status, 1u);
         EXPECT_EQ(failed.msg(), c.fail_message);
         EXPECT_TRUE(logged(3, c.tag, c.fail_line));
 
         ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, c.method, "(uint32 9, 'busy')", 0, true));
         Outputs out;
         EXPECT_EQ(c.call(&out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 9u);
-        EXPECT_EQ(out.msg(), "busy");
         if (std::strcmp(c.method, "SetLOID") == 0)
             EXPECT_TRUE(logged(7, c.tag, "error (busy)"));
         else
@@ -1095,13 +1094,11 @@ TEST_F(VoiceCWMP, CommandFailuresAndGatewayTexts)
     EXPECT_EQ(OvanStartIADDiagTest(1, &iad.status, &iad.errmsg), -1);
     EXPECT_EQ(iad.msg(), "Failed to call StartDetectQobLineStatus() function.");  // sic
 
-
+    // The word and message: test_registry.cpp.
     ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, "AddObject", "(uint32 0, uint32 9003, 'Invalid object')"));
     StatusOut add;
     uint32_t instance = 77;
     EXPECT_EQ(OvanCWMPAddObject("X.", &instance, &add.status, &add.errmsg), -1);
-    EXPECT_EQ(add.status, 9003u);
-    EXPECT_EQ(add.msg(), "Invalid object");
     EXPECT_EQ(instance, 77u) << "no instance on failure";
 }
 
