@@ -360,7 +360,7 @@ TEST_F(Servers, SettersBoundEnable)
         smb.Enable = c.enable;
         EXPECT_EQ(Ovan_SetSambaServer(&smb), c.ret) << int(c.enable);
         EXPECT_EQ(OvanEnableTelnetServer(c.enable), c.ret) << int(c.enable);
-        EXPECT_EQ(sim.count_calls(), c.ret == 0 ? 3u : 0u) << int(c.enable);
+        EXPECT_EQ(sim.count_calls("", "", "SetMulti"), c.ret == 0 ? 3u : 0u) << int(c.enable);
     }
     EXPECT_TRUE(logged(LOG_ERR, "Ovan_SetFtpServer", "NULL obj or invalid Enable value [0 ~ 3]")) << dump();
     EXPECT_TRUE(logged(LOG_ERR, "Ovan_SetSambaServer", "NULL obj or invalid Enable value [0 ~ 3]")) << dump();
