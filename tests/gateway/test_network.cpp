@@ -190,9 +190,7 @@ TEST_F(QoS, TypesListedAddedAndDeletedBelowTheirRule)
     uint32_t n = 0;
     ASSERT_EQ(OvanGetQoSClassTypeObjs(obj_path(kTypes1), &types, &n), 0) << dump();
     ASSERT_EQ(n, 2u);
-    EXPECT_STREQ(types[1].path, kType2);
-    EXPECT_STREQ(types[1].Max, "192.168.1.200");
-    EXPECT_STREQ(types[1].ProtocolList, "TCP,UDP");
+    EXPECT_STREQ(types[1].path, kType2);  // the fields: test_registry.cpp
     g_free(types);
 
     OvanQoSClassType_t t{};
