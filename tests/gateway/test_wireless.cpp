@@ -522,6 +522,7 @@ TEST_F(WLAN, WPSPathsMustLieUnderTheCollectionAndNameWPS)
         g_free(msg);
         msg = nullptr;
     }
+    EXPECT_EQ(OvanGetWPSConfig(at(kWPS1), nullptr), -1);  // no listing: the registry sweep cannot reach it
     EXPECT_EQ(wlan_calls(), 0u);
     for (const char *tag : {"OvanGetWPSConfig", "OvanSetWPSEnable", "OvanSetWPS"})
         EXPECT_TRUE(logged(LOG_ERR, tag, "Invalid parameters.")) << dump();
