@@ -486,14 +486,7 @@ TEST_F(Access, FirstGenerationSetClearsTheSchedule)
     g_strlcpy(r.Name, "renamed", sizeof r.Name);
     ASSERT_EQ(OvanSetURLFilter(obj_path(kU1), &r), 0);
     EXPECT_NE(set_args().find("'Mode': <byte 0x00>, 'WeekDays': <''>, 'Time': <''>"), std::string::npos)
-        << set_args();
-    OvanURLFilterv4_t back{};
-    ASSERT_EQ(OvanGetURLFilterv4(obj_path(kU1), &back), 0);
-    EXPECT_STREQ(back.Name, "renamed");
-    EXPECT_EQ(back.Mode, 0);
-    EXPECT_STREQ(back.WeekDays, "");
-    EXPECT_EQ(back.URLListNum, 2) << "the list is not a first-generation key";
-    g_free(back.URLList);
+        << set_args();  // the list is not a first-generation key: Sends/url_v1
 }
 
 TEST_F(Access, V4SetSendsExactlyTheCountedEntries)
