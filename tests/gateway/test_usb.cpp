@@ -309,7 +309,6 @@ TEST_F(Storage, RefusalsSendNothing)
 // storage servers and the account round trips against the simulator.
 namespace servers {
 
-
 using Servers = GwTest;
 
 // The FTP and Samba account functions, side by side.
