@@ -179,7 +179,22 @@ INSTANTIATE_TEST_SUITE_P(
                     "OvanAddQoSClassType: Invalid parameters."},
         // A rule is not a type: deleting it through the type members would remove the rule.
         RefusalCase{"delete_rule_as_type", [] { return OvanDelQoSClassType(obj_path(kRule1)); },
-                    "OvanDelQoSClassType: Invalid Parameter."}),
+                    "OvanDelQoSClassType: Invalid Parameter."},
+        RefusalCase{"queue_from_app_path",
+                    [] {
+                        OvanQoSPriorityQueue_t q{};
+                        return OvanSetQoSPriorityQueue(obj_path("/com/quv/igd1/Network/QoS/App/1"), &q);
+                    },
+                    "OvanSetQoSPriorityQueue: Invalid parameters."},
+        RefusalCase{"app_unterminated",
+                    [] {
+                        OvanQoSApp_t a{};
+                        return OvanGetQoSApp(unterminated("/com/quv/igd1/Network/QoS/App/1"), &a);
+                    },
+                    "OvanGetQoSApp: invalid parameter."},
+        RefusalCase{"delete_collection_itself",
+                    [] { return OvanDelQoSClassification(obj_path("/com/quv/igd1/Network/QoS/Classification")); },
+                    "OvanDelQoSClassification: Invalid Parameter."}),
     [](const testing::TestParamInfo<RefusalCase> &i) { return std::string(i.param.name); });
 
 // ---- classification types below a rule ----
