@@ -9,7 +9,7 @@
 #include <syslog.h>
 #include <vector>
 
-#include "bus_support/bus_fixture.hpp"
+#include "gateway_support.hpp"
 #include "lumo3_access.h"
 #include "lumo3_dns.h"
 #include "lumo3_netsvc.h"
@@ -33,7 +33,7 @@ constexpr const char kTypes1[] = "/com/quv/igd1/Network/QoS/Classification/1/Typ
 constexpr const char kType2[] = "/com/quv/igd1/Network/QoS/Classification/1/Type/2";
 constexpr const char kOM[] = "com.quv.igd1.ObjectManager";
 
-using QoS = SimTest;
+using QoS = GwTest;
 
 template <typename R>
 std::function<int32_t()> read_write(int32_t (*get)(R *), int32_t (*set)(R *))
@@ -205,9 +205,7 @@ TEST_F(QoS, TypesListedAddedAndDeletedBelowTheirRule)
     uint32_t n = 0;
     ASSERT_EQ(OvanGetQoSClassTypeObjs(obj_path(kTypes1), &types, &n), 0) << dump();
     ASSERT_EQ(n, 2u);
-    EXPECT_STREQ(types[1].path, kType2);
-    EXPECT_STREQ(types[1].Max, "192.168.1.200");
-    EXPECT_STREQ(types[1].ProtocolList, "TCP,UDP");
+    EXPECT_STREQ(types[1].path, kType2);  // the fields: test_registry.cpp
     g_free(types);
 
     OvanQoSClassType_t t{};
@@ -254,21 +252,10 @@ TEST_F(QoS, LineDetectionDuration)
 // texts and quirks of their own (the shapes are tested in test_shapes.cpp).
 namespace netsvc {
 
-constexpr const char kPortMappings[] = "/com/quv/igd1/Config/PortMapping";
 constexpr const char kPlatform[] = "/com/quv/igd1/Tevra/PlatformService";
 constexpr const char kFilter[] = "/com/quv/igd1/Config/IncomingFilter";
 
-class NetSvc : public SimTest {
-protected:
-    uint32_t port_mapping_count()
-    {
-        uint32_t n = 0;
-        EXPECT_EQ(OvanGetPortMappingObjs(nullptr, &n), 0);
-        return n;
-    }
-};
-
-OvanObjPath_t path_of(const char *p) { return obj_path(p); }
+using NetSvc = GwTest;
 
 OvanPortMapping_t valid_rule()
 {
@@ -294,7 +281,6 @@ TEST_F(NetSvc, DHCPServerAddressesChecked)
     bad = dhcp;
     g_strlcpy(bad.MaxAddress, "192.168.1.256", sizeof bad.MaxAddress);
     EXPECT_EQ(OvanSetDHCPServer(&bad), -1);
-    EXPECT_EQ(OvanSetDHCPServer(nullptr), -1);
     EXPECT_TRUE(log.contains("OvanSetDHCPServer: Invalid parameter.", 3));
     EXPECT_EQ(sim.count_calls(), 0u);
 }
@@ -314,7 +300,7 @@ TEST_P(PortMappingRules, SetterChecks)
 {
     OvanPortMapping_t rule = valid_rule();
     GetParam().change(rule);
-    int32_t ret = OvanSetPortMapping(path_of("/com/quv/igd1/Config/PortMapping/1"), &rule);
+    int32_t ret = OvanSetPortMapping(obj_path("/com/quv/igd1/Config/PortMapping/1"), &rule);
     if (GetParam().ok) {
         EXPECT_EQ(ret, 0);
         EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/PortMapping/1", "com.quv.igd1.Properties", "SetMulti"), 1u);
@@ -364,25 +350,12 @@ INSTANTIATE_TEST_SUITE_P(
                  false}),
     [](const testing::TestParamInfo<RuleCase> &i) { return std::string(i.param.name); });
 
-TEST_F(NetSvc, AddWithInvalidRuleLeavesNoObject)
-{
-    const uint32_t before = port_mapping_count();
-    OvanPortMapping_t rule = valid_rule();
-    rule.InternalPort = 0;
-    EXPECT_EQ(OvanAddPortMapping(&rule), -1);
-    EXPECT_EQ(sim.count_calls(kPortMappings, "com.quv.igd1.ObjectManager", "AddObject"), 1u);
-    EXPECT_EQ(sim.count_calls(kPortMappings, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
-    EXPECT_EQ(port_mapping_count(), before);
-    EXPECT_EQ(OvanAddPortMapping(nullptr), -1);
-}
-
 TEST_F(NetSvc, PlatformAbilityChecked)
 {
     OvanPlatformService_t ps{};
     ps.Ability = 2;
     EXPECT_EQ(OvanSetPlatformService(0x08, &ps), -1);
     EXPECT_EQ(OvanSetPlatformService(0, &ps), -1) << "whatever the mask";
-    EXPECT_EQ(OvanSetPlatformService(0x08, nullptr), -1);
     EXPECT_EQ(sim.count_calls(), 0u);
     ps.Ability = 1;
     EXPECT_EQ(OvanSetPlatformService(0, &ps), 0);
@@ -450,15 +423,9 @@ namespace access {
 
 constexpr const char kURL[] = "/com/quv/igd1/Network/URLFilter";
 
-class Access : public SimTest {
+class Access : public GwTest {
 protected:
-    void SetUp() override
-    {
-        SimTest::SetUp();
-        gwdbusver = -1;
-        wifivalinit = 0;
-    }
-    std::string set_args() { return printed(last_args(sim, "SetMulti").get()); }
+    std::string set_args() { return args_of("SetMulti"); }
 };
 
 // Paths, records and the WiFi gate as every object's: test_registry.cpp. Here the
@@ -534,14 +501,7 @@ TEST_F(Access, FirstGenerationSetClearsTheSchedule)
     g_strlcpy(r.Name, "renamed", sizeof r.Name);
     ASSERT_EQ(OvanSetURLFilter(obj_path(kU1), &r), 0);
     EXPECT_NE(set_args().find("'Mode': <byte 0x00>, 'WeekDays': <''>, 'Time': <''>"), std::string::npos)
-        << set_args();
-    OvanURLFilterv4_t back{};
-    ASSERT_EQ(OvanGetURLFilterv4(obj_path(kU1), &back), 0);
-    EXPECT_STREQ(back.Name, "renamed");
-    EXPECT_EQ(back.Mode, 0);
-    EXPECT_STREQ(back.WeekDays, "");
-    EXPECT_EQ(back.URLListNum, 2) << "the list is not a first-generation key";
-    g_free(back.URLList);
+        << set_args();  // the list is not a first-generation key: Sends/url_v1
 }
 
 TEST_F(Access, V4SetSendsExactlyTheCountedEntries)
@@ -574,7 +534,7 @@ constexpr const char kDns[] = "/com/quv/igd1/Network/dns";
 constexpr const char kTunnelIface[] = "com.quv.igd1.DNSTunnel";
 constexpr const char kDDNS1[] = "/com/quv/igd1/Network/ddns/1";
 
-class Dns : public SimTest {
+class Dns : public GwTest {
 protected:
     // The domains stored in tunnel `path`.
     std::string domains(const char *path)
@@ -609,7 +569,6 @@ TEST_F(Dns, ServerChecks)
             EXPECT_TRUE(logged(3, "OvanSetDNSServerConfig", c.message)) << dump();
         }
     }
-    EXPECT_EQ(OvanSetDNSServerConfig(nullptr), -1);
     OvanDNSServerConfig_t v4{};
     ASSERT_EQ(OvanGetDNSServerConfig(&v4), 0);
     EXPECT_STREQ(v4.Server1, "");  // the empty one was sent too
@@ -707,13 +666,6 @@ TEST_F(Dns, DDNSInstances)
     d.ServicePort = 8080;
     ASSERT_EQ(OvanSetDDNSServerInstance(obj_path(kDDNS1), &d), 0);
     EXPECT_FALSE(log_mentions(log, "ddns-secret")) << dump();
-
-    d.ServicePort = 70000;
-    sim.clear_call_log();
-    EXPECT_EQ(OvanAddDDNSServerInstance(&d), -1);
-    EXPECT_EQ(sim.count_calls("", "", "DeleteObject"), 1u);  // rolled back
-    EXPECT_EQ(OvanGetDDNSServerInstance(obj_path("/com/quv/igd1/Network/dns/1"), &d), -1);
-    EXPECT_EQ(OvanDelDDNSServerInstance(obj_path("/com/quv/igd1/Network/ddns")), -1);
 }
 
 }  // namespace dns
@@ -771,7 +723,7 @@ OvanVPNConnection_t valid_connection()
     return r;
 }
 
-class Vpn : public SimTest {};
+using Vpn = GwTest;
 
 TEST_F(Vpn, SetChecksValues)
 {
@@ -799,8 +751,8 @@ TEST_F(Vpn, SetChecksValues)
     }
     EXPECT_TRUE(logged(3, "OvanSetVPNConnection", "Invalid parameters.")) << dump();
 
-    // Paths: wrong collection, the client's collection, unterminated; and fields that
-    // fill their whole width (no terminator) are read within it.
+    // The client's collection is not the gateway's; and fields that fill their whole
+    // width (no terminator) are read within it.
     sim.clear_call_log();
     OvanVPNConnection_t r = valid_connection();
     std::memset(r.vpn_mode, 's', sizeof r.vpn_mode);
@@ -809,12 +761,7 @@ TEST_F(Vpn, SetChecksValues)
     std::memset(r.vpn_priority, '1', sizeof r.vpn_priority);  // "11111111": digits, but above 7
     EXPECT_EQ(OvanSetVPNConnection(obj_path(kConn1), &r), -1);
     r = valid_connection();
-    EXPECT_EQ(OvanSetVPNConnection(obj_path("/com/quv/igd1/Config/PortMapping/1"), &r), -1);
     EXPECT_EQ(OvanSetVPNConnection(obj_path(kClientConn1), &r), -1);
-    OvanObjPath_t full;
-    std::memset(full.str, 'a', sizeof full.str);
-    EXPECT_EQ(OvanSetVPNConnection(full, &r), -1);
-    EXPECT_EQ(OvanSetUptVPNConnection(obj_path(kConn1), nullptr), -1);
     EXPECT_TRUE(logged(3, "OvanSetVPNConnection", "Invalid Path.")) << dump();
     EXPECT_EQ(sim.count_calls(), 0u);
 }
@@ -918,13 +865,6 @@ TEST_F(Vpn, AddDeleteAndDeleteByName)
 
     EXPECT_EQ(OvanDelVPNConnByName("lab"), -1);
     EXPECT_TRUE(logged(3, "OvanDelVPNConnByName", "did not found tunnelName (lab)")) << dump();
-
-    // A refused write leaves no connection behind.
-    g_strlcpy(r.vpn_priority, "9", sizeof r.vpn_priority);
-    sim.clear_call_log();
-    EXPECT_EQ(OvanAddVPNConnection(&r), -1);
-    EXPECT_EQ(sim.count_calls("", "", "DeleteObject"), 1u);
-    EXPECT_EQ(OvanDelVPNConnection(obj_path(kClientConn1)), -1);
 }
 
 // Only a connection's own statistics object.
@@ -1003,13 +943,7 @@ constexpr const char kDbIface[] = "com.quv.igd1.WANConnectionDb";
 const std::string kConn1 = std::string(kDb) + "/1";
 const std::string kConn2 = std::string(kDb) + "/2";
 
-// A look-up's answer: object path, result word, message.
-GVariant *answer(const std::string &path, uint32_t word, const char *message)
-{
-    return g_variant_new("(ous)", path.c_str(), word, message);
-}
-
-using Wan = SimTest;
+using Wan = GwTest;
 
 TEST_F(Wan, InstanceGetterKeepsPathsOfFullWidth)
 {
@@ -1043,7 +977,8 @@ TEST_F(Wan, InstanceGetterReadFailures)
 
 TEST_F(Wan, ByNameFindsTheConnection)
 {
-    ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName", answer(kConn2, 0, "")));
+    ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName",
+                                 "(objectpath '/com/quv/igd1/Info/Network/WANConnectionDb/2', uint32 0, '')"));
     sim.clear_call_log();
     Outputs out;
     OvanWANConnection_t rec{};
@@ -1064,63 +999,6 @@ TEST_F(Wan, ByNameFindsTheConnection)
     EXPECT_EQ(rec4.VLANID, 46u);
 }
 
-TEST_F(Wan, ByNameRefusesBadInputWithoutCalling)
-{
-    sim.clear_call_log();
-    OvanWANConnection_t rec{};
-    const char *names[] = {nullptr, ""};
-    for (const char *name : names) {
-        Outputs out;
-        EXPECT_EQ(OvanGetWANConnectionByName(name, &rec, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 1u);
-        EXPECT_EQ(out.msg(), "Invalid parameters.");
-    }
-    Outputs out;
-    EXPECT_EQ(OvanGetWANConnectionByNamev4("1_INTERNET_R_VID_41", nullptr, &out.status, &out.errmsg), -1);
-    EXPECT_EQ(out.msg(), "Invalid parameters.");
-    EXPECT_EQ(OvanGetWANConnectionByName(nullptr, nullptr, nullptr, nullptr), -1);
-    EXPECT_EQ(sim.count_calls(), 0u);
-}
-
-TEST_F(Wan, ByNameStatusAndMessages)
-{
-    OvanWANConnection_t rec{};
-    OvanWANConnectionv4_t rec4{};
-    {  // the call fails
-        ASSERT_TRUE(sim.script_error(kDb, kDbIface, "GetWANConnByName", "org.freedesktop.DBus.Error.Failed", "x",
-                                     0, true));
-        Outputs out;
-        EXPECT_EQ(OvanGetWANConnectionByName("a", &rec, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 1u);
-        EXPECT_EQ(out.msg(), "Internal Error");
-    }
-    sim.clear_call_log();
-    {  // a refusal with a message; the v4 line names the first-layout function
-        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName", "(objectpath '/', uint32 3, 'no such')"));
-        Outputs out;
-        EXPECT_EQ(OvanGetWANConnectionByNamev4("a", &rec4, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 3u);
-        EXPECT_EQ(out.msg(), "no such");
-        EXPECT_TRUE(logged(3, "OvanGetWANConnectionByNamev4", "Call OvanGetWANConnectionByName() errmsg [no such]."));
-    }
-    {  // a refusal without one
-        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName", "(objectpath '/', uint32 4, '')"));
-        Outputs out;
-        EXPECT_EQ(OvanGetWANConnectionByName("a", &rec, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 4u);
-        EXPECT_EQ(out.msg(), "<untouched>");
-    }
-    EXPECT_EQ(sim.count_calls("", "", "GetAll"), 0u);
-    {  // found, but the connection cannot be read
-        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName",
-                                     answer(std::string(kDb) + "/9", 0, "")));
-        Outputs out;
-        EXPECT_EQ(OvanGetWANConnectionByName("a", &rec, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 1u);
-        EXPECT_EQ(out.msg(), "Get WanConnection failed.");
-    }
-}
-
 TEST_F(Wan, InternetConnection)
 {
     OvanWANConnection_t rec{};
@@ -1136,59 +1014,83 @@ TEST_F(Wan, InternetConnection)
     OvanWANConnectionv4_t rec4{};
     ASSERT_EQ(OvanGetInternetWANConnectionv4(&rec4, nullptr, nullptr), 0);
     EXPECT_EQ(rec4.SpeedLimit_DOWN, 512000u);
-
-    sim.clear_call_log();
-    Outputs refused;
-    EXPECT_EQ(OvanGetInternetWANConnectionv4(nullptr, &refused.status, &refused.errmsg), -1);
-    EXPECT_EQ(refused.status, 1u);
-    EXPECT_EQ(refused.msg(), "Invalid parameters.");
-    EXPECT_TRUE(logged(3, "OvanGetInternetWANConnectionv4", "Invalid parameter."));
-    EXPECT_EQ(sim.count_calls(), 0u);
 }
 
-TEST_F(Wan, InternetStatusAndMessages)
+// How both look-ups report: arguments refused with nothing sent, a failed call, the
+// service's refusal with and without a message (no read follows), and a connection
+// found that cannot be read.
+TEST_F(Wan, LookupStatusAndMessages)
 {
-    OvanWANConnection_t rec{};
-    OvanWANConnectionv4_t rec4{};
-    {
-        ASSERT_TRUE(sim.script_error(kDb, kDbIface, "GetInternetConnIndex", "org.freedesktop.DBus.Error.Failed",
-                                     "x", 0, true));
+    using Call = std::function<int32_t(Outputs &)>;
+    struct Case {
+        const char *name;
+        const char *method;  // null: nothing may be sent
+        const char *reply;   // null: the call fails
+        Call call;
+        uint32_t status;
+        const char *message;
+        int level = 0;  // the line below, at this level, tagged by `tag`
+        const char *tag = nullptr, *line = nullptr;
+    };
+    static OvanWANConnection_t rec;
+    static OvanWANConnectionv4_t rec4;
+    const Call by_name = [](Outputs &o) { return OvanGetWANConnectionByName("a", &rec, &o.status, &o.errmsg); };
+    const Call by_name4 = [](Outputs &o) { return OvanGetWANConnectionByNamev4("a", &rec4, &o.status, &o.errmsg); };
+    const Call internet = [](Outputs &o) { return OvanGetInternetWANConnection(&rec, &o.status, &o.errmsg); };
+    const Call internet4 = [](Outputs &o) { return OvanGetInternetWANConnectionv4(&rec4, &o.status, &o.errmsg); };
+    const char *const invalid = "Invalid parameters.";
+    const char *const unreadable = "(objectpath '/com/quv/igd1/Info/Network/WANConnectionDb/9', uint32 0, 'fine')";
+    const Case cases[] = {
+        {"name_null", nullptr, nullptr,
+         [](Outputs &o) { return OvanGetWANConnectionByName(nullptr, &rec, &o.status, &o.errmsg); }, 1, invalid},
+        {"name_empty", nullptr, nullptr,
+         [](Outputs &o) { return OvanGetWANConnectionByName("", &rec, &o.status, &o.errmsg); }, 1, invalid},
+        {"name_no_record", nullptr, nullptr,
+         [](Outputs &o) { return OvanGetWANConnectionByNamev4("a", nullptr, &o.status, &o.errmsg); }, 1, invalid},
+        {"name_no_outputs", nullptr, nullptr,
+         [](Outputs &) { return OvanGetWANConnectionByName(nullptr, nullptr, nullptr, nullptr); }, 77, "<untouched>"},
+        {"internet_no_record", nullptr, nullptr,
+         [](Outputs &o) { return OvanGetInternetWANConnectionv4(nullptr, &o.status, &o.errmsg); }, 1, invalid, 3,
+         "OvanGetInternetWANConnectionv4", "Invalid parameter."},
+        {"name_call_fails", "GetWANConnByName", nullptr, by_name, 1, "Internal Error"},
+        // The v4 line names the first-layout function.
+        {"name_refused", "GetWANConnByName", "(objectpath '/', uint32 3, 'no such')", by_name4, 3, "no such", 3,
+         "OvanGetWANConnectionByNamev4", "Call OvanGetWANConnectionByName() errmsg [no such]."},
+        {"name_refused_silently", "GetWANConnByName", "(objectpath '/', uint32 4, '')", by_name, 4, "<untouched>"},
+        {"name_unreadable", "GetWANConnByName", unreadable, by_name, 1, "Get WanConnection failed."},
+        {"internet_call_fails", "GetInternetConnIndex", nullptr, internet, 1, "Call GetInternetConnIndex() failed."},
+        {"internet_refused", "GetInternetConnIndex", "(objectpath '/', uint32 2, 'no wan')", internet4, 2, "no wan", 6,
+         "OvanGetInternetWANConnectionv4", "Call OvanGetInternetWANConnection() errmsg [no wan]."},
+        // An unreadable connection is the getter's failure alone: status and message stay.
+        {"internet_unreadable", "GetInternetConnIndex", unreadable, internet, 0, "<untouched>"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_TRUE(sim.clear_scripts());
+        ASSERT_TRUE(sim.clear_call_log());
+        if (c.method && c.reply) {
+            ASSERT_TRUE(sim.script_reply(kDb, kDbIface, c.method, c.reply));
+        } else if (c.method) {
+            ASSERT_TRUE(sim.script_error(kDb, kDbIface, c.method, "org.freedesktop.DBus.Error.Failed", "x"));
+        }
         Outputs out;
-        EXPECT_EQ(OvanGetInternetWANConnection(&rec, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 1u);
-        EXPECT_EQ(out.msg(), "Call GetInternetConnIndex() failed.");
-    }
-    sim.clear_call_log();
-    {  // the service's message is logged at level 6, and no read follows
-        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetInternetConnIndex", "(objectpath '/', uint32 2, 'no wan')"));
-        Outputs out;
-        EXPECT_EQ(OvanGetInternetWANConnectionv4(&rec4, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 2u);
-        EXPECT_EQ(out.msg(), "no wan");
-        EXPECT_TRUE(logged(6, "OvanGetInternetWANConnectionv4", "Call OvanGetInternetWANConnection() errmsg [no wan]."));
-        EXPECT_EQ(sim.count_calls("", "", "GetAll"), 0u);
-    }
-    {  // an unreadable connection fails without touching status or message
-        ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetInternetConnIndex",
-                                     answer(std::string(kDb) + "/9", 0, "fine")));
-        Outputs out;
-        EXPECT_EQ(OvanGetInternetWANConnection(&rec, &out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 0u);
-        EXPECT_EQ(out.msg(), "<untouched>");
+        EXPECT_EQ(c.call(out), -1);
+        EXPECT_EQ(out.status, c.status);
+        EXPECT_EQ(out.msg(), c.message);
+        if (c.line) {
+            EXPECT_TRUE(logged(c.level, c.tag, c.line)) << dump();
+        }
+        if (!c.method) {
+            EXPECT_EQ(sim.count_calls(), 0u);
+        } else if (c.reply != unreadable) {
+            EXPECT_EQ(sim.count_calls("", "", "GetAll"), 0u);
+        }
     }
 }
 
 }  // namespace wan
 
 // ---- what each setter writes, over the families ----
-
-std::string joined_keys(Simulator &sim)
-{
-    std::string out;
-    for (const auto &k : sent_keys(sim))
-        out += (out.empty() ? "" : ",") + k;
-    return out;
-}
 
 struct SendCase {
     const char *name;
@@ -1199,7 +1101,7 @@ struct SendCase {
 
 void PrintTo(const SendCase &c, std::ostream *os) { *os << c.name; }
 
-class Sends : public SimTest, public testing::WithParamInterface<SendCase> {};
+class Sends : public GwTest, public testing::WithParamInterface<SendCase> {};
 
 TEST_P(Sends, OneDictionaryOfItsKeysInOrder)
 {
@@ -1208,7 +1110,7 @@ TEST_P(Sends, OneDictionaryOfItsKeysInOrder)
     }
     ASSERT_EQ(GetParam().call(), 0) << dump();
     EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 1u);
-    EXPECT_EQ(joined_keys(sim), GetParam().keys);
+    EXPECT_EQ(keys(), GetParam().keys);
 }
 
 // The platform service's groups, by mask.

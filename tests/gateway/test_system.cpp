@@ -8,7 +8,7 @@
 #include <syslog.h>
 #include <vector>
 
-#include "bus_support/bus_fixture.hpp"
+#include "gateway_support.hpp"
 #include "lumo3_device.h"
 #include "lumo3_lanhost.h"
 #include "lumo3_omdiag.h"
@@ -28,7 +28,7 @@ namespace device {
 
 constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
 
-using Device = SimTest;
+using Device = GwTest;
 
 struct CapabilityCase {
     const char *capability;
@@ -197,6 +197,8 @@ TEST_F(SysCmd, EveryCommandCallsItsMethod)
     EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(0)"));
 }
 
+// The word and message themselves: test_registry.cpp; here each command's own
+// failure text and lines.
 TEST_F(SysCmd, FailuresAndRefusals)
 {
     for (const Command &c : commands()) {
@@ -204,15 +206,12 @@ TEST_F(SysCmd, FailuresAndRefusals)
         ASSERT_TRUE(sim.script_error(kSystem, kSysCmd, c.method, kFailed, "refused", 0, true));
         Outputs failed;
         EXPECT_EQ(c.call(&failed.status, &failed.errmsg), -1);
-        EXPECT_EQ(failed.status, 1u);
         EXPECT_EQ(failed.msg(), c.fail_message);
         EXPECT_TRUE(logged(3, c.tag, c.fail_line));
 
         ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, c.method, "(uint32 9, 'busy')", 0, true));
         Outputs out;
         EXPECT_EQ(c.call(&out.status, &out.errmsg), -1);
-        EXPECT_EQ(out.status, 9u);
-        EXPECT_EQ(out.msg(), "busy");
         if (std::strcmp(c.method, "SetLOID") == 0)
             EXPECT_TRUE(logged(7, c.tag, "error (busy)"));
         else
@@ -725,10 +724,6 @@ TEST_F(LanHost, OnlineListAndSnapshotFailures)
     OvanLANHost_t *hosts = nullptr;
     OvanOnlineDeviceSnapShot_t *snap = nullptr;
     uint32_t status = 0, count = 42;
-    EXPECT_EQ(OvanGetOnlineDeviceList(&hosts, nullptr, &status, nullptr), -1);
-    EXPECT_EQ(OvanGetOnlineDevicesSnapShot(&snap, nullptr, &status, nullptr), -1);
-    EXPECT_EQ(sim.count_calls(), 0u);
-
     GStr msg;
     ASSERT_TRUE(sim.script_reply(kColl, kMgrIface, "GetOnlineDevicesSnapShot", "(uint32 0, '')", 0, true));
     EXPECT_EQ(OvanGetOnlineDevicesSnapShot(&snap, &count, &status, lumo::out(msg)), -1);
@@ -927,16 +922,7 @@ constexpr const char kHttpIface[] = "com.quv.igd1.HttpDownloadTest";
 constexpr const char kFFIface[] = "com.quv.igd1.SpeedTestFF";
 constexpr const char kLocalIface[] = "com.quv.igd1.SpeedTestLocal";
 
-class SpeedTest : public SimTest {
-protected:
-    std::string keys()
-    {
-        std::string out;
-        for (const auto &k : sent_keys(sim))
-            out += (out.empty() ? "" : ",") + k;
-        return out;
-    }
-};
+using SpeedTest = GwTest;
 
 const std::string kTicket64(64, 'k');
 const std::string kURL1024 = "http://" + std::string(1024 - 7, 'u');
@@ -1091,17 +1077,7 @@ constexpr const char kCWMP[] = "/com/quv/igd1/Tevra/CWMP";
 constexpr const char kCWMPIface[] = "com.quv.igd1.CWMP";
 constexpr const char kIAD[] = "/com/quv/igd1/Diagnostics/IADTest";
 
-class VoiceCWMP : public SimTest {
-protected:
-    std::string printed_args(const char *method)
-    {
-        GPtr<GVariant> args = last_args(sim, method);
-        if (!args)
-            return "<none>";
-        GPtr<gchar> text(g_variant_print(args.get(), FALSE));
-        return text.get();
-    }
-};
+using VoiceCWMP = GwTest;
 
 const std::string kLongNames(4096, 'n');
 const std::string kLongestNames(4095, 'n');
@@ -1114,13 +1090,11 @@ TEST_F(VoiceCWMP, CommandFailuresAndGatewayTexts)
     EXPECT_EQ(OvanStartIADDiagTest(1, &iad.status, &iad.errmsg), -1);
     EXPECT_EQ(iad.msg(), "Failed to call StartDetectQobLineStatus() function.");  // sic
 
-
+    // The word and message: test_registry.cpp.
     ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, "AddObject", "(uint32 0, uint32 9003, 'Invalid object')"));
     StatusOut add;
     uint32_t instance = 77;
     EXPECT_EQ(OvanCWMPAddObject("X.", &instance, &add.status, &add.errmsg), -1);
-    EXPECT_EQ(add.status, 9003u);
-    EXPECT_EQ(add.msg(), "Invalid object");
     EXPECT_EQ(instance, 77u) << "no instance on failure";
 }
 
@@ -1130,7 +1104,7 @@ TEST_F(VoiceCWMP, AddObjectHandsBackTheInstance)
     StatusOut out;
     ASSERT_EQ(OvanCWMPAddObject("InternetGatewayDevice.X.", &instance, &out.status, &out.errmsg), 0);
     EXPECT_EQ(instance, 3u);
-    EXPECT_EQ(printed_args("AddObject"), "('InternetGatewayDevice.X.',)");
+    EXPECT_EQ(args_of("AddObject"), "('InternetGatewayDevice.X.',)");
 }
 
 // ---- CWMP values and names ----
@@ -1141,7 +1115,7 @@ TEST_F(VoiceCWMP, GetParameterValuesSplitsNamesAndFillsPairs)
     uint32_t n = 0;
     StatusOut out;
     ASSERT_EQ(OvanCWMPGetParameterValues("A.B,C.D", &vals, &n, &out.status, &out.errmsg), 0);
-    EXPECT_EQ(printed_args("GetParameterValues"), "(['A.B', 'C.D'],)");
+    EXPECT_EQ(args_of("GetParameterValues"), "(['A.B', 'C.D'],)");
     ASSERT_EQ(n, 2u);
     EXPECT_STREQ(vals[1].Name, "InternetGatewayDevice.DeviceInfo.SoftwareVersion");
     EXPECT_STREQ(vals[1].Value, "V3.2.1");
@@ -1185,7 +1159,7 @@ TEST_F(VoiceCWMP, GetParameterNamesFillsWritable)
     OvanCWMPParamName_t *names = nullptr;
     uint32_t n = 0;
     ASSERT_EQ(OvanCWMPGetParameterNames("InternetGatewayDevice.", 1, &names, &n, nullptr, nullptr), 0);
-    EXPECT_EQ(printed_args("GetParameterNames"), "('InternetGatewayDevice.', true)");
+    EXPECT_EQ(args_of("GetParameterNames"), "('InternetGatewayDevice.', true)");
     ASSERT_EQ(n, 3u);
     EXPECT_STREQ(names[2].Name, "InternetGatewayDevice.ManagementServer.URL");
     EXPECT_EQ(names[2].Writable, 1);
@@ -1248,7 +1222,7 @@ struct Check {
 
 void PrintTo(const Check &c, std::ostream *os) { *os << c.name; }
 
-class Checks : public SimTest, public testing::WithParamInterface<Check> {};
+class Checks : public GwTest, public testing::WithParamInterface<Check> {};
 
 TEST_P(Checks, RefusedBeforeTheBusOrSent)
 {
@@ -1377,7 +1351,6 @@ INSTANTIATE_TEST_SUITE_P(
         Check{"lan_prefix_bad", lan([](L &r) { std::strcpy(r.Prefix, "2408::/129"); }), kLANBad},
         Check{"lan_lifetimes", lan([](L &r) { r.PreferredLifeTime = r.ValidLifeTime + 1; }), kLANBad},
         Check{"lan_unterminated_wan", lan([](L &r) { std::memset(r.DNSWAN, 'w', sizeof r.DNSWAN); }), kLANBad},
-        Check{"lan_null", [](StatusOut &) { return OvanSetIPV6LANConfig(nullptr); }, kLANBad},
         Check{"dhcp_as_read", dhcp([](D &) {}), nullptr},
         Check{"dhcp_min_v4", dhcp([](D &r) { std::strcpy(r.MinAddress, "10.0.0.2"); }),
               "OvanSetDHCPV6Server: Invalid parameter MinAddress (10.0.0.2) / MaxAddress (::ffff)."},
