@@ -253,15 +253,6 @@ TEST_F(Methods, RefusedCallSendsNothing)
     EXPECT_EQ(sim.count_calls(), 0u);
 }
 
-TEST_F(Methods, PeerNotOnTheBus)
-{
-    ScopedContext ctx;
-    EXPECT_EQ(OvanDBusCallMethod("com.quv.absent1", kCmd, kCmdIface, "Run", nullptr, nullptr, 2000), -1);
-    ASSERT_NE(OvanGetErrMsg(), nullptr);
-    EXPECT_NE(std::string(OvanGetErrMsg()).find("ServiceUnknown"), std::string::npos) << OvanGetErrMsg();
-    EXPECT_EQ(sim.count_calls(), 0u);
-}
-
 TEST_F(Methods, SilentPeerRunsIntoTheCallersTimeout)
 {
     ScopedContext ctx;

@@ -84,37 +84,6 @@ protected:
     Simulator sim{bus};
 };
 
-TEST_F(Gwsim, PropertiesReadAndWriteThroughBothInterfaces)
-{
-    GPtr<GVariant> v = sim.property(kDevice, kDeviceIface, "DBusInterfaceVersion");
-    ASSERT_TRUE(v);
-    EXPECT_EQ(g_variant_get_string(v.get(), nullptr)[2], '2');
-
-    for (const char *props : {kQuvProps, kDBusProps}) {
-        SCOPED_TRACE(props);
-        GPtr<GVariant> all = ok(kDevice, props, "GetAll", g_variant_new("(s)", kDeviceIface));
-        ASSERT_TRUE(all);
-        ASSERT_STREQ(g_variant_get_type_string(all.get()), "(a{sv})");
-        GPtr<GVariant> dict(g_variant_get_child_value(all.get(), 0));
-        GPtr<GVariant> flash(g_variant_lookup_value(dict.get(), "FlashSize", G_VARIANT_TYPE_UINT32));
-        EXPECT_TRUE(flash);
-        GPtr<GVariant> busy(g_variant_lookup_value(dict.get(), "BusinessStatus", G_VARIANT_TYPE_BYTE));
-        EXPECT_TRUE(busy);
-
-        std::string name = std::string("gw-") + props;
-        ok(kDevice, props, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string(name.c_str())));
-        GPtr<GVariant> got = ok(kDevice, props, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
-        EXPECT_EQ(printed(got.get()), "(<'" + name + "'>,)");
-    }
-
-    GPtr<GVariant> multi = parse_variant("{'MemAlarm': <byte 60>, 'MemLimit': <byte 95>}");
-    ok(kSystem, kQuvProps, "SetMulti", g_variant_new("(s@a{sv})", kSysCmd, multi.get()));
-    GPtr<GVariant> alarm = sim.property(kSystem, kSysCmd, "MemAlarm");
-    GPtr<GVariant> limit = sim.property(kSystem, kSysCmd, "MemLimit");
-    EXPECT_EQ(printed(alarm.get()), "byte 0x3c");
-    EXPECT_EQ(printed(limit.get()), "byte 0x5f");
-}
-
 TEST_F(Gwsim, PropertyErrors)
 {
     struct Case {
