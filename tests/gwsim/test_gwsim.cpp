@@ -21,8 +21,6 @@ constexpr const char *kQuvProps = "com.quv.igd1.Properties";
 constexpr const char *kDBusProps = "org.freedesktop.DBus.Properties";
 constexpr const char *kOM = "com.quv.igd1.ObjectManager";
 constexpr const char *kPortMapping = "/com/quv/igd1/Config/PortMapping";
-constexpr const char *kSysCmd = "com.quv.igd1.SysCmd";
-constexpr const char *kSystem = "/com/quv/igd1/Tevra/System";
 
 
 class Gwsim : public ::testing::Test {
@@ -168,47 +166,6 @@ TEST_F(Gwsim, IntrospectionListsChildrenAndInterfaces)
 
     EXPECT_EQ(fails("/com/quv/igd1/Nowhere", "org.freedesktop.DBus.Introspectable", "Introspect"),
               "org.freedesktop.DBus.Error.UnknownObject");
-}
-
-TEST_F(Gwsim, ScriptsOverrideRepliesAndErrors)
-{
-    // A wrong reply type for a built-in method, used once.
-    ASSERT_TRUE(sim.script_reply(kDevice, kQuvProps, "Get", "(int32 5,)", 0, true));
-    GPtr<GVariant> r = ok(kDevice, kQuvProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
-    EXPECT_EQ(printed(r.get()), "(5,)");
-    r = ok(kDevice, kQuvProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
-    EXPECT_EQ(printed(r.get()), "(<'HomeGateway'>,)");
-
-    // A non-tuple reply is wrapped; a script beats the model's own answer.
-    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "uint32 7"));
-    r = ok(kSystem, kSysCmd, "Reboot");
-    EXPECT_EQ(printed(r.get()), "(uint32 7,)");
-    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "(uint32 1, 'busy')"));
-    r = ok(kSystem, kSysCmd, "Reboot");
-    EXPECT_EQ(printed(r.get()), "(uint32 1, 'busy')");
-
-    // Errors, with wildcards: every method of every object.
-    ASSERT_TRUE(sim.script_error("", "", "", "org.freedesktop.DBus.Error.LimitsExceeded", "too many requests"));
-    std::string message;
-    EXPECT_EQ(fails(kPortMapping, kOM, "GetManagedObjects", nullptr, &message),
-              "org.freedesktop.DBus.Error.LimitsExceeded");
-    EXPECT_EQ(message, "too many requests");
-    EXPECT_EQ(fails(kSystem, kSysCmd, "Reboot"), "org.freedesktop.DBus.Error.LimitsExceeded");
-
-    ASSERT_TRUE(sim.clear_scripts());
-    r = ok(kSystem, kSysCmd, "Reboot");
-    EXPECT_EQ(printed(r.get()), "(uint32 0, 'OK')");
-
-    // Methods the model does not know can be scripted as well.
-    ASSERT_TRUE(sim.script_reply("/com/quv/igd1/Config/New", "com.quv.igd1.New", "Go", "(uint32 0, '')"));
-    r = ok("/com/quv/igd1/Config/New", "com.quv.igd1.New", "Go");
-    EXPECT_EQ(printed(r.get()), "(uint32 0, '')");
-
-    // A one-shot error, e.g. for roll-back paths.
-    ASSERT_TRUE(sim.script_error(kDevice, kQuvProps, "Set", "com.quv.igd1.Error.ReadOnly", "locked", 0, true));
-    EXPECT_EQ(fails(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("x"))),
-              "com.quv.igd1.Error.ReadOnly");
-    ok(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("x")));
 }
 
 TEST(GwsimBus, RestartKeepsTheAddressAndTheSimulatorComesBack)
