@@ -6,7 +6,6 @@
 #include <string>
 
 #include "bus_support/bus_fixture.hpp"
-#include "support/temp_root.hpp"
 
 namespace {
 
@@ -356,24 +355,6 @@ TEST_F(Properties, SetMultiRefusesWhatIsNotADictionary)
     EXPECT_STREQ(g_variant_get_string(name.get(), nullptr), "alpha");
 }
 
-TEST(PropertiesDeathTest, LimitsExceededEndsTheProcess)
-{
-    TempRoot tmp("TMPDIR");  // the children leave their private buses there
-    EXPECT_EXIT(
-        {
-            PrivateBus bus;
-            Simulator sim(bus);
-            if (!sim.ok() || !sim.script_error("", "", "", "org.freedesktop.DBus.Error.LimitsExceeded",
-                                               "The maximum number of pending replies was reached"))
-                std::exit(3);
-            ScopedContext ctx("com.example.app1");
-            LogCapture capture(true);
-            OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", nullptr);
-            std::exit(0);
-        },
-        ::testing::ExitedWithCode(255), "<3>\\[com.example.app1\\] OvanSetErrMsg: com.example.app1 exit");
-}
-
 // ---- the gateway's interface version ----------------------------------------
 
 TEST_F(SimTest, DBusVersionUsesTheThirdCharacter)
@@ -399,12 +380,6 @@ TEST_F(SimTest, DBusVersionUsesTheThirdCharacter)
     EXPECT_EQ(OvanGetDBusVersion(), -1);
     ASSERT_TRUE(sim.script_error(kDevicePath, kProps, "Get", "org.freedesktop.DBus.Error.AccessDenied", "no"));
     EXPECT_EQ(OvanGetDBusVersion(), -1);
-}
-
-TEST_F(BusTest, DBusVersionWithoutGateway)
-{
-    EXPECT_EQ(OvanGetDBusVersion(), -1);
-    EXPECT_EQ(gwdbusver, -1);
 }
 
 }  // namespace
