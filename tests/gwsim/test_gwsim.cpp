@@ -114,12 +114,8 @@ TEST_F(Gwsim, PropertyErrors)
 
 TEST_F(Gwsim, CollectionsAddListAndDelete)
 {
-    GPtr<GVariant> list = ok("/com/quv/igd1/Info/Network/WANConnectionDb", kOM, "GetManagedObjects");
-    ASSERT_TRUE(list);
-    ASSERT_STREQ(g_variant_get_type_string(list.get()), "(a{oa{sa{sv}}})");
-    GPtr<GVariant> map(g_variant_get_child_value(list.get(), 0));
-    EXPECT_EQ(g_variant_n_children(map.get()), 2u);
-
+    // Listing, adding and deleting as such are what lumoctl's tests go through; here
+    // the numbering, the template and the refusals.
     GPtr<GVariant> made = ok(kPortMapping, kOM, "AddObject");
     EXPECT_EQ(printed(made.get()), "(objectpath '/com/quv/igd1/Config/PortMapping/2',)");
     GPtr<GVariant> proto = sim.property("/com/quv/igd1/Config/PortMapping/2", "com.quv.igd1.PortMapping",
@@ -129,10 +125,6 @@ TEST_F(Gwsim, CollectionsAddListAndDelete)
     // Numbers are never handed out twice.
     made = ok(kPortMapping, kOM, "AddObject");
     EXPECT_EQ(printed(made.get()), "(objectpath '/com/quv/igd1/Config/PortMapping/3',)");
-
-    list = ok(kPortMapping, kOM, "GetManagedObjects");
-    map.reset(g_variant_get_child_value(list.get(), 0));
-    EXPECT_EQ(g_variant_n_children(map.get()), 2u);
 
     EXPECT_EQ(fails(kPortMapping, kOM, "DeleteObject", g_variant_new("(o)", "/com/quv/igd1/Config/PortMapping/2")),
               "org.freedesktop.DBus.Error.UnknownObject");
