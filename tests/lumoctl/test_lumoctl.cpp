@@ -230,7 +230,10 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
         {{"portmap", "get", "/com/quv/igd1/Info/WiFi"}, "refused the arguments (OvanGetPortMapping: invalid parameter.)"},
         {{"system", "upgrade", "http://x/fw.bin", "zero", "0", "1", "--yes"}, ""},
         {{"system", "upgrade", "http://x/caf\xe9.bin", "0", "0", "1", "--yes"}, ""},  // not UTF-8
-        {{"portmap", "add", "InternalClient=192.168.1.30", "Description=caf\xe9"}, ""},
+        // Text the bus cannot carry is refused by lumoctl itself, naming where it was.
+        {{"portmap", "add", "InternalClient=192.168.1.30", "Description=caf\xe9"},
+         "value of Description is not valid UTF-8"},
+        {{"system", "set-datetime", "2026\xff"}, "DATETIME is not valid UTF-8"},
     };
     for (const auto &[args, expected] : cases) {
         Outcome r = lumoctl(args);
@@ -242,22 +245,12 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
         EXPECT_NE(r.err.find(expected), std::string::npos) << shown << r.err;
         EXPECT_TRUE(r.out.empty()) << shown << r.out;
     }
-    for (const char *method : {"SetMulti", "Set", "Upgrade", "Reboot", "Restore", "LocalRecovery"})
+    for (const char *method : {"SetMulti", "Set", "Upgrade", "Reboot", "Restore", "LocalRecovery", "SetDateTime"})
         EXPECT_EQ(sim.count_calls("", "", method), 0u) << method;
     // Only the refused adds' roll-backs delete anything.
     EXPECT_EQ(sim.count_calls("", "", "DeleteObject"), sim.count_calls(kPortMapping, "", "DeleteObject"));
     // The refused add left no rule behind.
     EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
-
-    // Text the bus cannot carry is refused by lumoctl itself, naming where it was.
-    ASSERT_TRUE(sim.clear_call_log());
-    Outcome field = lumoctl({"portmap", "add", "Description=caf\xe9"});
-    EXPECT_EQ(field.code, 2);
-    EXPECT_NE(field.err.find("value of Description is not valid UTF-8"), std::string::npos) << field.err;
-    Outcome arg = lumoctl({"system", "set-datetime", "2026\xff"});
-    EXPECT_EQ(arg.code, 2);
-    EXPECT_NE(arg.err.find("DATETIME is not valid UTF-8"), std::string::npos) << arg.err;
-    EXPECT_EQ(sim.count_calls(), 0u);
 }
 
 // Byte arrays: shown as hex, given as hex (either case), the count following the bytes
