@@ -21,6 +21,8 @@ constexpr const char *kQuvProps = "com.quv.igd1.Properties";
 constexpr const char *kDBusProps = "org.freedesktop.DBus.Properties";
 constexpr const char *kOM = "com.quv.igd1.ObjectManager";
 constexpr const char *kPortMapping = "/com/quv/igd1/Config/PortMapping";
+constexpr const char *kSysCmd = "com.quv.igd1.SysCmd";
+constexpr const char *kSystem = "/com/quv/igd1/Tevra/System";
 
 
 class Gwsim : public ::testing::Test {
@@ -81,6 +83,15 @@ protected:
     PrivateBus bus;
     Simulator sim{bus};
 };
+
+// The standard properties interface answers besides the gateway's own, which is the
+// one the library's tests go through.
+TEST_F(Gwsim, StandardPropertiesInterfaceReadsAndWrites)
+{
+    ok(kDevice, kDBusProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("gw")));
+    GPtr<GVariant> got = ok(kDevice, kDBusProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
+    EXPECT_EQ(printed(got.get()), "(<'gw'>,)");
+}
 
 TEST_F(Gwsim, PropertyErrors)
 {
@@ -158,6 +169,16 @@ TEST_F(Gwsim, IntrospectionListsChildrenAndInterfaces)
 
     EXPECT_EQ(fails("/com/quv/igd1/Nowhere", "org.freedesktop.DBus.Introspectable", "Introspect"),
               "org.freedesktop.DBus.Error.UnknownObject");
+}
+
+// The script features the library tests do not lean on (the others they all use): a
+// reply that is not a tuple is wrapped, and the newest of two matching scripts wins.
+TEST_F(Gwsim, ScriptedReplyIsWrappedAndTheNewestWins)
+{
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "uint32 7"));
+    EXPECT_EQ(printed(ok(kSystem, kSysCmd, "Reboot").get()), "(uint32 7,)");
+    ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "(uint32 1, 'busy')"));
+    EXPECT_EQ(printed(ok(kSystem, kSysCmd, "Reboot").get()), "(uint32 1, 'busy')");
 }
 
 TEST_F(Gwsim, RestartKeepsTheAddressAndTheSimulatorComesBack)
