@@ -140,15 +140,6 @@ TEST_F(AppClient, FailedOrMistypedAnswersFallBackToZeroAndLeaveOutputsAlone)
     EXPECT_EQ(OvanGetAppStatistics("demo"), nullptr);
 }
 
-TEST_F(AppClient, AbsentFrameworkGivesTheFailureResults)
-{
-    ASSERT_EQ(sim.stop(), 0);
-    EXPECT_EQ(OvanStartApp("demo"), 0);
-    EXPECT_NE(std::string(OvanGetErrMsg() ? OvanGetErrMsg() : "").find("ServiceUnknown"), std::string::npos);
-    EXPECT_EQ(OvanFactoryPlugin("demo"), 0);
-    EXPECT_EQ(OvanGetAppStatistics("demo"), nullptr);
-}
-
 TEST_F(AppClient, StatusIsCutToItsField)
 {
     reply("GetStatus", "('running-but-degraded',)");
@@ -325,41 +316,6 @@ TEST_F(FrameworkLoop, LifecycleCallsChangeThePackages)
     EXPECT_EQ(install(OvanUpgradeApp, "/tmp/ghost.ipk"), "(1, 'ghost', 'not installed')");
     EXPECT_EQ(install(OvanReinstallApp, "/tmp/newapp.ipk"), "(0, 'newapp', 'reinstalled')");
     EXPECT_EQ(names(), (Strings{"demo:stopped:1", "libjson:installed:1", "newapp:installed:2"}));  // the next free number
-}
-
-int restore_result() { return 0; }
-const char *echo_back(const char *m) { return m; }
-const char *app_stats() { return "rx=10 tx=20"; }
-std::atomic<int> g_app_stops{0};
-int count_stop()
-{
-    g_app_stops++;
-    return 0;
-}
-
-TEST_F(FrameworkLoop, ManagementCallsReachTheApplicationThroughTheFramework)
-{
-    root.write("/usr/lib/opkg/info/demo.control", "Package: demo\nVendor: Quv\nDbusVersion: 1\n");
-    ASSERT_EQ(OvanDBusStartService("com.quv.demo1"), 0);
-    static const OvanAppMgtFuncs_t funcs = {count_stop, nullptr, restore_result, echo_back, app_stats};
-    GDBusNodeInfo *node = OvanAppRegisterMgtFuncs(&funcs);
-    ASSERT_NE(node, nullptr);
-    EXPECT_EQ(OvanFactoryPlugin("demo"), 0);
-    char *reply = OvanPostMsg("demo", "ping");
-    EXPECT_STREQ(reply, "ping");
-    g_free(reply);
-    char *stats = OvanGetAppStatistics("demo");
-    EXPECT_STREQ(stats, "rx=10 tx=20");
-    g_free(stats);
-    EXPECT_EQ(OvanStopApp("demo"), 0);
-    EXPECT_EQ(g_app_stops, 1);
-    // The framework relays the application's errors, and knows who is not running.
-    EXPECT_EQ(OvanReloadApp("demo"), 0);
-    EXPECT_NE(std::string(OvanGetErrMsg()).find("UnknownMethod"), std::string::npos) << OvanGetErrMsg();
-    EXPECT_EQ(OvanGetAppStatistics("parental"), nullptr);
-    EXPECT_NE(std::string(OvanGetErrMsg()).find("com.quv.appframework1.Error.NotRunning"), std::string::npos);
-    EXPECT_EQ(sim.count_calls("/com/quv/appframework1", "com.quv.appframework1.AppAgent"), 6u);
-    OvanDBusNodeInfoUnref(node);
 }
 
 }  // namespace

@@ -61,12 +61,8 @@ std::atomic<int> g_logged{0};
 const lumo::logsink::Sink kCountingSink{[](const char *, int, int) {}, [](int, const char *) { g_logged++; },
                                         [] {}};
 
-TEST(Threads, CallsFromSeveralThreadsShareOneConnection)
+TEST_F(SimTest, CallsFromSeveralThreadsShareOneConnection)
 {
-    PrivateBus bus;
-    ASSERT_TRUE(bus.ok());
-    Simulator sim(bus);
-    ASSERT_TRUE(sim.ok());
     lumo::logsink::set(&kCountingSink);
     // The first call (and the log's implicit opening) happens alone.
     ASSERT_EQ(OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", nullptr), 0);
@@ -95,7 +91,6 @@ TEST(Threads, CallsFromSeveralThreadsShareOneConnection)
     EXPECT_GE(g_logged, 2 * kThreads * kCalls) << "entry and exit line of every call";
 
     EXPECT_EQ(senders(sim, kThreads * kCalls).size(), 1u);
-    quiet_shared_connection();
 }
 
 // How the application turns exit-on-close off: keeping its own reference to the

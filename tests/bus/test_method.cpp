@@ -227,14 +227,10 @@ TEST_F(Methods, RefusedCallSendsNothing)
         {"null_service", nullptr, kCmd, kCmdIface, "Run", nullptr},
         {"empty_service", "", kCmd, kCmdIface, "Run", nullptr},
         {"null_path", kGw, nullptr, kCmdIface, "Run", nullptr},
-        {"empty_path", kGw, "", kCmdIface, "Run", nullptr},
         {"invalid_path", kGw, "/com//quv", kCmdIface, "Run", nullptr},
-        {"relative_path", kGw, "com/quv", kCmdIface, "Run", nullptr},
         {"null_interface", kGw, kCmd, nullptr, "Run", nullptr},
-        {"empty_interface", kGw, kCmd, "", "Run", nullptr},
         {"invalid_interface", kGw, kCmd, "com.quv..x", "Run", nullptr},
         {"null_method", kGw, kCmd, kCmdIface, nullptr, nullptr},
-        {"empty_method", kGw, kCmd, kCmdIface, "", nullptr},
         {"dotted_method", kGw, kCmd, kCmdIface, "Run.Now", nullptr},
         {"string_inargs", kGw, kCmd, kCmdIface, "Run", "'not a tuple'"},
         {"array_inargs", kGw, kCmd, kCmdIface, "Run", "[1, 2]"},
@@ -250,15 +246,6 @@ TEST_F(Methods, RefusedCallSendsNothing)
         g_variant_unref(sentinel);
         EXPECT_GE(errors_from(log, kTag), 1u) << dump();
     }
-    EXPECT_EQ(sim.count_calls(), 0u);
-}
-
-TEST_F(Methods, PeerNotOnTheBus)
-{
-    ScopedContext ctx;
-    EXPECT_EQ(OvanDBusCallMethod("com.quv.absent1", kCmd, kCmdIface, "Run", nullptr, nullptr, 2000), -1);
-    ASSERT_NE(OvanGetErrMsg(), nullptr);
-    EXPECT_NE(std::string(OvanGetErrMsg()).find("ServiceUnknown"), std::string::npos) << OvanGetErrMsg();
     EXPECT_EQ(sim.count_calls(), 0u);
 }
 

@@ -267,16 +267,6 @@ TEST_F(Service, StartWithoutBus)
         << dump();
 }
 
-TEST_F(Service, LongNameRequestedWhole)
-{
-    // The context holds the name cut to 63 characters; the bus gets all of it.
-    const std::string name = "com.example." + std::string(60, 'n') + ".app1";
-    ASSERT_EQ(OvanDBusStartService(name.c_str()), 0) << dump();
-    EXPECT_EQ(std::string(qzr_dbus_service_context->service_name), name.substr(0, 63));
-    EXPECT_TRUE(name_has_owner(bus, name.c_str()));
-    EXPECT_EQ(OvanDBusStopService(), 0);
-}
-
 TEST_F(Service, StopReleasesTheName)
 {
     EXPECT_EQ(OvanDBusStopService(), -1) << "nothing started";

@@ -21,11 +21,6 @@ bool has_message(const LogCapture &log, int priority, const std::string &tag, co
     return false;
 }
 
-bool log_mentions(const LogCapture &log, const std::string &needle)
-{
-    return log.contains(needle);
-}
-
 std::string dump(const LogCapture &log)
 {
     std::string all = "captured log:\n";
@@ -120,15 +115,6 @@ GPtr<GVariant> daemon_call(const PrivateBus &bus, const char *method, GVariant *
 }
 }  // namespace
 
-bool name_has_owner(const PrivateBus &bus, const std::string &name)
-{
-    GPtr<GVariant> r = daemon_call(bus, "NameHasOwner", g_variant_new("(s)", name.c_str()));
-    gboolean has = FALSE;
-    if (r)
-        g_variant_get(r.get(), "(b)", &has);
-    return has != FALSE;
-}
-
 std::string name_owner(const PrivateBus &bus, const std::string &name)
 {
     GPtr<GVariant> r = daemon_call(bus, "GetNameOwner", g_variant_new("(s)", name.c_str()));
@@ -137,6 +123,11 @@ std::string name_owner(const PrivateBus &bus, const std::string &name)
         return "";
     g_variant_get(r.get(), "(&s)", &owner);
     return owner;
+}
+
+bool name_has_owner(const PrivateBus &bus, const std::string &name)
+{
+    return !name_owner(bus, name).empty();
 }
 
 void GuardedSimTest::SetUp()

@@ -26,7 +26,10 @@ inline constexpr const char kDeviceIface[] = "com.quv.igd1.DeviceInfo";
 // ("[service] tag: message\n"), whatever the service part.
 bool has_message(const LogCapture &log, int priority, const std::string &tag, const std::string &message);
 // True when any captured line contains `needle`.
-bool log_mentions(const LogCapture &log, const std::string &needle);
+inline bool log_mentions(const LogCapture &log, const std::string &needle)
+{
+    return log.contains(needle);
+}
 // All captured lines, for failure output.
 std::string dump(const LogCapture &log);
 // How many lines at LOG_ERR come from `tag`.

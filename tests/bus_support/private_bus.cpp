@@ -79,36 +79,31 @@ bool read_line(int fd, std::string *line, int timeout_ms)
     }
 }
 
-// Terminates a child and returns its exit status (128 + signal when killed).
-int terminate(GPid pid)
-{
-    kill(pid, SIGTERM);
-    int status = 0;
-    for (int i = 0; i < 1000; ++i) {  // up to 10 s (sanitizer builds exit slowly)
-        pid_t r = waitpid(pid, &status, WNOHANG);
-        if (r == pid)
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        if (r < 0)
-            return -1;
-        g_usleep(10000);
-    }
-    kill(pid, SIGKILL);
-    waitpid(pid, &status, 0);
-    return 128 + SIGKILL;
-}
-
-// Terminates a child started by spawn() and closes its output; its exit status, or -1.
+// Terminates a child started by spawn() and closes its output; its exit status (128 +
+// signal when killed), or -1.
 int end_child(GPid &pid, int &fd)
 {
     if (pid <= 0)
         return -1;
-    const int status = terminate(pid);
+    kill(pid, SIGTERM);
+    int status = 0, result = -1;
+    pid_t r = 0;
+    // Up to 10 s: sanitizer builds exit slowly.
+    for (int i = 0; i < 1000 && (r = waitpid(pid, &status, WNOHANG)) == 0; ++i)
+        g_usleep(10000);
+    if (r == 0) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        result = 128 + SIGKILL;
+    } else if (r == pid) {
+        result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
     g_spawn_close_pid(pid);
     pid = 0;
     if (fd >= 0)
         close(fd);
     fd = -1;
-    return status;
+    return result;
 }
 
 int remove_entry(const char *path, const struct stat *, int, struct FTW *)
@@ -135,11 +130,7 @@ std::string gwsim_path()
 
 std::string bus_config_path()
 {
-#ifdef LUMO_BUS_CONFIG_PATH
     return from_env("LUMO_BUS_CONFIG", LUMO_BUS_CONFIG_PATH);
-#else
-    return from_env("LUMO_BUS_CONFIG", "system-bus.conf");
-#endif
 }
 
 GPtr<GVariant> parse_variant(const char *text, const char *type)
@@ -304,10 +295,7 @@ bool PrivateBus::stop()
 
 std::string LoggedCall::args_text() const
 {
-    if (!args)
-        return "";
-    GStr s(g_variant_print(args.get(), TRUE));
-    return s.get();
+    return args ? printed(args.get()) : "";
 }
 
 Simulator::Simulator(PrivateBus &bus, SimulatorOptions options)
@@ -391,15 +379,10 @@ GPtr<GVariant> Simulator::property(const std::string &path, const std::string &i
 
 bool Simulator::control(const char *method, GVariant *args, GPtr<GVariant> *reply)
 {
-    GPtr<GVariant> a = ref_sink(args);
-    GDBusConnection *c = connection();
-    if (!c)
-        return false;
     GPtr<GError> err;
-    GPtr<GVariant> r(g_dbus_connection_call_sync(c, name_.c_str(), kControlPath, kControlIface, method, a.get(),
-                                                 nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, out(err)));
+    GPtr<GVariant> r = call(kControlPath, kControlIface, method, args, out(err));
     if (!r) {
-        ADD_FAILURE() << "simulator " << method << " failed: " << err->message;
+        ADD_FAILURE() << "simulator " << method << " failed: " << (err ? err->message : "no connection");
         return false;
     }
     if (reply)

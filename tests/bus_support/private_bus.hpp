@@ -74,7 +74,6 @@ public:
     Simulator &operator=(const Simulator &) = delete;
 
     bool ok() const { return pid_ > 0 && ready_; }
-    const std::string &bus_name() const { return name_; }
     // Waits for the next "ready" line (e.g. after the bus was restarted).
     bool wait_ready(int timeout_ms = 20000);
     // Stops the simulator; its exit status (0 for a clean exit), or -1.

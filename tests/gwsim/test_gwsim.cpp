@@ -84,35 +84,13 @@ protected:
     Simulator sim{bus};
 };
 
-TEST_F(Gwsim, PropertiesReadAndWriteThroughBothInterfaces)
+// The standard properties interface answers besides the gateway's own, which is the
+// one the library's tests go through.
+TEST_F(Gwsim, StandardPropertiesInterfaceReadsAndWrites)
 {
-    GPtr<GVariant> v = sim.property(kDevice, kDeviceIface, "DBusInterfaceVersion");
-    ASSERT_TRUE(v);
-    EXPECT_EQ(g_variant_get_string(v.get(), nullptr)[2], '2');
-
-    for (const char *props : {kQuvProps, kDBusProps}) {
-        SCOPED_TRACE(props);
-        GPtr<GVariant> all = ok(kDevice, props, "GetAll", g_variant_new("(s)", kDeviceIface));
-        ASSERT_TRUE(all);
-        ASSERT_STREQ(g_variant_get_type_string(all.get()), "(a{sv})");
-        GPtr<GVariant> dict(g_variant_get_child_value(all.get(), 0));
-        GPtr<GVariant> flash(g_variant_lookup_value(dict.get(), "FlashSize", G_VARIANT_TYPE_UINT32));
-        EXPECT_TRUE(flash);
-        GPtr<GVariant> busy(g_variant_lookup_value(dict.get(), "BusinessStatus", G_VARIANT_TYPE_BYTE));
-        EXPECT_TRUE(busy);
-
-        std::string name = std::string("gw-") + props;
-        ok(kDevice, props, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string(name.c_str())));
-        GPtr<GVariant> got = ok(kDevice, props, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
-        EXPECT_EQ(printed(got.get()), "(<'" + name + "'>,)");
-    }
-
-    GPtr<GVariant> multi = parse_variant("{'MemAlarm': <byte 60>, 'MemLimit': <byte 95>}");
-    ok(kSystem, kQuvProps, "SetMulti", g_variant_new("(s@a{sv})", kSysCmd, multi.get()));
-    GPtr<GVariant> alarm = sim.property(kSystem, kSysCmd, "MemAlarm");
-    GPtr<GVariant> limit = sim.property(kSystem, kSysCmd, "MemLimit");
-    EXPECT_EQ(printed(alarm.get()), "byte 0x3c");
-    EXPECT_EQ(printed(limit.get()), "byte 0x5f");
+    ok(kDevice, kDBusProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("gw")));
+    GPtr<GVariant> got = ok(kDevice, kDBusProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
+    EXPECT_EQ(printed(got.get()), "(<'gw'>,)");
 }
 
 TEST_F(Gwsim, PropertyErrors)
@@ -147,12 +125,8 @@ TEST_F(Gwsim, PropertyErrors)
 
 TEST_F(Gwsim, CollectionsAddListAndDelete)
 {
-    GPtr<GVariant> list = ok("/com/quv/igd1/Info/Network/WANConnectionDb", kOM, "GetManagedObjects");
-    ASSERT_TRUE(list);
-    ASSERT_STREQ(g_variant_get_type_string(list.get()), "(a{oa{sa{sv}}})");
-    GPtr<GVariant> map(g_variant_get_child_value(list.get(), 0));
-    EXPECT_EQ(g_variant_n_children(map.get()), 2u);
-
+    // Listing, adding and deleting as such are what lumoctl's tests go through; here
+    // the numbering, the template and the refusals.
     GPtr<GVariant> made = ok(kPortMapping, kOM, "AddObject");
     EXPECT_EQ(printed(made.get()), "(objectpath '/com/quv/igd1/Config/PortMapping/2',)");
     GPtr<GVariant> proto = sim.property("/com/quv/igd1/Config/PortMapping/2", "com.quv.igd1.PortMapping",
@@ -162,10 +136,6 @@ TEST_F(Gwsim, CollectionsAddListAndDelete)
     // Numbers are never handed out twice.
     made = ok(kPortMapping, kOM, "AddObject");
     EXPECT_EQ(printed(made.get()), "(objectpath '/com/quv/igd1/Config/PortMapping/3',)");
-
-    list = ok(kPortMapping, kOM, "GetManagedObjects");
-    map.reset(g_variant_get_child_value(list.get(), 0));
-    EXPECT_EQ(g_variant_n_children(map.get()), 2u);
 
     EXPECT_EQ(fails(kPortMapping, kOM, "DeleteObject", g_variant_new("(o)", "/com/quv/igd1/Config/PortMapping/2")),
               "org.freedesktop.DBus.Error.UnknownObject");
@@ -201,53 +171,18 @@ TEST_F(Gwsim, IntrospectionListsChildrenAndInterfaces)
               "org.freedesktop.DBus.Error.UnknownObject");
 }
 
-TEST_F(Gwsim, ScriptsOverrideRepliesAndErrors)
+// The script features the library tests do not lean on (the others they all use): a
+// reply that is not a tuple is wrapped, and the newest of two matching scripts wins.
+TEST_F(Gwsim, ScriptedReplyIsWrappedAndTheNewestWins)
 {
-    // A wrong reply type for a built-in method, used once.
-    ASSERT_TRUE(sim.script_reply(kDevice, kQuvProps, "Get", "(int32 5,)", 0, true));
-    GPtr<GVariant> r = ok(kDevice, kQuvProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
-    EXPECT_EQ(printed(r.get()), "(5,)");
-    r = ok(kDevice, kQuvProps, "Get", g_variant_new("(ss)", kDeviceIface, "DevName"));
-    EXPECT_EQ(printed(r.get()), "(<'HomeGateway'>,)");
-
-    // A non-tuple reply is wrapped; a script beats the model's own answer.
     ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "uint32 7"));
-    r = ok(kSystem, kSysCmd, "Reboot");
-    EXPECT_EQ(printed(r.get()), "(uint32 7,)");
+    EXPECT_EQ(printed(ok(kSystem, kSysCmd, "Reboot").get()), "(uint32 7,)");
     ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "Reboot", "(uint32 1, 'busy')"));
-    r = ok(kSystem, kSysCmd, "Reboot");
-    EXPECT_EQ(printed(r.get()), "(uint32 1, 'busy')");
-
-    // Errors, with wildcards: every method of every object.
-    ASSERT_TRUE(sim.script_error("", "", "", "org.freedesktop.DBus.Error.LimitsExceeded", "too many requests"));
-    std::string message;
-    EXPECT_EQ(fails(kPortMapping, kOM, "GetManagedObjects", nullptr, &message),
-              "org.freedesktop.DBus.Error.LimitsExceeded");
-    EXPECT_EQ(message, "too many requests");
-    EXPECT_EQ(fails(kSystem, kSysCmd, "Reboot"), "org.freedesktop.DBus.Error.LimitsExceeded");
-
-    ASSERT_TRUE(sim.clear_scripts());
-    r = ok(kSystem, kSysCmd, "Reboot");
-    EXPECT_EQ(printed(r.get()), "(uint32 0, 'OK')");
-
-    // Methods the model does not know can be scripted as well.
-    ASSERT_TRUE(sim.script_reply("/com/quv/igd1/Config/New", "com.quv.igd1.New", "Go", "(uint32 0, '')"));
-    r = ok("/com/quv/igd1/Config/New", "com.quv.igd1.New", "Go");
-    EXPECT_EQ(printed(r.get()), "(uint32 0, '')");
-
-    // A one-shot error, e.g. for roll-back paths.
-    ASSERT_TRUE(sim.script_error(kDevice, kQuvProps, "Set", "com.quv.igd1.Error.ReadOnly", "locked", 0, true));
-    EXPECT_EQ(fails(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("x"))),
-              "com.quv.igd1.Error.ReadOnly");
-    ok(kDevice, kQuvProps, "Set", g_variant_new("(ssv)", kDeviceIface, "DevName", g_variant_new_string("x")));
+    EXPECT_EQ(printed(ok(kSystem, kSysCmd, "Reboot").get()), "(uint32 1, 'busy')");
 }
 
-TEST(GwsimBus, RestartKeepsTheAddressAndTheSimulatorComesBack)
+TEST_F(Gwsim, RestartKeepsTheAddressAndTheSimulatorComesBack)
 {
-    PrivateBus bus;
-    ASSERT_TRUE(bus.ok());
-    Simulator sim(bus);
-    ASSERT_TRUE(sim.ok());
     const std::string before = bus.address();
     ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "DevName", "'kept'"));
     ASSERT_TRUE(bus.restart());
@@ -260,7 +195,6 @@ TEST(GwsimBus, RestartKeepsTheAddressAndTheSimulatorComesBack)
     EXPECT_FALSE(bus.stop());
     EXPECT_TRUE(bus.start());
     ASSERT_TRUE(sim.wait_ready());
-    EXPECT_EQ(sim.stop(), 0);
 }
 
 // Runs lumo-gwsim directly.
@@ -355,12 +289,8 @@ TEST(GwsimModel, BadModelsAreRefusedWithTheGroupNamed)
     }
 }
 
-TEST(GwsimModel, SecondSimulatorOnTheSameBusFails)
+TEST_F(Gwsim, SecondSimulatorOnTheSameBusFails)
 {
-    PrivateBus bus;
-    ASSERT_TRUE(bus.ok());
-    Simulator sim(bus);
-    ASSERT_TRUE(sim.ok());
     RunResult r = run_gwsim({"--address", bus.address()});
     EXPECT_EQ(r.exit_status, 1);
     EXPECT_NE(r.err.find("has another owner"), std::string::npos) << r.err;

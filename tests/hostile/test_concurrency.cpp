@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bus_support/bus_fixture.hpp"
+#include "hostile/registry_reads.hpp"
 #include "lumo3_uci.h"
 #include "support/service_context.hpp"
 #include "support/temp_root.hpp"
@@ -24,24 +25,15 @@ constexpr int kRounds = 6;
 // "rc=N" when the call failed.
 std::string answer(const Entry &e, bool listing)
 {
+    std::string out;
+    auto print = [&](const unsigned char *rec) { out += lumoctl::record_json(*e.table, rec).dump(); };
     if (!listing) {
-        std::vector<unsigned char> rec(e.table->record_size);
-        const int32_t rc = e.get(rec.data());
-        std::string out = rc == 0 ? lumoctl::record_json(*e.table, rec.data()).dump() : "rc=" + std::to_string(rc);
-        lumoctl::release_lists(*e.table, rec.data());
-        return out;
+        const int32_t rc = lumo::test::read_get(e, print);
+        return rc == 0 ? out : "rc=" + std::to_string(rc);
     }
-    void *objs = nullptr;
-    uint32_t n = 0, status = 0;
-    char *message = nullptr;
-    const int32_t rc = e.list(&objs, &n, &status, &message);
-    std::string out = "rc=" + std::to_string(rc) + " n=" + std::to_string(n);
-    for (uint32_t i = 0; rc == 0 && i < n; i++)
-        out += lumoctl::record_json(*e.table, static_cast<char *>(objs) + size_t(i) * e.table->record_size).dump();
-    lumoctl::release_lists(*e.table, objs, n);
-    g_free(objs);
-    g_free(message);
-    return out;
+    uint32_t n = 0;
+    const int32_t rc = lumo::test::read_list(e, "", print, &n);
+    return "rc=" + std::to_string(rc) + " n=" + std::to_string(n) + out;
 }
 
 class Concurrency : public lumo::test::SimTest {};

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bus_support/bus_fixture.hpp"
+#include "hostile/registry_reads.hpp"
 #include "gateway/record.hpp"
 #include "tools/gwsim/hostile.hpp"
 #include "tools/gwsim/service.hpp"
@@ -113,19 +114,12 @@ protected:
         std::vector<std::string> out;
         for (const Entry &e : lumoctl::entries()) {
             std::string path;
-            void *objs = nullptr;
-            uint32_t n = 0, status = 0;
-            char *message = nullptr;
             parents.push_back(lumoctl::first_parent(e));
-            const int32_t rc = e.list ? e.list(&objs, &n, &status, &message)
-                               : e.list_at && !parents.back().empty()
-                                   ? e.list_at(lumo::test::obj_path(parents.back()), &objs, &n, &status, &message)
-                                   : -1;
-            if (rc == 0 && n > 0)
-                path = static_cast<const char *>(objs);
-            lumoctl::release_lists(*e.table, objs, n);
-            g_free(objs);
-            g_free(message);
+            if (e.list || (e.list_at && !parents.back().empty()))
+                lumo::test::read_list(e, parents.back(), [&](const unsigned char *rec) {
+                    if (path.empty())
+                        path = reinterpret_cast<const char *>(rec);
+                });
             out.push_back(path);
         }
         return out;

@@ -8,6 +8,7 @@
 
 #include "bus/connection.hpp"
 #include "bus_support/bus_fixture.hpp"
+#include "hostile/registry_reads.hpp"
 #include "gateway/record.hpp"
 #include "lumo3.h"
 #include "tools/lumoctl/registry.hpp"
@@ -40,34 +41,19 @@ TEST_F(Secrets, RecordValuesNeverReachTheLog)
 {
     size_t checked = 0;
     for (const Entry &e : lumoctl::entries()) {
-        const gw::RecordTable &t = *e.table;
-        if (e.get) {
-            log.clear();
-            std::vector<unsigned char> rec(t.record_size);
-            if (e.get(rec.data()) == 0) {
-                std::vector<std::string> values = secrets_in(t, rec.data());
+        auto check = [&](const char *how) {
+            return [&, how](const unsigned char *rec) {
+                std::vector<std::string> values = secrets_in(*e.table, rec);
                 checked += values.size();
-                expect_unlogged(std::string(e.object) + " get", values);
-            }
-            lumoctl::release_lists(t, rec.data());
-        }
-        if (e.list) {
-            log.clear();
-            void *objs = nullptr;
-            uint32_t n = 0, status = 0;
-            char *message = nullptr;
-            if (e.list(&objs, &n, &status, &message) == 0) {
-                for (uint32_t i = 0; i < n; i++) {
-                    std::vector<std::string> values =
-                        secrets_in(t, static_cast<unsigned char *>(objs) + size_t(i) * t.record_size);
-                    checked += values.size();
-                    expect_unlogged(std::string(e.object) + " list", values);
-                }
-            }
-            lumoctl::release_lists(t, objs, n);
-            g_free(objs);
-            g_free(message);
-        }
+                expect_unlogged(std::string(e.object) + how, values);
+            };
+        };
+        log.clear();
+        if (e.get)
+            lumo::test::read_get(e, check(" get"));
+        log.clear();
+        if (e.list)
+            lumo::test::read_list(e, "", check(" list"));
     }
     EXPECT_GT(checked, 0u) << "no record of the model holds a secret: the sweep proved nothing";
 }

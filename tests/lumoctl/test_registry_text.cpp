@@ -4,10 +4,12 @@
 // and criticals abort the test).
 #include <cstring>
 #include <string>
+#include <utility>
 #include <syslog.h>
 #include <vector>
 
 #include "bus_support/bus_fixture.hpp"
+#include "hostile/registry_reads.hpp"
 #include "lumo3.h"
 #include "tools/lumoctl/registry.hpp"
 
@@ -36,17 +38,11 @@ protected:
             e.get(rec.data());
             lumoctl::release_lists(*e.table, rec.data());
         } else if (e.list || e.list_at) {
-            void *objs = nullptr;
-            uint32_t count = 0, status = 0;
-            char *message = nullptr;
-            const int32_t rc = e.list ? e.list(&objs, &count, &status, &message)
-                                      : e.list_at(lumo::test::obj_path(lumoctl::first_parent(e)), &objs, &count,
-                                                  &status, &message);
-            if (rc == 0 && objs && count > 0)
-                std::memcpy(rec.data(), objs, rec.size());
-            lumoctl::release_lists(*e.table, objs, count);
-            g_free(objs);
-            g_free(message);
+            bool first = true;
+            read_list(e, lumoctl::first_parent(e), [&](const unsigned char *listed) {
+                if (std::exchange(first, false))
+                    std::memcpy(rec.data(), listed, rec.size());
+            });
         }
         // Lists the copy shared with the freed block are emptied.
         for (const Field &f : e.table->fields)

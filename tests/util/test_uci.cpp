@@ -253,29 +253,6 @@ TEST_P(Uci, DevnameFromUci)
     get_devname_from_uci("001122334455", nullptr, 64);
 }
 
-TEST_P(Uci, DevnameStoreTrimming)
-{
-    put("devname", "config devname 'macs'\n");
-    const char *macs[] = {"001122334455", "aabbccddeeff", "001122334466"};
-    for (const char *mac : macs)
-        ASSERT_EQ(uci_write_option("devname", "macs", mac, mac), 0);
-    UciOptionEntry *entries = nullptr;
-    uint32_t count = 0;
-    ASSERT_EQ(uci_read_section("devname", "devname", "macs", &entries, &count), 0);
-    ASSERT_EQ(count, 3u);
-    std::string oldest = entries[0].name;
-    free(entries);
-    EXPECT_EQ(lumo::uci::delete_lines_containing("devname", oldest.c_str()), lumo::uci::kOk);
-    count = 0;
-    uci_read_section("devname", "devname", "macs", nullptr, &count);
-    EXPECT_EQ(count, 2u);
-    char name[64] = "";
-    get_devname_from_uci("001122334455", name, sizeof name);
-    EXPECT_STREQ(name, "");
-    get_devname_from_uci("001122334466", name, sizeof name);
-    EXPECT_STREQ(name, "001122334466");
-}
-
 // Changes staged by the platform's tool ("uci set" and friends, not committed), in
 // the tool's own line format: every read sees them, and a write commits them all.
 TEST_P(Uci, StagedChangesAreReadAndCommittedByAWrite)
