@@ -664,14 +664,61 @@ void load_member(Collection &c, const char *path)
                      on_member_loaded, p);
 }
 
-void on_object_manager_signal(Collection &c, const char *signal, GVariant *params)
+// The log lines of the object-manager signals. Each signal's lines are written,
+// except while the signals logged have taken half of the current second (their lines
+// and their handling): a gateway flooding the bus with announcements would otherwise
+// hold the cache thread on a slow log (a console, a busy syslog daemon), and the
+// signals waiting behind it would pile up without bound. The signals themselves are
+// all handled; the lines left out are counted in one line once the second is over.
+class SignalLogBudget {
+public:
+    // Whether the signal arriving now gets its lines.
+    bool admit()
+    {
+        const gint64 now = g_get_monotonic_time();
+        guint64 left_out = 0;
+        bool admitted;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            if (now - window_ >= G_USEC_PER_SEC) {
+                left_out = skipped_;
+                skipped_ = 0;
+                spent_ = 0;
+                window_ = now;
+            }
+            admitted = spent_ < G_USEC_PER_SEC / 2;
+            if (!admitted)
+                skipped_++;
+        }
+        if (left_out)
+            lumo_log("_multi_instance_proxy_signal_received", LOG_WARNING,
+                     "log lines of %" G_GUINT64_FORMAT " signals left out: the log is too slow for them", left_out);
+        return admitted;
+    }
+    void spent(gint64 since)
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        spent_ += g_get_monotonic_time() - since;
+    }
+
+private:
+    std::mutex mutex_;
+    gint64 window_ = 0;
+    gint64 spent_ = 0;
+    guint64 skipped_ = 0;
+};
+SignalLogBudget g_signal_log;
+static_assert(std::is_trivially_destructible_v<SignalLogBudget>);
+
+void on_object_manager_signal(Collection &c, const char *signal, GVariant *params, bool logged)
 {
     if (std::strcmp(signal, "InterfacesRemoved") == 0) {
         if (!g_variant_is_of_type(params, G_VARIANT_TYPE("(oas)")))
             return;
         const char *path = nullptr;
         g_variant_get_child(params, 0, "&o", &path);
-        lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s", path);
+        if (logged)
+            lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s", path);
         if (!is_member_path(c, path))
             return;
         cancel_pending(c, path);
@@ -705,7 +752,8 @@ void on_object_manager_signal(Collection &c, const char *signal, GVariant *param
     }
     if (!iface)
         return;
-    lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s, interface = %s", path, iface);
+    if (logged)
+        lumo_log("_multi_instance_proxy_signal_received", LOG_ERR, "path = %s, interface = %s", path, iface);
     // Only a direct member of this collection with the members' interface is taken
     // (the WLAN devices' WPS children are not members).
     if (!is_member_path(c, path) || std::strcmp(iface, c.iface) != 0)
@@ -811,10 +859,16 @@ void _multi_instance_proxy_signal_received(GDBusConnection *, const char *sender
 {
     if (!parameters)
         return;
-    lumo::GStr text(lumo::bus::print_value(parameters, LOG_NOTICE));
-    OvanLog(LOG_NOTICE, "Received signal %s: %s.%s %s {%s}\n", sender ? sender : "", path ? path : "",
-            signal ? signal : "", g_variant_get_type_string(parameters), text ? text.get() : "");
-    on_object_manager_signal(*static_cast<Collection *>(user_data), signal ? signal : "", parameters);
+    const bool logged = g_signal_log.admit();
+    const gint64 start = g_get_monotonic_time();
+    if (logged) {
+        lumo::GStr text(lumo::bus::print_value(parameters, LOG_NOTICE));
+        OvanLog(LOG_NOTICE, "Received signal %s: %s.%s %s {%s}\n", sender ? sender : "", path ? path : "",
+                signal ? signal : "", g_variant_get_type_string(parameters), text ? text.get() : "");
+    }
+    on_object_manager_signal(*static_cast<Collection *>(user_data), signal ? signal : "", parameters, logged);
+    if (logged)
+        g_signal_log.spent(start);
 }
 
 LUMO3_API int32_t OvanGetDeviceInfo_Cache(OvanDeviceInfo_t *info)
