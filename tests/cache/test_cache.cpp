@@ -200,6 +200,21 @@ TEST_F(Cache, FreedSlotIsReusedAndListedInSlotOrder)
     EXPECT_STREQ(lanpxyctx.slots[2].path, host_path(9).c_str());
 }
 
+// A member removed while its announced load is still under way is not listed once
+// the load ends (the object itself is still there, so the load would succeed).
+TEST_F(Cache, MemberRemovedWhileLoadingStaysOut)
+{
+    ASSERT_EQ(lan_hosts().count, 3u);
+    for (int n = 10; n < 20; n++) {
+        add_host(n, "0000000000" + std::to_string(n));
+        signal(kHosts, "InterfacesRemoved",
+               ("(objectpath '" + host_path(n) + "', ['com.quv.igd1.LANHost'])").c_str());
+    }
+    add_host(20, "000000000020");  // loaded after all the others
+    ASSERT_TRUE(wait_until([&] { return !macs(lan_hosts()).empty() && macs(lan_hosts()).back() == "000000000020"; }));
+    EXPECT_EQ(lan_hosts().count, 4u);
+}
+
 TEST_F(Cache, FirstFillStopsAtSixtyFourSlotsAndFurtherAddsAreIgnored)
 {
     for (int i = 4; i <= 70; i++)
