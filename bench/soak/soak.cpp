@@ -374,8 +374,9 @@ struct Run {
     std::atomic<bool> done{false};
     std::mutex mutex;  // guards the rest
     std::vector<Window> windows;
-    std::vector<std::pair<double, size_t>> failures;  // time, op
-    std::vector<uint64_t> op_failures;
+    std::vector<std::pair<double, size_t>> failures;  // time, op; not yet told inside from outside
+    std::vector<uint64_t> op_failures;                // outside the windows, per op
+    uint64_t inside = 0, outside = 0;
 };
 
 void worker(Run &run, unsigned thread)
@@ -403,6 +404,24 @@ bool in_window(const Run &run, double t)
         if (t >= w.from && t <= w.to)
             return true;
     return false;
+}
+
+// Counts the failures so far as inside or outside the windows known now (every later
+// window opens after them), so that the soak's own records stay bounded.
+void tally(Run &run)
+{
+    std::lock_guard<std::mutex> lock(run.mutex);
+    for (const auto &[t, k] : run.failures) {
+        if (in_window(run, t)) {
+            run.inside++;
+        } else {
+            run.outside++;
+            run.op_failures[k]++;
+            if (getenv("SOAK_DEBUG"))
+                fprintf(stderr, "failure at %.2f s: %s\n", t, run.ops[k].name.c_str());
+        }
+    }
+    run.failures.clear();
 }
 
 int usage(int code)
@@ -575,6 +594,7 @@ int main(int argc, char **argv)
             std::lock_guard<std::mutex> lock(run.mutex);
             run.windows.push_back(w);
         }
+        tally(run);
         next_restart = now_s(run.start) + opt.restart_every;
     }
     run.done = true;
@@ -582,17 +602,8 @@ int main(int argc, char **argv)
         t.join();
     const double elapsed = now_s(run.start);
 
-    uint64_t outside = 0, inside = 0;
-    for (const auto &[t, k] : run.failures) {
-        if (in_window(run, t)) {
-            inside++;
-        } else {
-            outside++;
-            run.op_failures[k]++;
-            if (getenv("SOAK_DEBUG"))
-                fprintf(stderr, "failure at %.2f s: %s\n", t, run.ops[k].name.c_str());
-        }
-    }
+    tally(run);
+    const uint64_t outside = run.outside, inside = run.inside;
     printf("calls: %lu in %.1f s, %.0f calls/s\n", run.calls.load(), elapsed,
            static_cast<double>(run.calls) / elapsed);
     printf("restarts: %u of the gateway (one of them of the bus daemon)\n", restarts);
