@@ -665,7 +665,7 @@ void load_member(Collection &c, const char *path)
 }
 
 // The log lines of the object-manager signals. Each signal's lines are written,
-// except while the signals logged have taken half of the current second (their lines
+// except while the signals logged have taken a tenth of the current second (their lines
 // and their handling): a gateway flooding the bus with announcements would otherwise
 // hold the cache thread on a slow log (a console, a busy syslog daemon), and the
 // signals waiting behind it would pile up without bound. The signals themselves are
@@ -686,7 +686,7 @@ public:
                 spent_ = 0;
                 window_ = now;
             }
-            admitted = spent_ < G_USEC_PER_SEC / 2;
+            admitted = spent_ < G_USEC_PER_SEC / 10;
             if (!admitted)
                 skipped_++;
         }
