@@ -17,8 +17,9 @@ using namespace lumo::test;
 constexpr const char kHosts[] = "/com/quv/igd1/Config/LANHosts";
 constexpr const char kOM[] = "com.quv.igd1.ObjectManager";
 
+// Never destroyed: the cache thread may still log while the test process exits.
 std::mutex g_lock;
-std::vector<std::string> g_lines;  // under g_lock
+std::vector<std::string> &g_lines = *new std::vector<std::string>;  // under g_lock
 
 void open_nothing(const char *, int, int) {}
 void close_nothing() {}
