@@ -308,6 +308,7 @@ TEST_F(Properties, RefusedInputSendsNothing)
         {"null_interface", kGw, kObj, nullptr, "Name"},
         {"empty_interface", kGw, kObj, "", "Name"},
         {"null_property", kGw, kObj, kIface, nullptr},
+        {"property_not_utf8", kGw, kObj, kIface, "Na\xffme"},
     };
     for (const BadInput &c : cases) {
         SCOPED_TRACE(c.what);
@@ -318,7 +319,7 @@ TEST_F(Properties, RefusedInputSendsNothing)
         EXPECT_EQ(OvanDBusSetProperty(c.service, c.path, c.iface, c.prop, g_variant_new_string("x")), -1);
         EXPECT_GE(errors_from(log, "OvanDBusGetProperty"), 1u) << dump();
         EXPECT_GE(errors_from(log, "OvanDBusSetProperty"), 1u) << dump();
-        if (!c.prop)  // the property name is not part of the others
+        if (!c.prop || !g_utf8_validate(c.prop, -1, nullptr))  // the property name is not part of the others
             continue;
         EXPECT_EQ(OvanDBusGetAllProperty(c.service, c.path, c.iface, &out), -1);
         EXPECT_EQ(out, nullptr);
