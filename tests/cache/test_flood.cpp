@@ -63,7 +63,7 @@ TEST_F(CacheFlood, SlowLogDoesNotHoldTheCacheBack)
     const char *gone = "(@o '/com/quv/igd1/Config/LANHosts/900', ['com.quv.igd1.LANHost'])";
     for (size_t i = 0; i < kSignals; i++)
         ASSERT_TRUE(sim.emit_signal(kHosts, kOM, "InterfacesRemoved", parse_variant(gone).release()));
-    ASSERT_TRUE(sim.add_object(std::string(kHosts) + "/901", "{'com.quv.igd1.LANHost': {'MAC': <'020000000901'>}}"));
+    ASSERT_TRUE(sim.add_object("/com/quv/igd1/Config/LANHosts/901", "{'com.quv.igd1.LANHost': {'MAC': <'020000000901'>}}"));
     // The announcement after the flood is handled, whether it got its lines or not.
     EXPECT_TRUE(wait_until([&] { return host_count() == before + 1; }, 20000));
     EXPECT_LT(lines_with("/com/quv/igd1/Config/LANHosts/900"), kSignals) << "every signal got its lines";
