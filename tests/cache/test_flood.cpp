@@ -68,10 +68,11 @@ TEST_F(CacheFlood, SlowLogDoesNotHoldTheCacheBack)
     EXPECT_TRUE(wait_until([&] { return host_count() == before + 1; }, 20000));
     EXPECT_LT(lines_with("/com/quv/igd1/Config/LANHosts/900"), kSignals) << "every signal got its lines";
 
-    // The next signal after the second is over counts what was left out.
+    // The next signal after the second is over counts what was left out (on a slow
+    // machine the flood itself may have spanned more than one second).
     g_usleep(static_cast<gulong>(std::max<gint64>(0, start + 1100 * 1000 - g_get_monotonic_time())));
     ASSERT_TRUE(sim.emit_signal(kHosts, kOM, "InterfacesRemoved", parse_variant(gone).release()));
-    EXPECT_TRUE(wait_until([] { return lines_with("signals left out: the log is too slow for them") == 1; }));
+    EXPECT_TRUE(wait_until([] { return lines_with("signals left out: the log is too slow for them") >= 1; }));
 }
 
 }  // namespace
