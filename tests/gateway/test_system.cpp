@@ -92,10 +92,6 @@ TEST_F(Device, DeviceName)
     v = sim.property(kDevice, kDeviceIface, "DevName");
     EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "");
     EXPECT_TRUE(log.contains("OvanDeviceSetDevName: Enter, devname()", 7));
-
-    ASSERT_TRUE(sim.script_error(kDevice, "com.quv.igd1.Properties", "Set", "org.freedesktop.DBus.Error.AccessDenied",
-                                 "no"));
-    EXPECT_EQ(OvanDeviceSetDevName("x"), -1);
 }
 
 }  // namespace device
@@ -177,7 +173,9 @@ protected:
     size_t sent() { return sim.count_calls(kSystem); }
 };
 
-TEST_F(SysCmd, EveryCommandCallsItsMethod)
+// Each command's call, then its own failure text and lines (the word and message
+// themselves: test_registry.cpp).
+TEST_F(SysCmd, EveryCommandCallsItsMethodAndLogsItsFailures)
 {
     for (const Command &c : commands()) {
         SCOPED_TRACE(c.tag);
@@ -192,17 +190,7 @@ TEST_F(SysCmd, EveryCommandCallsItsMethod)
         EXPECT_EQ(calls[0].iface, kSysCmd);
         EXPECT_EQ(calls[0].method, c.method);
         EXPECT_EQ(calls[0].args_text(), c.args);
-    }
-    EXPECT_TRUE(logged(7, "OvanSysCmdUpgrade", "enter, url(http://fw.example/img), mode(6), method(1), needreboot(7)"));
-    EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(0)"));
-}
 
-// The word and message themselves: test_registry.cpp; here each command's own
-// failure text and lines.
-TEST_F(SysCmd, FailuresAndRefusals)
-{
-    for (const Command &c : commands()) {
-        SCOPED_TRACE(c.tag);
         ASSERT_TRUE(sim.script_error(kSystem, kSysCmd, c.method, kFailed, "refused", 0, true));
         Outputs failed;
         EXPECT_EQ(c.call(&failed.status, &failed.errmsg), -1);
@@ -210,13 +198,15 @@ TEST_F(SysCmd, FailuresAndRefusals)
         EXPECT_TRUE(logged(3, c.tag, c.fail_line));
 
         ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, c.method, "(uint32 9, 'busy')", 0, true));
-        Outputs out;
-        EXPECT_EQ(c.call(&out.status, &out.errmsg), -1);
+        Outputs busy;
+        EXPECT_EQ(c.call(&busy.status, &busy.errmsg), -1);
         if (std::strcmp(c.method, "SetLOID") == 0)
             EXPECT_TRUE(logged(7, c.tag, "error (busy)"));
         else
             EXPECT_TRUE(logged(3, c.tag, std::string("Call ") + c.tag + "() errmsg [busy]."));
     }
+    EXPECT_TRUE(logged(7, "OvanSysCmdUpgrade", "enter, url(http://fw.example/img), mode(6), method(1), needreboot(7)"));
+    EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(0)"));
     EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(9)"));
 }
 
@@ -233,12 +223,8 @@ TEST_F(SysCmd, RefusedInputsSendNothing)
     const Refusal refusals[] = {
         {"OvanSysCmdSetLOID", [](uint32_t *s, char **e) { return OvanSysCmdSetLOID("", "pw", "BEJ", s, e); },
          "Invalid Parameters: empty loid or invalid provoice", "Invalid Parameters: empty loid or invalid provoice"},
-        {"OvanSysCmdSetLOID", [](uint32_t *s, char **e) { return OvanSysCmdSetLOID(nullptr, "pw", "BEJ", s, e); },
-         "Invalid Parameters: empty loid or invalid provoice", "Invalid Parameters: empty loid or invalid provoice"},
         {"OvanSysCmdSetLOID", [](uint32_t *s, char **e) { return OvanSysCmdSetLOID("L1", "pw", "XYZ", s, e); },
          "Invalid Parameters: empty loid or invalid provoice", "Invalid Parameters: empty loid or invalid provoice"},
-        {"OvanSysCmdSetDateTime", [](uint32_t *s, char **e) { return OvanSysCmdSetDateTime(nullptr, s, e); },
-         "Invalid datetime", "Invalid datetime"},
         {"OvanSysCmdSetDateTime",
          [](uint32_t *s, char **e) { return OvanSysCmdSetDateTime("2024-13-01 00:00:00", s, e); },
          "Invalid datetime", "Invalid datetime"},
@@ -264,12 +250,6 @@ TEST_F(SysCmd, RefusedInputsSendNothing)
          params, "Invalid Parameters"},
         {"OvanSysCmdUploadTroubleLocationInfo",
          [](uint32_t *s, char **e) { return OvanSysCmdUploadTroubleLocationInfo("", "ALL", s, e); }, params,
-         "Invalid Parameters"},
-        {"OvanSysCmdUploadTroubleLocationInfo",
-         [](uint32_t *s, char **e) { return OvanSysCmdUploadTroubleLocationInfo("http://u", "BOGUS", s, e); },
-         params, "Invalid Parameters"},
-        {"OvanSysCmdStartCollectionDebugInfo",
-         [](uint32_t *s, char **e) { return OvanSysCmdStartCollectionDebugInfo(nullptr, "ALL", 1, s, e); }, params,
          "Invalid Parameters"},
         {"OvanSysCmdStartCollectionDebugInfo",
          [](uint32_t *s, char **e) { return OvanSysCmdStartCollectionDebugInfo("http://u", "wifi", 1, s, e); },
@@ -322,13 +302,7 @@ TEST_F(SysCmd, PasswordGetters)
     Outputs out;
     ASSERT_EQ(OvanSysCmdGetTAPasswd(&pw, &out.status, &out.errmsg), 0);
     EXPECT_STREQ(pw, "admin#8x2Lq");
-    EXPECT_EQ(out.status, 0u);
-    EXPECT_EQ(out.msg(), "<untouched>");
     EXPECT_TRUE(logged(7, "OvanSysCmdGetTAPasswd", "enter."));
-    g_free(pw);
-    pw = nullptr;
-    ASSERT_EQ(OvanSysCmdGetUAPasswd(&pw, nullptr, nullptr), 0);
-    EXPECT_STREQ(pw, "user7Kp2");
     g_free(pw);
 
     // A refusal still hands the password over.
@@ -337,8 +311,6 @@ TEST_F(SysCmd, PasswordGetters)
     Outputs refused;
     EXPECT_EQ(OvanSysCmdGetUAPasswd(&pw, &refused.status, &refused.errmsg), -1);
     EXPECT_STREQ(pw, "stillgiven");
-    EXPECT_EQ(refused.status, 5u);
-    EXPECT_EQ(refused.msg(), "locked");
     g_free(pw);
 
     // An empty password leaves the output alone; a failed call clears it.
@@ -351,7 +323,6 @@ TEST_F(SysCmd, PasswordGetters)
     Outputs failed;
     EXPECT_EQ(OvanSysCmdGetTAPasswd(&pw, &failed.status, &failed.errmsg), -1);
     EXPECT_EQ(pw, nullptr);
-    EXPECT_EQ(failed.status, 1u);
     EXPECT_EQ(failed.msg(), "Failed to call GetTAPasswd() function.");
 }
 
@@ -360,11 +331,8 @@ TEST_F(SysCmd, PasswordsStayOutOfTheWrappersLog)
     const char *secrets[] = {"Loid#Pass1", "UaCheck#22", "UaSet#333", "TaCheck#4444", "TaGot#55555", "UaGot#666666"};
     uint32_t st = 0;
     char *pw = nullptr;
-    OvanSysCmdSetLOID("L1", secrets[0], "BEJ", &st, nullptr);
+    // Accepted commands: test_secrets.cpp; here refused, read back and failing ones.
     OvanSysCmdSetLOID("", secrets[0], "BEJ", &st, nullptr);
-    OvanSysCmdCheckUAPasswd(secrets[1], &st, nullptr);
-    OvanSysCmdSetUAPasswd(secrets[2], &st, nullptr);
-    OvanSysCmdCheckTAPasswd(secrets[3], &st, nullptr);
     OvanSysCmdCheckTAPasswd(secrets[3], nullptr, nullptr);
     ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "GetTAPasswd", g_variant_new("(sus)", secrets[4], 0u, "")));
     ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "GetUAPasswd", g_variant_new("(sus)", secrets[5], 3u, "no")));
@@ -372,7 +340,6 @@ TEST_F(SysCmd, PasswordsStayOutOfTheWrappersLog)
     g_free(pw);
     OvanSysCmdGetUAPasswd(&pw, &st, nullptr);
     g_free(pw);
-    // The commands failing and refusing, too.
     for (const char *m : {"CheckUAPasswd", "SetUAPasswd", "CheckTAPasswd"})
         sim.script_reply(kSystem, kSysCmd, m, "(uint32 1, 'wrong')", 0, true);
     OvanSysCmdCheckUAPasswd(secrets[1], &st, nullptr);
@@ -394,10 +361,6 @@ TEST_F(SysCmd, ConfigBlock)
 {
     OvanSystemCmdConfig_t cfg{};
     ASSERT_EQ(OvanGetSystemCmdConfig(&cfg), 0);
-    ASSERT_TRUE(sim.script_error(kSystem, "", "GetAll", kFailed, "down", 0, true));
-    EXPECT_EQ(OvanGetSystemCmdConfig(&cfg), -1);
-    EXPECT_TRUE(logged(3, "OvanGetSystemCmdConfig", "OvanDBusGetAllProperty return -1"));
-
     EXPECT_EQ(OvanSetSystemCmdConfig(nullptr), -1);
     EXPECT_TRUE(logged(3, "OvanSetSystemCmdConfig", "enter, NULL parameter."));
     const uint8_t refused[][2] = {{49, 80}, {101, 80}, {80, 49}, {80, 101}};
@@ -415,10 +378,8 @@ TEST_F(SysCmd, ConfigBlock)
     cfg.UpgradeStatus = 3;  // not written
     ASSERT_EQ(OvanSetSystemCmdConfig(&cfg), 0);
     EXPECT_TRUE(logged(7, "OvanSetSystemCmdConfig", "enter, MemAlarm(50), MemLimit(100)"));
-    auto calls = sim.call_log();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].method, "SetMulti");
-    EXPECT_EQ(calls[0].args_text(), "('com.quv.igd1.SysCmd', {'MemAlarm': <byte 0x32>, 'MemLimit': <byte 0x64>})");
+    EXPECT_EQ(printed(last_args(sim, "SetMulti").get()),
+              "('com.quv.igd1.SysCmd', {'MemAlarm': <byte 0x32>, 'MemLimit': <byte 0x64>})");
 }
 
 }  // namespace syscmd
@@ -937,8 +898,6 @@ struct Sent {
     const char *keys = nullptr;  // SetMulti: the dictionary's keys
 };
 
-void PrintTo(const Sent &c, std::ostream *os) { *os << c.name; }
-
 class Sends : public SpeedTest, public testing::WithParamInterface<Sent> {};
 
 TEST_P(Sends, ExactArguments)
@@ -1029,8 +988,6 @@ std::string failed_line(const StartCase &c, int ret)
     GPtr<char> line(g_strdup_printf(c.fail_line, ret));
     return line.get();
 }
-
-void PrintTo(const StartCase &c, std::ostream *os) { *os << c.name; }
 
 class Start : public SpeedTest, public testing::WithParamInterface<StartCase> {};
 
@@ -1219,8 +1176,6 @@ struct Check {
     const char *line;               // the end of a line at LOG_ERR; null: accepted
     const char *message = nullptr;  // reported with status 1; null: nothing reported
 };
-
-void PrintTo(const Check &c, std::ostream *os) { *os << c.name; }
 
 class Checks : public GwTest, public testing::WithParamInterface<Check> {};
 
