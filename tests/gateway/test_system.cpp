@@ -3,7 +3,6 @@
 // test_registry.cpp).
 #include <cstring>
 #include <functional>
-#include <ostream>
 #include <string>
 #include <syslog.h>
 #include <vector>
@@ -30,37 +29,35 @@ constexpr const char kDevice[] = "/com/quv/igd1/Info/Device";
 
 using Device = GwTest;
 
-struct CapabilityCase {
-    const char *capability;
-    uint32_t wifi;
-    uint32_t usb;
-};
-
-void PrintTo(const CapabilityCase &c, std::ostream *os) { *os << '"' << c.capability << '"'; }
-
-class Capability : public Device, public testing::WithParamInterface<CapabilityCase> {};
-
-TEST_P(Capability, Fields)
+TEST_F(Device, CapabilityFields)
 {
-    ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "Capability",
-                                 ("'" + std::string(GetParam().capability) + "'").c_str()));
-    uint32_t wifi = 7, usb = 7;
-    EXPECT_EQ(OvanSupportWiFi(&wifi), 0);
-    EXPECT_EQ(OvanSupportUSB(&usb), 0);
-    EXPECT_EQ(wifi, GetParam().wifi);
-    EXPECT_EQ(usb, GetParam().usb);
+    struct Case {
+        const char *capability;
+        uint32_t wifi, usb;
+    };
+    const Case cases[] = {
+        {"0;0;1;0;1", 1, 1},
+        {"1;1;1", 0, 1},  // fields 4 and 5 missing
+        {"0;0;0;1;0", 1, 0},
+        {"", 0, 0},
+        {"0;0;x;y;2", 1, 0},  // not numbers count as 0
+        {";;;;", 0, 0},
+        {"0;0;0;0;0;1", 0, 0},  // a sixth field is ignored
+        // a field is cut to 15 characters before it is converted
+        {"0;0;0000000000000001;0;0", 0, 0},
+        {"0;0;000000000000001;0;0", 0, 1},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.capability);
+        const std::string text = "'" + std::string(c.capability) + "'";
+        ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "Capability", text.c_str()));
+        uint32_t wifi = 7, usb = 7;
+        EXPECT_EQ(OvanSupportWiFi(&wifi), 0);
+        EXPECT_EQ(OvanSupportUSB(&usb), 0);
+        EXPECT_EQ(wifi, c.wifi);
+        EXPECT_EQ(usb, c.usb);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Strings, Capability,
-    testing::Values(CapabilityCase{"0;0;1;0;1", 1, 1}, CapabilityCase{"1;1;0;0;0", 0, 0},
-                    CapabilityCase{"1;1;1", 0, 1},            // fields 4 and 5 missing
-                    CapabilityCase{"0;0;0;1;0", 1, 0}, CapabilityCase{"", 0, 0},
-                    CapabilityCase{"0;0;x;y;2", 1, 0},        // not numbers count as 0
-                    CapabilityCase{";;;;", 0, 0}, CapabilityCase{"0;0;0;0;0;1", 0, 0},  // a sixth field is ignored
-                    // a field is cut to 15 characters before it is converted
-                    CapabilityCase{"0;0;0000000000000001;0;0", 0, 0},
-                    CapabilityCase{"0;0;000000000000001;0;0", 0, 1}));
 
 TEST_F(Device, CapabilityUnreadableCountsAsPresent)
 {
