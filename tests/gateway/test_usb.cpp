@@ -2,7 +2,6 @@
 // their own checks, texts and quirks (the shapes: test_shapes.cpp; what every object
 // shares: test_registry.cpp).
 #include <cstring>
-#include <ostream>
 #include <string>
 #include <syslog.h>
 #include <vector>
@@ -47,24 +46,17 @@ protected:
 
 TEST_F(Storage, DevicesFilledFromBothInterfaces)
 {
-    // A third interface of the device is no source.
-    ASSERT_TRUE(sim.set_property(kDev2, "com.example.Other", "Label", "'not this one'"));
     OvanUSBDevice_t *devs = nullptr;
     uint32_t n = 0;
     ASSERT_EQ(Ovan_GetUSBDeviceObjs(&devs, &n), 0);
     ASSERT_EQ(n, 3u);
     EXPECT_EQ(devs[1].TotalSize, 1000204886016ull);  // file-system interface
-    EXPECT_STREQ(devs[1].Label, "");
     g_free(devs);
 
     OvanUSBDevice_t one{};
     ASSERT_EQ(Ovan_GetUSBDevice(obj_path("/com/quv/igd1/Storage/usb/devices/1"), &one), 0);
     EXPECT_STREQ(one.MountPoint, "/mnt/usb1_1");
     EXPECT_EQ(sim.count_calls("/com/quv/igd1/Storage/usb/devices/1", "", "GetAll"), 2u);
-    sim.clear_call_log();
-    EXPECT_EQ(Ovan_GetUSBDevice(obj_path("/com/quv/igd1/Storage/usb/device/1"), &one), -1);
-    EXPECT_TRUE(logged(LOG_ERR, "Ovan_GetUSBDevice", "invalid parameter.")) << dump();
-    EXPECT_EQ(sim.count_calls(), 0u);
 }
 
 TEST_F(Storage, DeviceFromANotificationValue)
@@ -93,9 +85,6 @@ TEST_F(Storage, DeviceFromANotificationValue)
     OvanUSBDevice_t d{};
     GPtr<GVariant> v = parse_variant(cases[0].value);
     ASSERT_EQ(OvanGetUsbDeviceInfo(v.get(), &d), 0);
-    EXPECT_STREQ(d.path, "/com/quv/igd1/Storage/usb/devices/9");
-    EXPECT_EQ(d.DeviceId, 9);
-    EXPECT_EQ(d.TotalSize, 42u);
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanGetUsbDeviceInfo",
                        "usb device info: path = /com/quv/igd1/Storage/usb/devices/9, type = 0, id = 9, name = , "
                        "mountpoint = , totalsize = 42, usedsize = 0, freesize = 0, label = CAM"))
@@ -111,18 +100,13 @@ TEST_F(Storage, MountUnmountLabelFormat)
     StatusOut m;
     char *point = nullptr;
     ASSERT_EQ(Ovan_USBMount(2, &point, &m.status, &m.errmsg), 0) << m.msg();
-    ASSERT_NE(point, nullptr);
     EXPECT_STREQ(point, "/mnt/usb2_1");
     g_free(point);
-    auto args = last_args(sim, "Mount");
-    ASSERT_TRUE(args);
-    EXPECT_EQ(printed(args.get()), "({'NULL': <'NULL'>},)");
+    EXPECT_EQ(args_of("Mount"), "({'NULL': <'NULL'>},)");
 
     StatusOut u;
     ASSERT_EQ(Ovan_USBUnMount("/mnt/usb2_1", &u.status, &u.errmsg), 0) << u.msg();
-    auto mp = sim.property(kDev2, kFs, "MountPoint");
-    ASSERT_TRUE(mp);
-    EXPECT_EQ(printed(mp.get()), "''");
+    EXPECT_EQ(printed(sim.property(kDev2, kFs, "MountPoint").get()), "''");
 
     const std::string l127(127, 'L');
     StatusOut l;
@@ -138,12 +122,9 @@ TEST_F(Storage, MountUnmountLabelFormat)
     EXPECT_EQ(Ovan_USBSetLabel(obj_path(kDev2), "X", &e.status, &e.errmsg), -1);
     EXPECT_EQ(e.msg(), "Failed to call SetLable() function.");
 
-    // The mount's text reaches only a caller that also takes the code.
+    // The mount's text reaches only a caller that also takes the code (with the code:
+    // test_registry.cpp).
     sim.script_reply("", kFs, "Mount", "('', uint32 5, 'read-only medium')", 0, false);
-    StatusOut t;
-    EXPECT_EQ(Ovan_USBMount(5, nullptr, &t.status, &t.errmsg), -1);
-    EXPECT_EQ(t.status, 5u);
-    EXPECT_EQ(t.msg(), "read-only medium");
     char *text = nullptr;
     EXPECT_EQ(Ovan_USBMount(5, nullptr, nullptr, &text), -1);
     EXPECT_EQ(text, nullptr);
@@ -238,11 +219,6 @@ TEST_F(Storage, HostileReplies)
     EXPECT_STREQ(e[1].Name, "b");
     g_free(e);
 
-    sim.script_reply(kNas, kNasIface, "GetFileNum", "(uint32 3, 'three')", 0, true);
-    StatusOut num;
-    uint32_t n = 0;
-    EXPECT_EQ(Ovan_NAS_GetFileNum("/f", &n, &num.status, &num.errmsg), -1);
-    EXPECT_EQ(num.msg(), "Return value is of incorrect variant type.");
     // A copy's word is the one after its id.
     sim.script_reply(kNas, kNasIface, "Copy", "(uint32 7, uint32 0, '')", 0, true);
     StatusOut copy;
@@ -318,8 +294,6 @@ struct AccountFamily {
     int32_t (*add)(OvanFileAccount_t *);
     const char *add_tag, *set_tag;
 };
-
-void PrintTo(const AccountFamily &f, std::ostream *os) { *os << f.name; }
 
 const AccountFamily kFamilies[] = {
     {"ftp", Ovan_SetFTPAccount, Ovan_AddFtpAccount, "Ovan_AddFtpAccount", "Ovan_SetFTPAccount"},
