@@ -1008,9 +1008,7 @@ TEST_F(VoiceCWMP, ListingRepliesThatDoNotFit)
         const char *message;
     };
     for (const Case &c : {
-             Case{"GetParameterValues", "(@a(ss) [], uint32 5, 'busy')", 5, "busy"},
              Case{"GetParameterValues", "([('N', 'V')], uint32 0)", 1, "Return value is of incorrect variant type."},
-             Case{"GetParameterNames", "([('N', 'V')], uint32 0, '')", 1, "Return value is of incorrect variant type."},
              Case{"GetParameterNames", "(@a(sb) [], uint32 2, 'no such path')", 2, "no such path"},
          }) {
         ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, c.method, c.reply));
@@ -1049,17 +1047,7 @@ TEST_F(VoiceCWMP, SetParameterValuesSendsEveryPairInOrder)
     OvanCWMPParamValue_t pairs[2] = {{"A.B", "1"}, {"", "x"}};
     std::memset(pairs[1].Name, 'N', sizeof pairs[1].Name);  // filled to the last byte
     ASSERT_EQ(OvanCWMPSetParameterValues(pairs, 2, nullptr, nullptr), 0);
-    GPtr<GVariant> args = last_args(sim, "SetParameterValues");
-    ASSERT_TRUE(args);
-    GPtr<GVariant> list(g_variant_get_child_value(args.get(), 0));
-    ASSERT_EQ(g_variant_n_children(list.get()), 2u);
-    const char *name = nullptr, *value = nullptr;
-    g_variant_get_child(list.get(), 0, "(&s&s)", &name, &value);
-    EXPECT_STREQ(name, "A.B");
-    EXPECT_STREQ(value, "1");
-    g_variant_get_child(list.get(), 1, "(&s&s)", &name, &value);
-    EXPECT_EQ(std::strlen(name), 512u);
-    EXPECT_STREQ(value, "x");
+    EXPECT_EQ(args_of("SetParameterValues"), "([('A.B', '1'), ('" + std::string(512, 'N') + "', 'x')],)");
 }
 
 // Reads the gateway's record, changes it, writes it back.
