@@ -39,9 +39,7 @@ TEST_F(Device, CapabilityFields)
         {"0;0;1;0;1", 1, 1},
         {"1;1;1", 0, 1},  // fields 4 and 5 missing
         {"0;0;0;1;0", 1, 0},
-        {"", 0, 0},
         {"0;0;x;y;2", 1, 0},  // not numbers count as 0
-        {";;;;", 0, 0},
         {"0;0;0;0;0;1", 0, 0},  // a sixth field is ignored
         // a field is cut to 15 characters before it is converted
         {"0;0;0000000000000001;0;0", 0, 0},
@@ -63,11 +61,9 @@ TEST_F(Device, CapabilityUnreadableCountsAsPresent)
 {
     ASSERT_TRUE(sim.script_error(kDevice, "com.quv.igd1.Properties", "Get", "org.freedesktop.DBus.Error.Failed",
                                  "gone"));
-    uint32_t wifi = 0, usb = 0;
+    uint32_t wifi = 0;  // the USB question shares the reading
     EXPECT_NE(OvanSupportWiFi(&wifi), 0);
     EXPECT_EQ(wifi, 1u);
-    EXPECT_NE(OvanSupportUSB(&usb), 0);
-    EXPECT_EQ(usb, 1u);
     EXPECT_EQ(OvanSupportWiFi(nullptr), -1);
 }
 
@@ -93,8 +89,6 @@ TEST_F(Device, DeviceName)
 // System commands: every command's call, checks and texts, the password getters,
 // and passwords kept out of the log; the configuration block.
 namespace syscmd {
-
-using Outputs = StatusOut;
 
 constexpr const char kSystem[] = "/com/quv/igd1/Tevra/System";
 constexpr const char kSysCmd[] = "com.quv.igd1.SysCmd";
@@ -174,7 +168,7 @@ TEST_F(SysCmd, EveryCommandCallsItsMethodAndLogsItsFailures)
     for (const Command &c : commands()) {
         SCOPED_TRACE(c.tag);
         sim.clear_call_log();
-        Outputs out;
+        StatusOut out;
         EXPECT_EQ(c.call(&out.status, &out.errmsg), 0);
         auto calls = sim.call_log();
         ASSERT_EQ(calls.size(), 1u);
@@ -182,13 +176,13 @@ TEST_F(SysCmd, EveryCommandCallsItsMethodAndLogsItsFailures)
         EXPECT_EQ(calls[0].args_text(), c.args);
 
         ASSERT_TRUE(sim.script_error(kSystem, kSysCmd, c.method, kFailed, "refused", 0, true));
-        Outputs failed;
+        StatusOut failed;
         EXPECT_EQ(c.call(&failed.status, &failed.errmsg), -1);
         EXPECT_EQ(failed.msg(), c.fail_message);
         EXPECT_TRUE(logged(3, c.tag, c.fail_line));
 
         ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, c.method, "(uint32 9, 'busy')", 0, true));
-        Outputs busy;
+        StatusOut busy;
         EXPECT_EQ(c.call(&busy.status, &busy.errmsg), -1);
         if (std::strcmp(c.method, "SetLOID") == 0)
             EXPECT_TRUE(logged(7, c.tag, "error (busy)"));
@@ -196,7 +190,6 @@ TEST_F(SysCmd, EveryCommandCallsItsMethodAndLogsItsFailures)
             EXPECT_TRUE(logged(3, c.tag, std::string("Call ") + c.tag + "() errmsg [busy]."));
     }
     EXPECT_TRUE(logged(7, "OvanSysCmdUpgrade", "enter, url(http://fw.example/img), mode(6), method(1), needreboot(7)"));
-    EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(0)"));
     EXPECT_TRUE(logged(7, "OvanSysCmdUploadTroubleLocationInfo", "Exit, res(9)"));
 }
 
@@ -252,7 +245,7 @@ TEST_F(SysCmd, RefusedInputsSendNothing)
     for (const Refusal &r : refusals) {
         SCOPED_TRACE(r.tag);
         log.clear();
-        Outputs out;
+        StatusOut out;
         EXPECT_EQ(r.call(&out.status, &out.errmsg), -1);
         EXPECT_EQ(out.status, 1u);
         EXPECT_EQ(out.msg(), r.message);
@@ -260,10 +253,9 @@ TEST_F(SysCmd, RefusedInputsSendNothing)
         EXPECT_EQ(r.call(nullptr, nullptr), -1);  // optional outputs stay optional
     }
     // The mandatory status: an acceptable request without it is refused as well.
-    Outputs a, b, c;
-    EXPECT_EQ(OvanSysCmdCheckTAPasswd("secret", nullptr, &a.errmsg), -1);
-    EXPECT_EQ(OvanSysCmdUploadTroubleLocationInfo("http://u", "ALL", nullptr, &b.errmsg), -1);
-    EXPECT_EQ(OvanSysCmdStartCollectionDebugInfo("http://u", "ALL", 5, nullptr, &c.errmsg), -1);
+    EXPECT_EQ(OvanSysCmdCheckTAPasswd("secret", nullptr, nullptr), -1);
+    EXPECT_EQ(OvanSysCmdUploadTroubleLocationInfo("http://u", "ALL", nullptr, nullptr), -1);
+    EXPECT_EQ(OvanSysCmdStartCollectionDebugInfo("http://u", "ALL", 5, nullptr, nullptr), -1);
     EXPECT_EQ(sent(), 0u);
 }
 
@@ -276,8 +268,7 @@ TEST_F(SysCmd, AcceptedBoundaries)
     EXPECT_EQ(OvanSysCmdSetUAPasswd(p20.c_str(), &st, nullptr), 0);
     EXPECT_EQ(OvanSysCmdUpgrade("a.b", 0, 0, 0, &st, nullptr), 0);
     EXPECT_EQ(OvanSysCmdSetLOID("L1", "pw", "BEJ", &st, nullptr), 0);
-    EXPECT_EQ(OvanSysCmdUploadTroubleLocationInfo("http://u", "FRAMEWORK", &st, nullptr), 0);
-    EXPECT_EQ(sent(), 6u);
+    EXPECT_EQ(sent(), 5u);
     auto calls = sim.call_log();
     EXPECT_EQ(calls[3].args_text(), "('a.b', uint32 0, uint32 0, false)");
     EXPECT_EQ(calls[4].args_text(), "('L1', 'pw', 'BEJ')");
@@ -285,16 +276,10 @@ TEST_F(SysCmd, AcceptedBoundaries)
 
 TEST_F(SysCmd, PasswordGetters)
 {
-    char *pw = nullptr;
-    Outputs out;
-    ASSERT_EQ(OvanSysCmdGetTAPasswd(&pw, &out.status, &out.errmsg), 0);
-    EXPECT_TRUE(logged(7, "OvanSysCmdGetTAPasswd", "enter."));
-    g_free(pw);
-
     // A refusal still hands the password over.
     ASSERT_TRUE(sim.script_reply(kSystem, kSysCmd, "GetUAPasswd", "('stillgiven', uint32 5, 'locked')", 0, true));
-    pw = nullptr;
-    Outputs refused;
+    char *pw = nullptr;
+    StatusOut refused;
     EXPECT_EQ(OvanSysCmdGetUAPasswd(&pw, &refused.status, &refused.errmsg), -1);
     EXPECT_STREQ(pw, "stillgiven");
     g_free(pw);
@@ -306,10 +291,11 @@ TEST_F(SysCmd, PasswordGetters)
     EXPECT_EQ(OvanSysCmdGetTAPasswd(&pw, nullptr, nullptr), 0);
     EXPECT_EQ(pw, sentinel);
     ASSERT_TRUE(sim.script_error(kSystem, kSysCmd, "GetTAPasswd", kFailed, "no", 0, true));
-    Outputs failed;
+    StatusOut failed;
     EXPECT_EQ(OvanSysCmdGetTAPasswd(&pw, &failed.status, &failed.errmsg), -1);
     EXPECT_EQ(pw, nullptr);
     EXPECT_EQ(failed.msg(), "Failed to call GetTAPasswd() function.");
+    EXPECT_TRUE(logged(7, "OvanSysCmdGetTAPasswd", "enter."));
 }
 
 TEST_F(SysCmd, PasswordsStayOutOfTheWrappersLog)
@@ -432,18 +418,17 @@ TEST_F(LanHost, PathByMacReplyHandling)
 {
     struct Case {
         const char *reply;  // null: the call fails
-        int32_t ret;
         uint32_t status;
         const char *path;     // "stale": left as it was
-        const char *message;  // null: left untouched
+        const char *message;
         const char *line;
     };
     const Case cases[] = {
-        {"(objectpath '/com/quv/igd1/Config/LANHosts/1', uint32 5, 'no such host')", -1, 5, nullptr, "no such host",
+        {"(objectpath '/com/quv/igd1/Config/LANHosts/1', uint32 5, 'no such host')", 5, nullptr, "no such host",
          "Call OvanGetLANHostPathbyMAC() return 5, errmsg [no such host]."},
-        {"('/com/quv/igd1/Config/LANHosts/1', uint32 0, '')", -1, 1, "stale",
+        {"('/com/quv/igd1/Config/LANHosts/1', uint32 0, '')", 1, "stale",
          "Return value is of incorrect variant type.", "Return value is of incorrect variant type (sus)."},
-        {nullptr, -1, 1, "stale", "Failed to call GetLANHostPathbyMAC() function.",
+        {nullptr, 1, "stale", "Failed to call GetLANHostPathbyMAC() function.",
          "Failed to call GetLANHostPathbyMAC()."},
     };
     for (const Case &c : cases) {
@@ -458,13 +443,11 @@ TEST_F(LanHost, PathByMacReplyHandling)
         char *path = stale;
         uint32_t status = 77;
         char *msg = nullptr;
-        EXPECT_EQ(OvanGetLANHostPathbyMAC(kMac1, &path, &status, &msg), c.ret);
+        EXPECT_EQ(OvanGetLANHostPathbyMAC(kMac1, &path, &status, &msg), -1);
         EXPECT_EQ(status, c.status);
         EXPECT_STREQ(path, c.path);
         EXPECT_STREQ(msg, c.message);
-        if (c.line) {
-            EXPECT_TRUE(log.contains(c.line, LOG_ERR)) << c.line;
-        }
+        EXPECT_TRUE(log.contains(c.line, LOG_ERR)) << c.line;
         if (path != stale)
             g_free(path);
         g_free(msg);
@@ -802,6 +785,7 @@ using SpeedTest = GwTest;
 
 const std::string kTicket64(64, 'k');
 const std::string kURL1024 = "http://" + std::string(1024 - 7, 'u');
+const std::string kRFU32(32, 'r');
 
 // ---- what is sent ----
 
@@ -831,12 +815,8 @@ TEST_F(SpeedTest, SendsExactArguments)
              "('com.quv.igd1.SpeedTestLocal', {'Enable': <true>, 'SpeedType': <byte 0x02>})"},
         Sent{"local_rfu2_only", [] { return OvanSetSpeedTestLocalConfigv4(0, 0, "", "b"); }, "SetMulti", "",
              "Enable,SpeedType,RFU2"},
-        Sent{"local_both_widest",
-             [] {
-                 const std::string r(32, 'r');
-                 return OvanSetSpeedTestLocalConfigv4(0, 3, r.c_str(), "b");
-             },
-             "SetMulti", "", "Enable,SpeedType,RFU1,RFU2"},
+        Sent{"local_both_widest", [] { return OvanSetSpeedTestLocalConfigv4(0, 3, kRFU32.c_str(), "b"); }, "SetMulti",
+             "", "Enable,SpeedType,RFU1,RFU2"},
         // Of the other families.
         Sent{"voip_simulate",
              [] {
@@ -979,38 +959,26 @@ TEST_F(VoiceCWMP, ListingsSendTheirArgumentsAndFillRows)
     ASSERT_EQ(n, 3u);
     EXPECT_STREQ(names[2].Name, "InternetGatewayDevice.ManagementServer.URL");
     EXPECT_EQ(names[2].Writable, 1);
-    EXPECT_EQ(names[0].Writable, 0);
     g_free(names);
 }
 
+// A reply of another shape and a refusal (its word and message: test_registry.cpp):
+// no rows, the count as it was.
 TEST_F(VoiceCWMP, ListingRepliesThatDoNotFit)
 {
-    struct Case {
-        const char *method;
-        const char *reply;
-        uint32_t status;
-        const char *message;
-    };
-    for (const Case &c : {
-             Case{"GetParameterValues", "([('N', 'V')], uint32 0)", 1, "Return value is of incorrect variant type."},
-             Case{"GetParameterNames", "(@a(sb) [], uint32 2, 'no such path')", 2, "no such path"},
-         }) {
-        ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, c.method, c.reply));
-        StatusOut out;
-        uint32_t n = 77;
-        void *rows = nullptr;
-        const int32_t ret =
-            std::strcmp(c.method, "GetParameterNames") == 0
-                ? OvanCWMPGetParameterNames("A.", 0, reinterpret_cast<OvanCWMPParamName_t **>(&rows), &n, &out.status,
-                                            &out.errmsg)
-                : OvanCWMPGetParameterValues("A", reinterpret_cast<OvanCWMPParamValue_t **>(&rows), &n, &out.status,
-                                             &out.errmsg);
-        EXPECT_EQ(ret, -1) << c.reply;
-        EXPECT_EQ(out.status, c.status) << c.reply;
-        EXPECT_EQ(out.msg(), c.message) << c.reply;
-        EXPECT_EQ(n, 77u) << c.reply;
-        EXPECT_EQ(rows, nullptr) << c.reply;
-    }
+    ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, "GetParameterValues", "([('N', 'V')], uint32 0)"));
+    ASSERT_TRUE(sim.script_reply(kCWMP, kCWMPIface, "GetParameterNames", "(@a(sb) [], uint32 2, 'no such path')"));
+    StatusOut out;
+    uint32_t n = 77;
+    OvanCWMPParamValue_t *vals = nullptr;
+    OvanCWMPParamName_t *names = nullptr;
+    EXPECT_EQ(OvanCWMPGetParameterValues("A", &vals, &n, &out.status, &out.errmsg), -1);
+    EXPECT_EQ(out.status, 1u);
+    EXPECT_EQ(out.msg(), "Return value is of incorrect variant type.");
+    EXPECT_EQ(OvanCWMPGetParameterNames("A.", 0, &names, &n, nullptr, nullptr), -1);
+    EXPECT_EQ(n, 77u);
+    EXPECT_EQ(vals, nullptr);
+    EXPECT_EQ(names, nullptr);
 }
 
 TEST_F(VoiceCWMP, SetParameterValuesSendsEveryPairInOrder)
@@ -1088,7 +1056,7 @@ TEST_F(Checks, RefusedBeforeTheBusOrSent)
         Check{"local_speed_type_4", [](StatusOut &) { return OvanSetSpeedTestLocalConfigv4(1, 4, "", ""); },
               "OvanSetSpeedTestLocalConfigv4: invalid parameters"},
         Check{"local_rfu2_33",
-              [](StatusOut &) { return OvanSetSpeedTestLocalConfigv4(1, 0, "", std::string(33, 'r').c_str()); },
+              [](StatusOut &) { return OvanSetSpeedTestLocalConfigv4(1, 0, "", (kRFU32 + "r").c_str()); },
               "OvanSetSpeedTestLocalConfigv4: invalid parameters"},
         Check{"result_null", [](StatusOut &) { return OvanGetHttpDownloadTestResult(nullptr); },
               "OvanGetHttpDownloadTestResult: invalid parameter: NULL input."},
@@ -1162,7 +1130,6 @@ TEST_F(Checks, RefusedBeforeTheBusOrSent)
               "OvanSetDHCPV6Server: Invalid parameter MinAddress (10.0.0.2) / MaxAddress (::ffff)."},
         Check{"dhcp_max_empty", dhcp([](D &r) { r.MaxAddress[0] = '\0'; }),
               "OvanSetDHCPV6Server: Invalid parameter MinAddress (::2) / MaxAddress ()."},
-        Check{"ra_as_read", ra([](R &) {}), nullptr},
         Check{"ra_bounds", ra([](R &r) {
                   r.MaxRtrAdvInterval = 4;
                   r.MinRtrAdvInterval = 3;

@@ -95,23 +95,20 @@ TEST_F(Storage, DeviceFromANotificationValue)
 
 TEST_F(Storage, MountUnmountLabelFormat)
 {
-    StatusOut m;
+    StatusOut o;  // every call here succeeds: no message is handed out
     char *point = nullptr;
-    ASSERT_EQ(Ovan_USBMount(2, &point, &m.status, &m.errmsg), 0) << m.msg();
+    ASSERT_EQ(Ovan_USBMount(2, &point, &o.status, &o.errmsg), 0) << o.msg();
     EXPECT_STREQ(point, "/mnt/usb2_1");
     g_free(point);
     EXPECT_EQ(args_of("Mount"), "({'NULL': <'NULL'>},)");
 
-    StatusOut u;
-    ASSERT_EQ(Ovan_USBUnMount("/mnt/usb2_1", &u.status, &u.errmsg), 0) << u.msg();
+    ASSERT_EQ(Ovan_USBUnMount("/mnt/usb2_1", &o.status, &o.errmsg), 0) << o.msg();
     EXPECT_EQ(printed(sim.property(kDev2, kFs, "MountPoint").get()), "''");
 
     const std::string l127(127, 'L');
-    StatusOut l;
-    ASSERT_EQ(Ovan_USBSetLabel(obj_path(kDev2), l127.c_str(), &l.status, &l.errmsg), 0) << l.msg();
+    ASSERT_EQ(Ovan_USBSetLabel(obj_path(kDev2), l127.c_str(), &o.status, &o.errmsg), 0) << o.msg();
     EXPECT_EQ(printed(sim.property(kDev2, kFs, "Label").get()), "'" + l127 + "'");
-    StatusOut f;
-    ASSERT_EQ(Ovan_USBFormat(obj_path(kDev2), &f.status, &f.errmsg), 0) << f.msg();
+    ASSERT_EQ(Ovan_USBFormat(obj_path(kDev2), &o.status, &o.errmsg), 0) << o.msg();
     EXPECT_EQ(printed(sim.property(kDev2, kFs, "UsedSize").get()), "uint64 0");
 
     // A failed call names the method, with SetLabel's failure text as it is spelled.
