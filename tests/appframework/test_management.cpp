@@ -64,14 +64,6 @@ int stop_service_from_callback() { return OvanDBusStopService(); }
 
 const OvanAppMgtFuncs_t kFull = {stop_ok, reload_fails, restore_ok, echo, stats};
 
-std::vector<std::string> method_names(GDBusNodeInfo *node)
-{
-    std::vector<std::string> names;
-    for (GDBusMethodInfo **m = node->interfaces[0]->methods; m && *m; ++m)
-        names.emplace_back((*m)->name);
-    return names;
-}
-
 class Management : public BusTest {
 protected:
     void TearDown() override
@@ -126,7 +118,10 @@ TEST_F(Management, InterfaceHasAMethodPerCallbackInFixedOrder)
         GDBusNodeInfo *node = reg(c.funcs);
         ASSERT_NE(node, nullptr) << dump();
         EXPECT_STREQ(node->interfaces[0]->name, kMgt);
-        EXPECT_EQ(method_names(node), c.want);
+        Names names;
+        for (GDBusMethodInfo **m = node->interfaces[0]->methods; m && *m; ++m)
+            names.emplace_back((*m)->name);
+        EXPECT_EQ(names, c.want);
         EXPECT_EQ(qzr_dbus_service_context->mgt_funcs, c.funcs);
     }
     // Only the first registration reached the bus; the later ones were refused.

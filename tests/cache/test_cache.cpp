@@ -21,7 +21,6 @@ using lumo::GPtr;
 constexpr const char kHosts[] = "/com/quv/igd1/Config/LANHosts";
 constexpr const char kHostIface[] = "com.quv.igd1.LANHost";
 constexpr const char kWLAN[] = "/com/quv/igd1/Config/WLAN/Devices";
-constexpr const char kWLANIface[] = "com.quv.igd1.WLANConfiguration";
 
 template <typename T>
 struct List {
@@ -303,7 +302,7 @@ TEST_F(Cache, WLANDevicesAreTheDirectMembersOnly)
     g_free(direct);
     g_free(cached);
     ASSERT_TRUE(sim.clear_call_log());
-    ASSERT_TRUE(sim.set_property(std::string(kWLAN) + "/1", kWLANIface, "SSID", "'renamed'"));
+    ASSERT_TRUE(sim.set_property(std::string(kWLAN) + "/1", "com.quv.igd1.WLANConfiguration", "SSID", "'renamed'"));
     EXPECT_TRUE(wait_until([] {
         OvanWLANDeviceCache_t *l = nullptr;
         uint32_t c = 0;

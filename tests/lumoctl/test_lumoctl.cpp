@@ -17,9 +17,6 @@ using Json = nlohmann::json;
 
 constexpr const char *kPortMapping = "/com/quv/igd1/Config/PortMapping";
 constexpr const char *kPortMappingIface = "com.quv.igd1.PortMapping";
-constexpr const char *kWiFi = "/com/quv/igd1/Info/WiFi";
-constexpr const char *kSystem = "/com/quv/igd1/Tevra/System";
-constexpr const char *kSysCmd = "com.quv.igd1.SysCmd";
 
 std::string lumoctl_path()
 {
@@ -93,7 +90,7 @@ TEST_F(LumoctlTest, SetGoesThroughTheLibrary)
     Outcome r = lumoctl({"wifi", "set", "Enable2G=false"});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(r.out, "updated /com/quv/igd1/Info/WiFi: Enable2G\n");
-    EXPECT_EQ(text(sim.property(kWiFi, "com.quv.igd1.WiFiInfo", "Enable2G")), "false");
+    EXPECT_EQ(text(sim.property("/com/quv/igd1/Info/WiFi", "com.quv.igd1.WiFiInfo", "Enable2G")), "false");
 
     std::string rule = std::string(kPortMapping) + "/1";
     r = lumoctl({"--json", "portmap", "set", rule, "ExternalPort=9090", "Description=moved"});
@@ -165,7 +162,7 @@ TEST_F(LumoctlTest, CommandPrintsWordMessageAndResult)
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.out.rfind("status   0\n", 0), 0u) << r.out;
 
-    sim.script_reply(kSystem, kSysCmd, "Reboot", "(uint32 7, 'busy now')");
+    sim.script_reply("/com/quv/igd1/Tevra/System", "com.quv.igd1.SysCmd", "Reboot", "(uint32 7, 'busy now')");
     r = lumoctl({"--json", "system", "reboot", "--yes"});
     EXPECT_EQ(r.code, 3);
     EXPECT_EQ(r.json()["status"], 7);
