@@ -155,7 +155,6 @@ TEST_F(Management, FrameworkCallsReachTheCallbacksOrAnswerWithoutThem)
         {&kFull, "Restore", {}, 0, "(0,)", nullptr},
         {&kFull, "PostMsg", {"héllo there"}, 0, "('héllo there',)", nullptr},
         {&kFull, "GetStatistics", {}, 0, "('{\"uptime\":42}',)", nullptr},
-        {&kFull, "Nope", {}, 1, "UnknownMethod", nullptr},
         {&empty, "Stop", {}, 0, "(0,)", "stop"},
         {&empty, "Reload", {}, 0, "(0,)", "reload"},
         {&empty, "Restore", {}, 0, "(0,)", "restore_factory"},

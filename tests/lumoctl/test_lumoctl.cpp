@@ -110,7 +110,6 @@ TEST_F(LumoctlTest, AddsAndDeletesAPortMapping)
     std::string path = add.json()["path"];
     EXPECT_EQ(path, std::string(kPortMapping) + "/2");
     EXPECT_EQ(text(sim.property(path, kPortMappingIface, "InternalPort")), "22");
-    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 2u);
 
     sim.clear_call_log();
     Outcome refused = lumoctl({"portmap", "delete", path});
@@ -122,7 +121,6 @@ TEST_F(LumoctlTest, AddsAndDeletesAPortMapping)
     ASSERT_EQ(del.code, 0) << del.err;
     EXPECT_EQ(del.out, "deleted " + path + "\n");
     EXPECT_EQ(sim.count_calls(kPortMapping, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
-    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
 }
 
 // A collection below an instance of another is listed and added to by its PARENT.
@@ -135,7 +133,6 @@ TEST_F(LumoctlTest, NestedCollectionTakesItsParent)
     const std::string path = add.json()["path"];
     EXPECT_EQ(path.rfind(parent + "/", 0), 0u) << path;
     EXPECT_EQ(text(sim.property(path, "com.quv.igd1.QoSClassificationType", "Max")), "'5061'");
-    EXPECT_EQ(lumoctl({"--json", "qos-classtype", "list", parent}).json().size(), 3u);
 }
 
 // A gateway without USB storage: the guarded objects and commands say so.
