@@ -149,11 +149,10 @@ TEST_F(Cache, LANHostListFilledOnceThenServedFromMemory)
     ASSERT_TRUE(sim.set_property(host_path(2), kHostIface, "HostName", "'tablet'"));
     EXPECT_TRUE(wait_until([] { return std::string(lan_hosts().items.at(1).HostName) == "tablet"; }));
 
-    List<OvanLANHostCache_t> online;
     OvanLANHostCache_t *raw = nullptr;
-    online.ret = OvanGetOnlineDeviceList_Cache(&raw, &online.count);
-    ASSERT_EQ(online.ret, 0);
-    ASSERT_EQ(online.count, 2u);
+    uint32_t online = 0;
+    ASSERT_EQ(OvanGetOnlineDeviceList_Cache(&raw, &online), 0);
+    ASSERT_EQ(online, 2u);
     EXPECT_STREQ(raw[1].HostName, "tablet");
     EXPECT_STREQ(raw[1].Brand, "Pixelon");
     g_free(raw);

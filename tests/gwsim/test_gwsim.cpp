@@ -264,7 +264,6 @@ TEST(GwsimModel, BadModelsAreRefusedWithTheGroupNamed)
         int status;
         const char *needle;  // in standard output on success, else in standard error
     } runs[] = {
-        {{"--help"}, 0, "--write-address-file"},
         {{"--print-default-model"}, 0, "[/com/quv/igd1/Info/Device com.quv.igd1.DeviceInfo]"},
         {{"--address", "unix:path=/nonexistent/bus"}, 1, "cannot connect"},  // a clear failure, not a hang
     };

@@ -61,7 +61,6 @@ TEST_P(Uci, ReadOption)
         {"net", "@iface[-1]", "proto", 0, "dhcp"},
         // Not found in any way: result 0, buffer untouched.
         {"net", "lan", "nosuch", 0, "sentinel"},
-        {"net", "nosuch", "proto", 0, "sentinel"},
         {"net", "@iface[5]", "proto", 0, "sentinel"},
         {"nopkg", "lan", "proto", 0, "sentinel"},
         {"net", "lan.proto", "x", 0, "sentinel"},  // parts cannot smuggle in more parts
