@@ -10,9 +10,11 @@
 #include <atomic>
 #include <chrono>
 #include <cinttypes>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
+#include <malloc.h>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
@@ -58,6 +60,8 @@ struct Sample {
     double at;
     uint64_t calls;
     long rss_kb, fds, threads;
+    long anon_kb, file_kb;  // RSS split: private memory, and pages of mapped files (code)
+    long heap_kb;           // held by the program as malloc sees it (its per-thread caches count as held)
 };
 
 long status_field(const char *name)
@@ -89,20 +93,59 @@ long open_fds()
 
 Sample sample(double at, uint64_t calls)
 {
-    return {at, calls, status_field("VmRSS"), open_fds(), status_field("Threads")};
+#ifdef __GLIBC__
+    const struct mallinfo2 m = mallinfo2();
+    const long heap_kb = static_cast<long>((m.uordblks + m.hblkhd) / 1024);
+#else
+    const long heap_kb = -1;
+#endif
+    return {at, calls, status_field("VmRSS"), open_fds(), status_field("Threads"), status_field("RssAnon"),
+            status_field("RssFile"), heap_kb};
 }
 
-// Least-squares slope of the second half of (s, KiB) samples: the trend once warm.
-double rss_slope(const std::vector<std::pair<double, long>> &at)
-{
-    double n = 0, sx = 0, sy = 0, sxx = 0, sxy = 0;
-    for (size_t i = at.size() / 2; i < at.size(); i++, n++) {
-        const double x = at[i].first, y = static_cast<double>(at[i].second);
-        sx += x, sy += y, sxx += x * x, sxy += x * y;
+// The soak's own figures take fixed memory, or they would show in what they measure.
+
+// Latencies in 1% steps from 1 us to 100 s.
+class Latencies {
+public:
+    void add(double ms)
+    {
+        const double step = std::log(std::max(ms, kLowMs) / kLowMs) / std::log(kRatio);
+        buckets_[std::min(static_cast<size_t>(step), kBuckets - 1)]++;
+        count_++;
+        max_ = std::max(max_, ms);
     }
-    const double d = n * sxx - sx * sx;
-    return d > 0 ? (n * sxy - sx * sy) / d : 0;
-}
+    uint64_t count() const { return count_; }
+    double max() const { return max_; }
+    // The upper bound of the bucket that holds quantile q.
+    double at(double q) const
+    {
+        const auto want = static_cast<uint64_t>(q * static_cast<double>(count_ - 1));
+        uint64_t seen = 0;
+        for (size_t i = 0; i < kBuckets; i++)
+            if ((seen += buckets_[i]) > want)
+                return std::min(max_, kLowMs * std::pow(kRatio, static_cast<double>(i + 1)));
+        return max_;
+    }
+
+private:
+    static constexpr double kLowMs = 0.001, kRatio = 1.01;
+    static constexpr size_t kBuckets = 1852;  // log(1e8) / log(1.01)
+    uint64_t buckets_[kBuckets] = {};
+    uint64_t count_ = 0;
+    double max_ = 0;
+};
+
+// Least-squares slope of (s, KiB) samples, summed as they come.
+struct Slope {
+    double n = 0, sx = 0, sy = 0, sxx = 0, sxy = 0;
+    void add(double x, double y) { n++, sx += x, sy += y, sxx += x * x, sxy += x * y; }
+    double value() const
+    {
+        const double d = n * sxx - sx * sx;
+        return d > 0 ? (n * sxy - sx * sy) / d : 0;
+    }
+};
 
 // ---- the hosted service ----
 
@@ -525,9 +568,9 @@ int main(int argc, char **argv)
         into.push_back(sample(now_s(run.start), run.calls));
     };
 
-    std::vector<double> latency_ms;  // management calls probed every 100 ms
+    Latencies latency;  // management calls probed every 100 ms
     long rss_max = 0;
-    std::vector<std::pair<double, long>> rss_at;  // (s, KiB) with each probe
+    Slope rss_trend;  // over the second half of the run
     double next_probe = 0;
     while (next_mark < 3) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -535,9 +578,11 @@ int main(int argc, char **argv)
             next_probe = now_s(run.start) + 0.1;
             auto t0 = Clock::now();
             if (run_management(nullptr, 0, 1) == 0)
-                latency_ms.push_back(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
-            rss_at.emplace_back(now_s(run.start), status_field("VmRSS"));
-            rss_max = std::max(rss_max, rss_at.back().second);
+                latency.add(std::chrono::duration<double, std::milli>(Clock::now() - t0).count());
+            const long rss = status_field("VmRSS");
+            rss_max = std::max(rss_max, rss);
+            if (progress() >= 0.5)
+                rss_trend.add(now_s(run.start), static_cast<double>(rss));
         }
         const double p = progress();
         if (p >= marks[next_mark]) {
@@ -585,8 +630,8 @@ int main(int argc, char **argv)
                 break;
         }
         agree_after.push_back(took);
-        fprintf(stderr, "soak: %.1f s: %s restarted, caches %s after %.3f s\n", back,
-                whole_bus ? "bus daemon" : "gateway", agreed ? "agree" : "DISAGREE", took);
+        fprintf(stderr, "soak: %.1f s: %s restarted, caches %s after %.3f s; RSS before it %ld KiB\n", back,
+                whole_bus ? "bus daemon" : "gateway", agreed ? "agree" : "DISAGREE", took, steady.back().rss_kb);
         if (!agreed)
             disagreements++;
         w.to = now_s(run.start) + 1.0;  // calls in flight at the restart end by then
@@ -618,8 +663,10 @@ int main(int argc, char **argv)
     printf("caches equal to the gateway after each restart: %zu of %zu, slowest %.3f s\n",
            agree_after.size() - disagreements, agree_after.size(), worst);
     for (size_t i = 0; i < samples.size(); i++)
-        printf("at %3.0f%%: %" PRIu64 " calls, RSS %ld KiB, %ld fds, %ld threads\n", marks[i] * 100,
-               samples[i].calls, samples[i].rss_kb, samples[i].fds, samples[i].threads);
+        printf("at %3.0f%%: %" PRIu64 " calls, RSS %ld KiB (anon %ld, file %ld), heap in use %ld KiB, %ld fds, "
+               "%ld threads\n",
+               marks[i] * 100, samples[i].calls, samples[i].rss_kb, samples[i].anon_kb, samples[i].file_kb,
+               samples[i].heap_kb, samples[i].fds, samples[i].threads);
 
     // Growth after warm-up: the first steady sample (after the caches and the first
     // calls of every kind) against the last figures.
@@ -627,7 +674,9 @@ int main(int argc, char **argv)
     if (!steady.empty()) {
         const Sample &a = steady.front(), &b = samples.back();
         const double rss_growth = 100.0 * static_cast<double>(b.rss_kb - a.rss_kb) / static_cast<double>(a.rss_kb);
-        printf("after warm-up (%.1f s): RSS %+.2f%%, fds %+ld, threads %+ld\n", a.at, rss_growth, b.fds - a.fds,
+        printf("after warm-up (%.1f s): RSS %+.2f%% (anon %+ld KiB, file %+ld KiB), heap in use %+ld KiB, fds %+ld, "
+               "threads %+ld\n",
+               a.at, rss_growth, b.anon_kb - a.anon_kb, b.file_kb - a.file_kb, b.heap_kb - a.heap_kb, b.fds - a.fds,
                b.threads - a.threads);
         const long slack = opt.ci ? 2 : 0;
         const double rss_limit_kb = opt.ci ? static_cast<double>(a.rss_kb) * 0.25 + 4096
@@ -635,14 +684,11 @@ int main(int argc, char **argv)
         leak = b.fds - a.fds > slack || b.threads - a.threads > slack ||
                static_cast<double>(b.rss_kb - a.rss_kb) > rss_limit_kb;
     }
-    if (!latency_ms.empty()) {
-        std::sort(latency_ms.begin(), latency_ms.end());
-        auto at = [&](double q) { return latency_ms[static_cast<size_t>(q * static_cast<double>(latency_ms.size() - 1))]; };
-        printf("management calls: %zu probes, median %.2f ms, 99%% %.2f ms, max %.2f ms; highest RSS %ld KiB\n",
-               latency_ms.size(), at(0.5), at(0.99), latency_ms.back(), rss_max);
-    }
-    if (opt.flood && rss_at.size() > 20)
-        printf("RSS slope over the second half: %+.1f KiB/s\n", rss_slope(rss_at));
+    if (latency.count())
+        printf("management calls: %" PRIu64 " probes, median %.2f ms, 99%% %.2f ms, max %.2f ms; highest RSS %ld KiB\n",
+               latency.count(), latency.at(0.5), latency.at(0.99), latency.max(), rss_max);
+    if (opt.flood && rss_trend.n > 10)
+        printf("RSS slope over the second half: %+.1f KiB/s\n", rss_trend.value());
     if (opt.flood && !caches_agree()) {
         printf("caches differ from the gateway under the flood\n");
         disagreements++;

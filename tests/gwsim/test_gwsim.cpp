@@ -49,7 +49,7 @@ protected:
 
     // The D-Bus error name of a call that must fail.
     std::string fails(const std::string &path, const std::string &iface, const std::string &method,
-                      GVariant *args = nullptr, std::string *message = nullptr)
+                      GVariant *args = nullptr)
     {
         GPtr<GError> err;
         GPtr<GVariant> r = sim.call(path, iface, method, args, out(err));
@@ -57,10 +57,6 @@ protected:
         if (!err)
             return "";
         GStr name(g_dbus_error_get_remote_error(err.get()));
-        if (message) {
-            g_dbus_error_strip_remote_error(err.get());
-            *message = err->message;
-        }
         return name ? name.get() : "";
     }
 
@@ -93,24 +89,20 @@ TEST_F(Gwsim, StandardPropertiesInterfaceReadsAndWrites)
     EXPECT_EQ(printed(got.get()), "(<'gw'>,)");
 }
 
+// The refusals the library's property tests do not already provoke from the simulator.
 TEST_F(Gwsim, PropertyErrors)
 {
     struct Case {
         const char *path, *iface, *method, *args, *error;
     };
     const Case cases[] = {
-        {"/com/quv/igd1/Info/Nothing", kQuvProps, "Get", "('com.quv.igd1.DeviceInfo', 'DevName')", "UnknownObject"},
-        {kDevice, kQuvProps, "Get", "('com.quv.igd1.NoSuch', 'DevName')", "UnknownInterface"},
         {"/com/quv/igd1/Info", kQuvProps, "GetAll", "('com.quv.igd1.DeviceInfo',)", "UnknownInterface"},
         {kDevice, kDBusProps, "Get", "('com.quv.igd1.DeviceInfo', 'NoSuch')", "UnknownProperty"},
-        {kDevice, kQuvProps, "Set", "('com.quv.igd1.DeviceInfo', 'DevName', <uint32 5>)", "InvalidArgs"},
         {kDevice, kQuvProps, "Get", "('com.quv.igd1.DeviceInfo',)", "InvalidArgs"},
         {kDevice, kDBusProps, "SetMulti", "('com.quv.igd1.DeviceInfo', @a{sv} {})", "UnknownMethod"},
         // One bad entry refuses the whole write.
         {kDevice, kQuvProps, "SetMulti", "('com.quv.igd1.DeviceInfo', {'DevName': <'x'>, 'RamSize': <'big'>})",
          "InvalidArgs"},
-        {kDevice, kQuvProps, "SetMulti", "('com.quv.igd1.DeviceInfo', {'DevName': <'x'>, 'Nope': <1>})",
-         "UnknownProperty"},
         {kDevice, "com.quv.igd1.Other", "Frob", "()", "UnknownInterface"},
         {kDevice, kDeviceIface, "Frob", "()", "UnknownMethod"},
     };
@@ -181,20 +173,14 @@ TEST_F(Gwsim, ScriptedReplyIsWrappedAndTheNewestWins)
     EXPECT_EQ(printed(ok(kSystem, kSysCmd, "Reboot").get()), "(uint32 1, 'busy')");
 }
 
-TEST_F(Gwsim, RestartKeepsTheAddressAndTheSimulatorComesBack)
+TEST_F(Gwsim, SimulatorComesBackAfterABusRestartWithItsModel)
 {
-    const std::string before = bus.address();
     ASSERT_TRUE(sim.set_property(kDevice, kDeviceIface, "DevName", "'kept'"));
     ASSERT_TRUE(bus.restart());
-    EXPECT_EQ(bus.address(), before);
     ASSERT_TRUE(sim.wait_ready());
     // The model survives the bus restart.
     GPtr<GVariant> v = sim.property(kDevice, kDeviceIface, "DevName");
     EXPECT_EQ(printed(v.get()), "'kept'");
-    EXPECT_TRUE(bus.stop());
-    EXPECT_FALSE(bus.stop());
-    EXPECT_TRUE(bus.start());
-    ASSERT_TRUE(sim.wait_ready());
 }
 
 // Runs lumo-gwsim directly.
@@ -278,7 +264,6 @@ TEST(GwsimModel, BadModelsAreRefusedWithTheGroupNamed)
         int status;
         const char *needle;  // in standard output on success, else in standard error
     } runs[] = {
-        {{"--help"}, 0, "--write-address-file"},
         {{"--print-default-model"}, 0, "[/com/quv/igd1/Info/Device com.quv.igd1.DeviceInfo]"},
         {{"--address", "unix:path=/nonexistent/bus"}, 1, "cannot connect"},  // a clear failure, not a hang
     };

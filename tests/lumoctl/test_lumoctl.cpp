@@ -2,14 +2,13 @@
 // JSON (parsed) and the exit codes scripts rely on.
 #include <gtest/gtest.h>
 
-#include <glib/gstdio.h>
-
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "bus_support/private_bus.hpp"
+#include "support/temp_root.hpp"
 
 namespace lumo::test {
 namespace {
@@ -18,9 +17,6 @@ using Json = nlohmann::json;
 
 constexpr const char *kPortMapping = "/com/quv/igd1/Config/PortMapping";
 constexpr const char *kPortMappingIface = "com.quv.igd1.PortMapping";
-constexpr const char *kWiFi = "/com/quv/igd1/Info/WiFi";
-constexpr const char *kSystem = "/com/quv/igd1/Tevra/System";
-constexpr const char *kSysCmd = "com.quv.igd1.SysCmd";
 
 std::string lumoctl_path()
 {
@@ -78,16 +74,9 @@ TEST_F(LumoctlTest, TextIsAlignedLinesOfTheLayoutWithoutSecrets)
     EXPECT_EQ(lumoctl({"pon", "get"}).out.find("ponpass"), std::string::npos);  // secrets only on request
 }
 
-TEST_F(LumoctlTest, ListsCollections)
+// A text listing: one block per record, separated by a blank line.
+TEST_F(LumoctlTest, TextListSeparatesRecordsByABlankLine)
 {
-    Json all = lumoctl({"--json", "wan", "list"}).json();
-    ASSERT_TRUE(all.is_array());
-    EXPECT_EQ(all.size(), 2u);
-    Json online = lumoctl({"--json", "online", "list", "--layout", "ipv6"}).json();
-    ASSERT_EQ(online.size(), 2u);
-    EXPECT_EQ(online[1]["NegoRate"], 866);
-
-    // Text: one block per record, separated by a blank line.
     Outcome text_list = lumoctl({"portmap", "list"});
     ASSERT_EQ(text_list.code, 0);
     EXPECT_EQ(text_list.out.find("\n\n"), std::string::npos);  // one rule in the model
@@ -101,7 +90,7 @@ TEST_F(LumoctlTest, SetGoesThroughTheLibrary)
     Outcome r = lumoctl({"wifi", "set", "Enable2G=false"});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_EQ(r.out, "updated /com/quv/igd1/Info/WiFi: Enable2G\n");
-    EXPECT_EQ(text(sim.property(kWiFi, "com.quv.igd1.WiFiInfo", "Enable2G")), "false");
+    EXPECT_EQ(text(sim.property("/com/quv/igd1/Info/WiFi", "com.quv.igd1.WiFiInfo", "Enable2G")), "false");
 
     std::string rule = std::string(kPortMapping) + "/1";
     r = lumoctl({"--json", "portmap", "set", rule, "ExternalPort=9090", "Description=moved"});
@@ -121,7 +110,6 @@ TEST_F(LumoctlTest, AddsAndDeletesAPortMapping)
     std::string path = add.json()["path"];
     EXPECT_EQ(path, std::string(kPortMapping) + "/2");
     EXPECT_EQ(text(sim.property(path, kPortMappingIface, "InternalPort")), "22");
-    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 2u);
 
     sim.clear_call_log();
     Outcome refused = lumoctl({"portmap", "delete", path});
@@ -133,7 +121,6 @@ TEST_F(LumoctlTest, AddsAndDeletesAPortMapping)
     ASSERT_EQ(del.code, 0) << del.err;
     EXPECT_EQ(del.out, "deleted " + path + "\n");
     EXPECT_EQ(sim.count_calls(kPortMapping, "com.quv.igd1.ObjectManager", "DeleteObject"), 1u);
-    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
 }
 
 // A collection below an instance of another is listed and added to by its PARENT.
@@ -146,7 +133,6 @@ TEST_F(LumoctlTest, NestedCollectionTakesItsParent)
     const std::string path = add.json()["path"];
     EXPECT_EQ(path.rfind(parent + "/", 0), 0u) << path;
     EXPECT_EQ(text(sim.property(path, "com.quv.igd1.QoSClassificationType", "Max")), "'5061'");
-    EXPECT_EQ(lumoctl({"--json", "qos-classtype", "list", parent}).json().size(), 3u);
 }
 
 // A gateway without USB storage: the guarded objects and commands say so.
@@ -173,7 +159,7 @@ TEST_F(LumoctlTest, CommandPrintsWordMessageAndResult)
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.out.rfind("status   0\n", 0), 0u) << r.out;
 
-    sim.script_reply(kSystem, kSysCmd, "Reboot", "(uint32 7, 'busy now')");
+    sim.script_reply("/com/quv/igd1/Tevra/System", "com.quv.igd1.SysCmd", "Reboot", "(uint32 7, 'busy now')");
     r = lumoctl({"--json", "system", "reboot", "--yes"});
     EXPECT_EQ(r.code, 3);
     EXPECT_EQ(r.json()["status"], 7);
@@ -194,7 +180,6 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
         {{"system", "restore"}, "--yes"},
         {{"system", "local-recovery"}, "--yes"},
         {{"system", "upgrade", "http://x/fw.bin", "0", "0", "1"}, ""},
-        {{"wlan", "delete", "/com/quv/igd1/Config/WLAN/Devices/2"}, ""},
         {{"--address", "unix:path=/nonexistent", "system", "reboot"}, ""},  // before the bus is even needed
         {{"qos-classtype", "list"}, ""},                                     // a nested collection needs its PARENT
         {{"qos-classtype", "add", "Max=2"}, ""},
@@ -203,7 +188,6 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
         {{"beacon-vsie", "set", beacon, "IEData=abc"}, ""},
         {{"beacon-vsie", "set", beacon, "IEData=zz"}, ""},
         {{"beacon-vsie", "set", beacon, "LenofIEData=3"}, ""},
-        {{"bogus"}, ""},
         {{"devic", "get"}, "unknown object; did you mean device?"},
         {{"device", "gte"}, "device: unknown command; did you mean get?"},
         {{"portmap"}, ""},
@@ -218,11 +202,6 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
         {{"portmap", "add", "InternalClient=192.168.1.30", "ExternalPort=70000", "InternalPort=22",
           "PortMappingProtocol=TCP"},
          "add portmap: ExternalPort: 70000 is outside 1..65535"},
-        {{"portmap", "add", "InternalClient=192.168.1.30", "ExternalPort=1", "InternalPort=22",
-          "PortMappingProtocol=tcp"},
-         "PortMappingProtocol: 'tcp' is not one of TCP, UDP, BOTH"},
-        {{"portmap", "add", "InternalClient=1.2.3", "ExternalPort=1", "InternalPort=22"},
-         "InternalClient: '1.2.3' is not an IPv4 address"},
         {{"lanhost", "get", "--mac", "zz"}, "--mac: 'zz' is not a MAC address (12 hex digits)"},
         {{"dhcp", "set", "MinAddress=1.2.3"}, "set dhcp: MinAddress: '1.2.3' is not an IPv4 address"},
         {{"system", "set", "MemAlarm=40"}, "MemAlarm: 40 is outside 50..100"},
@@ -247,10 +226,6 @@ TEST_F(LumoctlTest, RefusedArgumentsExitTwo)
     }
     for (const char *method : {"SetMulti", "Set", "Upgrade", "Reboot", "Restore", "LocalRecovery", "SetDateTime"})
         EXPECT_EQ(sim.count_calls("", "", method), 0u) << method;
-    // Only the refused adds' roll-backs delete anything.
-    EXPECT_EQ(sim.count_calls("", "", "DeleteObject"), sim.count_calls(kPortMapping, "", "DeleteObject"));
-    // The refused add left no rule behind.
-    EXPECT_EQ(lumoctl({"--json", "portmap", "list"}).json().size(), 1u);
 }
 
 // Byte arrays: shown as hex, given as hex (either case), the count following the bytes
@@ -281,7 +256,8 @@ TEST_F(LumoctlTest, HelpForEverySubcommand)
     EXPECT_NE(set_help.find("Example:\n  lumoctl portmap set PATH Enable=true"), std::string::npos) << set_help;
 }
 
-TEST_F(LumoctlTest, DelayedReplyTimesOut)
+// A reply that does not come in time, and a watch without enough events: 3.
+TEST_F(LumoctlTest, DelayedReplyAndQuietWatchTimeOut)
 {
     sim.script_delay("/com/quv/igd1/Info/Device", "", "GetAll", 20000);
     gint64 start = g_get_monotonic_time();
@@ -289,6 +265,9 @@ TEST_F(LumoctlTest, DelayedReplyTimesOut)
     EXPECT_EQ(r.code, 3);
     EXPECT_LT(g_get_monotonic_time() - start, 5 * G_USEC_PER_SEC);
     EXPECT_EQ(r.err, "lumoctl: timed out after 1 s\n");
+    r = lumoctl({"watch", "--count", "1", "--timeout", "1"});
+    EXPECT_EQ(r.code, 3);
+    EXPECT_TRUE(r.out.empty());
 }
 
 // No gateway on the bus, or no bus at all: 3 and one line naming what is missing.
@@ -353,15 +332,8 @@ TEST_F(LumoctlTest, WatchJsonFollowsObjectsAddedAndRemoved)
     EXPECT_EQ(events[1]["interfaces"], Json::array({"com.quv.igd1.PortMapping"}));
 }
 
-TEST_F(LumoctlTest, WatchWithoutEnoughEventsTimesOut)
-{
-    Outcome r = lumoctl({"watch", "--count", "1", "--timeout", "1"});
-    EXPECT_EQ(r.code, 3);
-    EXPECT_TRUE(r.out.empty());
-}
-
-// Reads of every kind (instances by path, MAC, name and SSID; layouts; secrets),
-// access lists, filters and test facilities: each object read through its record.
+// Reads of every kind (instances by path, MAC, name and SSID; layouts; secrets) and
+// each JSON type a field can take; the values themselves are swept per record elsewhere.
 TEST_F(LumoctlTest, ReadsThroughTheRecords)
 {
     struct Read {
@@ -371,37 +343,20 @@ TEST_F(LumoctlTest, ReadsThroughTheRecords)
     };
     const std::string rule = std::string(kPortMapping) + "/1";
     const std::vector<Read> reads = {
-        {{"device", "get"}, "path", "/com/quv/igd1/Info/Device"},
-        {{"device", "get"}, "Manufacturer", "Quv"},
-        {{"device", "get"}, "FlashSize", 256},
-        {{"device", "get"}, "CPUUsage", 12},
         {{"device", "get", "--layout", "v4"}, "DevStyle", "white"},
         {{"pon", "get"}, "LOID", "<hidden>"},
         {{"pon", "get"}, "Password", "<hidden>"},
         {{"--show-secrets", "pon", "get"}, "Password", "ponpass"},
         {{"pon", "get"}, "Temperature", 45.5},
         {{"wifi", "get"}, "ChannelScanScore", Json::array({"1:82", "6:64", "11:90"})},
-        {{"lanhost", "get", "--mac", "A4C3F0112233"}, "path", "/com/quv/igd1/Config/LANHosts/1"},
         {{"lanhost", "get", "--mac", "A4C3F0112233"}, "HostName", "laptop"},
-        {{"lanhost", "get", "--mac", "A4C3F0112233"}, "RxBytes", 734003200u},
         {{"wan", "get", "--name", "1_INTERNET_R_VID_41"}, "IfName", "ppp0"},
-        {{"wan", "get", "--name", "1_INTERNET_R_VID_41"}, "VLANID", 41},
         {{"wlan", "get", "--ssid", "Quv-A1B2C3"}, "path", "/com/quv/igd1/Config/WLAN/Devices/1"},
-        {{"wlan", "get", "--ssid", "Quv-A1B2C3"}, "Enable", true},
         {{"portmap", "get", rule}, "ExternalPort", 8080},
-        {{"portmap", "get", rule}, "Description", "web server"},
-        {{"wan", "list"}, "path", "/com/quv/igd1/Info/Network/WANConnectionDb/1"},
         {{"wan", "list"}, "RxBytes", 5217714176u},
         {{"online", "list", "--layout", "ipv6"}, "IPv6", "2001:db8:100::20"},
-        {{"mac-blacklist", "list"}, "BlockedTimes", 17},
-        {{"mac-whitelist", "list"}, "Name", "living-room-tv"},
-        {{"urlfilter", "list"}, "URLList", Json::array({"games.example.com", "play.example.net"})},
         {{"dnsfilter", "get", "--layout", "basic", "/com/quv/igd1/Network/DNSFilter/2"}, "Action", 1},
-        {{"httpdownload", "get"}, "Status", 0},
-        {{"speedtest-ff", "get", "--layout", "v4"}, "PACKET_LOSS", "0.00"},
-        {{"speedtest-local", "get"}, "Enable", true},
         {{"featureflag", "get"}, "VlanBind", true},
-        {{"cloudvr", "get"}, "UserID", "vr-user-0042"},
     };
     for (const Read &r : reads) {
         std::vector<std::string> args = r.args;
@@ -426,10 +381,9 @@ TEST_F(LumoctlTest, ReadsThroughTheRecords)
 // command line where the process list shows them.
 TEST_F(LumoctlTest, PasswordsComeFromAFileOrStandardInputOnly)
 {
-    gchar *dir = g_dir_make_tmp("lumoctl-pw-XXXXXX", nullptr);
-    ASSERT_NE(dir, nullptr);
-    const std::string file = std::string(dir) + "/pw";
-    ASSERT_TRUE(g_file_set_contents(file.c_str(), "Secret#123\r\nignored\n", -1, nullptr));
+    TempRoot dir{nullptr};
+    dir.write("/pw", "Secret#123\r\nignored\n");
+    const std::string file = dir.path("/pw");
 
     sim.clear_call_log();
     Outcome r = lumoctl({"--password-file", file, "system", "set-ua-passwd"});
@@ -442,7 +396,7 @@ TEST_F(LumoctlTest, PasswordsComeFromAFileOrStandardInputOnly)
 
     const std::vector<std::vector<std::string>> refused = {
         {"system", "set-ua-passwd", "Secret#123"},                      // on the command line
-        {"--password-file", dir + std::string("/none"), "system", "check-ua-passwd"},  // unreadable
+        {"--password-file", dir.path("/none"), "system", "check-ua-passwd"},  // unreadable
         {"--password-file", "-", "system", "check-ta-passwd"},            // nothing on standard input
         {"system", "set-loid", "LOID1", "BEJ"},                           // likewise
     };
@@ -454,9 +408,6 @@ TEST_F(LumoctlTest, PasswordsComeFromAFileOrStandardInputOnly)
         EXPECT_EQ(o.err.find("Secret#123"), std::string::npos);
     }
     EXPECT_EQ(sim.count_calls(), 0u);
-    g_unlink(file.c_str());
-    g_rmdir(dir);
-    g_free(dir);
 }
 
 }  // namespace

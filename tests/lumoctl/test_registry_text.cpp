@@ -62,16 +62,8 @@ protected:
         log.clear();
         EXPECT_NE(call(), 0);
         EXPECT_EQ(sim.call_log().size(), 0u);
-        EXPECT_GE(errors(), 1u) << dump();
+        EXPECT_TRUE(log.contains("", LOG_ERR)) << dump();  // an error line, whatever it says
         ++cases;
-    }
-
-    size_t errors() const
-    {
-        size_t n = 0;
-        for (const LogLine &l : log.lines())
-            n += l.priority == LOG_ERR;
-        return n;
     }
 
     size_t cases = 0;
