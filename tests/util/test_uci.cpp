@@ -17,6 +17,14 @@
 #include "util/uci_backend.hpp"
 #include "util/uci_store.hpp"
 
+namespace lumo::uci {
+// Test names read ".../Own  # GetParam() = own", not the enum's bytes.
+void PrintTo(BackendKind kind, std::ostream *os)
+{
+    *os << (kind == BackendKind::kOwn ? "own" : "system");
+}
+}  // namespace lumo::uci
+
 namespace {
 
 using lumo::test::TempRoot;
