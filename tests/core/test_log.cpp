@@ -2,8 +2,6 @@
 // echo to standard output.
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include <cstdio>
 #include <regex>
 #include <string>
@@ -120,67 +118,65 @@ TEST(Log, EchoLineHasMillisecondStampAndMessage)
     EXPECT_EQ(log.lines()[0].priority, 7);
 }
 
-struct IdentCase {
-    const char *stat;  // content of the fake stat file ("" = missing)
-    const char *ident;
-};
-
-void PrintTo(const IdentCase &c, std::ostream *os) { *os << '"' << c.ident << '"'; }
-
-class ProcessIdent : public testing::TestWithParam<IdentCase> {};
-
-TEST_P(ProcessIdent, FirstTaggedLineOpensLogUnderProcessName)
+// The first tagged line opens the log under the process name from the stat file.
+TEST(Log, FirstTaggedLineOpensLogUnderProcessName)
 {
+    const struct {
+        const char *stat;  // content of the fake stat file ("" = missing)
+        const char *ident;
+    } cases[] = {
+        {"4242 (gatewayd) S 1 4242 4242 0 -1", "gatewayd"},
+        {"4242 (a) R 1", "a"},
+        {"4242 (two words) S 1", "two"},  // the name is read up to a blank
+        {"4242 (abcdefghijklmnop) S", "abcdefghijklmnop"},
+        {"", "UnknownAPP"},  // no stat file
+        {"garbage", "UnknownAPP"},
+    };
     TempRoot root;
-    FakeProc proc(GetParam().stat);
-    LogCapture log;
-    ASSERT_EQ(g_app_name, nullptr);
-    lumo_log("tag", 3, "boom");
-    EXPECT_EQ(OvanIsLogInitialized(), 1);
-    EXPECT_EQ(log.opens, 1);
-    EXPECT_EQ(log.last_facility, kUser);
-    EXPECT_EQ(log.last_ident, GetParam().ident);
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].text, "[UnknownService] tag: boom\n");
-    EXPECT_EQ(log.lines()[0].priority, 3);
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.stat);
+        FakeProc proc(c.stat);
+        LogCapture log;
+        ASSERT_EQ(g_app_name, nullptr);
+        lumo_log("tag", 3, "boom");
+        EXPECT_EQ(OvanIsLogInitialized(), 1);
+        EXPECT_EQ(log.opens, 1);
+        EXPECT_EQ(log.last_facility, kUser);
+        EXPECT_EQ(log.last_ident, c.ident);
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_EQ(log.lines()[0].text, "[UnknownService] tag: boom\n");
+        EXPECT_EQ(log.lines()[0].priority, 3);
+        OvanLogClose();
+        g_app_name = nullptr;  // freed by the close: back to a process that never logged
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    StatFiles, ProcessIdent,
-    testing::Values(IdentCase{"4242 (gatewayd) S 1 4242 4242 0 -1", "gatewayd"},
-                    IdentCase{"4242 (a) R 1", "a"},
-                    IdentCase{"4242 (two words) S 1", "two"},  // the name is read up to a blank
-                    IdentCase{"4242 (abcdefghijklmnop) S", "abcdefghijklmnop"},
-                    IdentCase{"", "UnknownAPP"},                // no stat file
-                    IdentCase{"garbage", "UnknownAPP"}));
-
-struct ServiceIdentCase {
-    const char *service;
-    const char *ident;
-};
-
-void PrintTo(const ServiceIdentCase &c, std::ostream *os) { *os << '"' << c.service << '"'; }
-
-class ServiceIdent : public testing::TestWithParam<ServiceIdentCase> {};
-
-TEST_P(ServiceIdent, HostedServiceNamesIdentAndPrefix)
+// A hosted service names the ident and the prefix, whatever was opened before.
+TEST(Log, HostedServiceNamesIdentAndPrefix)
 {
+    const struct {
+        const char *service;
+        const char *ident;
+    } cases[] = {
+        {"com.quv.appframework1", "appframework"},
+        {"com.vendor.app12", "app1"},  // one digit only
+        {"com.vendor.tool", "tool"},
+        {"nodots7", "nodots"},
+        {"com.vendor.9", ""},
+    };
     TempRoot root;
-    LogCapture log;
-    lumo::test::ScopedContext svc(GetParam().service);
-    lumo_dbg("Fn", "x");
-    EXPECT_EQ(log.last_ident, GetParam().ident);
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].text, std::string("[") + GetParam().service + "] Fn: x\n");
-    EXPECT_EQ(log.lines()[0].priority, 7);
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.service);
+        LogCapture log;
+        lumo::test::ScopedContext svc(c.service);
+        lumo_dbg("Fn", "x");
+        EXPECT_EQ(log.last_ident, c.ident);
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_EQ(log.lines()[0].text, std::string("[") + c.service + "] Fn: x\n");
+        EXPECT_EQ(log.lines()[0].priority, 7);
+        OvanLogClose();
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Names, ServiceIdent,
-                         testing::Values(ServiceIdentCase{"com.quv.appframework1", "appframework"},
-                                         ServiceIdentCase{"com.vendor.app12", "app1"},  // one digit only
-                                         ServiceIdentCase{"com.vendor.tool", "tool"},
-                                         ServiceIdentCase{"nodots7", "nodots"},
-                                         ServiceIdentCase{"com.vendor.9", ""}));
 
 TEST(Log, AppmgrPrefixOnlyForLumoLog)
 {
