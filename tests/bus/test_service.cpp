@@ -265,20 +265,32 @@ TEST_F(Service, StartWithoutBus)
         << dump();
 }
 
+// Stopped by the application or from its own handler (as a management "Stop" does):
+// the name goes, and the process can host its service again.
 TEST_F(Service, StopReleasesTheName)
 {
     EXPECT_EQ(OvanDBusStopService(), -1) << "nothing started";
-    start();
-    EXPECT_EQ(OvanDBusStopService(), 0);
-    EXPECT_EQ(qzr_dbus_service_context, nullptr);
-    EXPECT_TRUE(wait_until([&] { return !name_has_owner(bus, kName); }));
-    EXPECT_EQ(OvanDBusStopService(), -1);
+    for (const bool from_handler : {false, true}) {
+        SCOPED_TRACE(from_handler ? "from its own handler" : "by the application");
+        start();
+        if (from_handler) {
+            register_object();  // after a stop and a new start
+            RunResult r = call("com.example.Test.StopService");
+            EXPECT_EQ(r.exit_status, 0) << r.err;
+            EXPECT_EQ(r.out, "()\n");
+        } else {
+            EXPECT_EQ(OvanDBusStopService(), 0);
+        }
+        // Maybe stopped in the "mainLoop" thread: read as the library publishes it.
+        EXPECT_EQ(__atomic_load_n(&qzr_dbus_service_context, __ATOMIC_ACQUIRE), nullptr);
+        EXPECT_TRUE(wait_until([&] { return !name_has_owner(bus, kName); }));
+        EXPECT_EQ(OvanDBusStopService(), -1);
+    }
     EXPECT_TRUE(log_mentions(log, "] OvanDBusStopService: ")) << dump();
 
-    // Started again in the same process, it serves again.
+    // Started again, it serves again.
     start();
     EXPECT_TRUE(name_has_owner(bus, kName));
-    register_object();
     RunResult r = call("com.example.Test.Echo", {"'again'"});
     EXPECT_EQ(r.exit_status, 0) << r.err;
     EXPECT_EQ(r.out, "('again',)\n");
@@ -374,21 +386,6 @@ TEST_F(Service, OutsideClientsReachTheCallbacksInTheMainLoopThread)
     EXPECT_EQ(g_state.level, 6u);
     EXPECT_EQ(g_state.props_record_calls, 0) << "the properties interface's own record is not asked";
     EXPECT_EQ(g_state.foreign_user_data, 0) << "user data is handed back unchanged";
-}
-
-TEST_F(Service, StoppedFromItsOwnHandler)
-{
-    start();
-    register_object();
-    RunResult r = call("com.example.Test.StopService");
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "()\n");
-    // Stopped in the "mainLoop" thread: read as the library publishes it.
-    EXPECT_EQ(__atomic_load_n(&qzr_dbus_service_context, __ATOMIC_ACQUIRE), nullptr);
-    EXPECT_TRUE(wait_until([&] { return !name_has_owner(bus, kName); }));
-    // The process can host its service again.
-    start();
-    EXPECT_TRUE(name_has_owner(bus, kName));
 }
 
 TEST_F(Service, InterfaceWithoutRecordGetsNoAnswer)
