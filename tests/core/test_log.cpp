@@ -178,31 +178,20 @@ TEST(Log, HostedServiceNamesIdentAndPrefix)
     }
 }
 
-TEST(Log, AppmgrPrefixOnlyForLumoLog)
+// Under "appmgr" only lumo_log lines carry the framework's name; messages of either
+// are cut at 1023 characters.
+TEST(Log, AppmgrPrefixOnlyForLumoLogAndCutAt1023Characters)
 {
     TempRoot root;
     LogCapture log;
     OvanLogOpen(kUser, "appmgr");
-    lumo_log("A", 6, "one");
-    lumo_dbg("B", "two");
-    ASSERT_EQ(log.lines().size(), 2u);
-    EXPECT_EQ(log.lines()[0].text, "[com.quv.appframework1] A: one\n");
-    EXPECT_EQ(log.lines()[1].text, "[UnknownService] B: two\n");
-    EXPECT_EQ(log.lines()[1].priority, 7);
-}
-
-TEST(Log, MessageCutAt1023Characters)
-{
-    TempRoot root;
-    LogCapture log;
-    OvanLogOpen(kUser, "cut");
     const std::string exact(1023, 'a');
-    const std::string longer(3000, 'b');
-    lumo_log("T", 7, "%s", exact.c_str());
-    lumo_log("T", 7, "%s", longer.c_str());
+    lumo_log("A", 6, "%s", exact.c_str());
+    lumo_dbg("B", "%s", std::string(3000, 'b').c_str());
     ASSERT_EQ(log.lines().size(), 2u);
-    EXPECT_EQ(log.lines()[0].text, "[UnknownService] T: " + exact + "\n");
-    EXPECT_EQ(log.lines()[1].text, "[UnknownService] T: " + std::string(1023, 'b') + "\n");
+    EXPECT_EQ(log.lines()[0].text, "[com.quv.appframework1] A: " + exact + "\n");
+    EXPECT_EQ(log.lines()[1].text, "[UnknownService] B: " + std::string(1023, 'b') + "\n");
+    EXPECT_EQ(log.lines()[1].priority, 7);
 }
 
 // A name table ends with a null name of value -1.
