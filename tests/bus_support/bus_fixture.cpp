@@ -11,13 +11,10 @@ namespace lumo::test {
 bool has_message(const LogCapture &log, int priority, const std::string &tag, const std::string &message)
 {
     const std::string tail = "] " + tag + ": " + message + "\n";
-    for (const auto &l : log.lines()) {
-        if (l.priority != priority || l.text.size() < tail.size() || l.text[0] != '[')
-            continue;
-        if (l.text.compare(l.text.size() - tail.size(), tail.size(), tail) == 0 &&
+    for (const auto &l : log.lines())
+        if (l.priority == priority && l.text.starts_with('[') && l.text.ends_with(tail) &&
             l.text.find("] ") == l.text.size() - tail.size())
             return true;
-    }
     return false;
 }
 
