@@ -229,10 +229,7 @@ TEST_F(Signals, UnicastEmitAndParameterless)
     EXPECT_EQ(OvanDBusEmitSignal(nullptr, "/com/example/Obj", "com.example.Test", "Bare", nullptr), 1);
     GVariant *kept = g_variant_ref_sink(g_variant_new("(i)", 5));
     EXPECT_EQ(OvanDBusEmitSignal(nullptr, "/com/example/Obj", "com.example.Test", "Kept", kept), 1);
-    EXPECT_FALSE(g_variant_is_floating(kept));
-    gint32 five = 0;
-    g_variant_get(kept, "(i)", &five);
-    EXPECT_EQ(five, 5) << "a value the caller holds stays usable";
+    EXPECT_EQ(printed(kept), "(5,)") << "a value the caller holds stays usable";
     g_variant_unref(kept);
 }
 
