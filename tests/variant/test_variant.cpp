@@ -249,19 +249,10 @@ TEST(Variant, ArraysTuplesAndDictEntries)
     EXPECT_EQ(OvanVariantNewDictEntry(key.get(), value.get()), nullptr);
 }
 
-// A dictionary as the gateway replies with one: "a{sv}".
-lumo::GPtr<GVariant> sample_dict()
-{
-    GVariantBuilder b;
-    g_variant_builder_init(&b, G_VARIANT_TYPE_VARDICT);
-    g_variant_builder_add(&b, "{sv}", "Name", g_variant_new_string("gateway"));
-    g_variant_builder_add(&b, "{sv}", "Port", g_variant_new_int32(8080));
-    return lumo::ref_sink(g_variant_builder_end(&b));
-}
-
 TEST(Variant, LookupFindsTypedValuesOnly)
 {
-    auto dict = sample_dict();
+    // A dictionary as the gateway replies with one.
+    auto dict = lumo::ref_sink(g_variant_new_parsed("{'Name': <'gateway'>, 'Port': <8080>}"));
 
     const char *name = nullptr;
     EXPECT_TRUE(OvanVariantLookup(dict.get(), "Name", "&s", &name));
