@@ -231,8 +231,9 @@ bool PrivateBus::start()
     if (pid_ > 0 || dir_.empty())
         return pid_ > 0;
     g_unlink((dir_ + "/bus").c_str());
-    pid_ = spawn({"dbus-daemon", "--config-file=" + from_env("LUMO_BUS_CONFIG", LUMO_BUS_CONFIG_PATH), "--address=" + address_, "--nofork",
-                  "--nopidfile", "--print-address"},
+    const std::string config = from_env("LUMO_BUS_CONFIG", LUMO_BUS_CONFIG_PATH);
+    pid_ = spawn({"dbus-daemon", "--config-file=" + config, "--address=" + address_, "--nofork", "--nopidfile",
+                  "--print-address"},
                  &out_fd_);
     if (pid_ <= 0)
         return false;
