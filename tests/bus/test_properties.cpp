@@ -31,41 +31,35 @@ protected:
     }
 };
 
-TEST_F(Properties, GetHandsOutValueAndLogsEntryAndExit)
+TEST_F(Properties, ReadsHandOutValuesAndLogEntryAndExit)
 {
     OvanVariant *value = nullptr;
     ASSERT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), 0) << dump();
     GPtr<GVariant> hold(value);
     EXPECT_EQ(printed(value), "'alpha'");
+    OvanVariant *dict = nullptr;
+    ASSERT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), 0) << dump();
+    GPtr<GVariant> hold_dict(dict);
+    EXPECT_EQ(printed(dict), "{'Name': <'alpha'>, 'Level': <uint32 3>}");
 
-    const char *tag = "OvanDBusGetProperty";
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, kEntry + ", prop_name(Name)")) << dump();
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, "return (0), get value ('alpha')")) << dump();
-    EXPECT_EQ(errors_from(log, tag), 0u);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetProperty", kEntry + ", prop_name(Name)")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetProperty", "return (0), get value ('alpha')")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetAllProperty", kEntry)) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetAllProperty", "return (0), get value [" + printed(dict) + "]"))
+        << dump();
+    EXPECT_EQ(errors_from(log, "OvanDBusGetProperty"), 0u);
 
     auto calls = sim.call_log();
-    ASSERT_EQ(calls.size(), 1u);
+    ASSERT_EQ(calls.size(), 2u);
     EXPECT_EQ(calls[0].iface, kProps);
     EXPECT_EQ(calls[0].method, "Get");
     EXPECT_EQ(calls[0].args_text(), "('com.quv.igd1.Test', 'Name')");
+    EXPECT_EQ(calls[1].method, "GetAll");
 
     // The outputs are optional.
     EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Level", nullptr), 0);
     EXPECT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, nullptr), 0);
-    EXPECT_EQ(sim.count_calls(kObj, kProps), 3u);
-}
-
-TEST_F(Properties, GetAllHandsOutDictionary)
-{
-    OvanVariant *dict = nullptr;
-    ASSERT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), 0) << dump();
-    GPtr<GVariant> hold(dict);
-    EXPECT_EQ(printed(dict), "{'Name': <'alpha'>, 'Level': <uint32 3>}");
-
-    const char *tag = "OvanDBusGetAllProperty";
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, kEntry)) << dump();
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, "return (0), get value [" + printed(dict) + "]")) << dump();
-    EXPECT_EQ(sim.count_calls(kObj, kProps, "GetAll"), 1u);
+    EXPECT_EQ(sim.count_calls(kObj, kProps), 4u);
 }
 
 TEST_F(Properties, SetReachesTheGateway)
