@@ -44,7 +44,6 @@ TEST(LastError, StoredCopyClearedByNull)
     char text[] = "first error";
     OvanSetErrMsg(text);
     text[0] = 'X';  // the library keeps its own copy
-    ASSERT_NE(OvanGetErrMsg(), nullptr);
     EXPECT_STREQ(OvanGetErrMsg(), "first error");
     OvanSetErrMsg("second");
     EXPECT_STREQ(OvanGetErrMsg(), "second");

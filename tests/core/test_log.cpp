@@ -19,16 +19,6 @@ using lumo::test::TempRoot;
 
 constexpr int kUser = 8;  // syslog's user facility
 
-// A fake /proc (LUMO_PROC_DIR) whose stat file for this process holds `stat`.
-struct FakeProc {
-    explicit FakeProc(const std::string &stat)
-    {
-        if (!stat.empty())
-            root.write("/" + std::to_string(getpid()) + "/stat", stat);
-    }
-    TempRoot root{"LUMO_PROC_DIR"};
-};
-
 std::string captured_stdout_of(void (*fn)())
 {
     testing::internal::CaptureStdout();
@@ -134,7 +124,9 @@ TEST(Log, FirstTaggedLineOpensLogUnderProcessName)
     TempRoot root;
     for (const auto &c : cases) {
         SCOPED_TRACE(c.stat);
-        FakeProc proc(c.stat);
+        TempRoot proc("LUMO_PROC_DIR");  // a fake /proc with this process's stat file
+        if (*c.stat)
+            proc.write("/" + std::to_string(getpid()) + "/stat", c.stat);
         LogCapture log;
         ASSERT_EQ(g_app_name, nullptr);
         lumo_log("tag", 3, "boom");
