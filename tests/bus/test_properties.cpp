@@ -20,6 +20,27 @@ constexpr const char kProps[] = "com.quv.igd1.Properties";
 const std::string kEntry =
     "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), interface_name(com.quv.igd1.Test)";
 
+// One access chosen by what is given: Set with a property and a value (GVariant
+// text), SetMulti with a value only, Get with a property only, GetAll with neither.
+// *tag names the function; a read that fails must hand out nothing.
+int32_t access(const char *service, const char *path, const char *iface, const char *prop, const char *value,
+               std::string *tag)
+{
+    if (value) {
+        *tag = prop ? "OvanDBusSetProperty" : "OvanDBusSetMultiProperty";
+        GPtr<GVariant> v = parse_variant(value, prop ? nullptr : "a{sv}");
+        return prop ? OvanDBusSetProperty(service, path, iface, prop, v.get())
+                    : OvanDBusSetMultiProperty(service, path, iface, v.get());
+    }
+    *tag = prop ? "OvanDBusGetProperty" : "OvanDBusGetAllProperty";
+    OvanVariant *out = nullptr;
+    const int32_t ret = prop ? OvanDBusGetProperty(service, path, iface, prop, &out)
+                             : OvanDBusGetAllProperty(service, path, iface, &out);
+    GPtr<GVariant> hold(out);
+    EXPECT_TRUE(ret == 0 || !out) << *tag << " failed but handed out a value";
+    return ret;
+}
+
 class Properties : public SimTest {
 protected:
     void SetUp() override
@@ -97,15 +118,12 @@ TEST_F(Properties, ReplyOfWrongTypeFails)
 {
     ASSERT_TRUE(sim.script_reply(kObj, kProps, "Get", "('not boxed',)"));
     ASSERT_TRUE(sim.script_reply(kObj, kProps, "GetAll", "(uint32 7,)"));
-    OvanVariant *value = nullptr;
-    EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), -1);
-    EXPECT_EQ(value, nullptr);
+    std::string tag;
+    EXPECT_EQ(access(kGw, kObj, kIface, "Name", nullptr, &tag), -1);
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetProperty", "return (-1), get value (NULL)")) << dump();
     EXPECT_EQ(errors_from(log, "OvanDBusGetProperty"), 1u) << dump();
 
-    OvanVariant *dict = nullptr;
-    EXPECT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), -1);
-    EXPECT_EQ(dict, nullptr);
+    EXPECT_EQ(access(kGw, kObj, kIface, nullptr, nullptr, &tag), -1);
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetAllProperty", "return (-1), get value [NULL]"))
         << dump();
     EXPECT_EQ(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump();
@@ -137,28 +155,8 @@ TEST_F(Properties, BusErrorsFailWithErrorLineAndLastError)
         SCOPED_TRACE(c.what);
         log.clear();
         OvanSetErrMsg("stale");
-        int32_t ret;
         std::string tag;
-        if (c.set_to && c.prop) {
-            tag = "OvanDBusSetProperty";
-            GPtr<GVariant> v = parse_variant(c.set_to);
-            ret = OvanDBusSetProperty(c.service, c.path, c.iface, c.prop, v.get());
-        } else if (c.set_to) {
-            tag = "OvanDBusSetMultiProperty";
-            GPtr<GVariant> v = parse_variant(c.set_to, "a{sv}");
-            ret = OvanDBusSetMultiProperty(c.service, c.path, c.iface, v.get());
-        } else if (c.prop) {
-            tag = "OvanDBusGetProperty";
-            OvanVariant *out = nullptr;
-            ret = OvanDBusGetProperty(c.service, c.path, c.iface, c.prop, &out);
-            EXPECT_EQ(out, nullptr);
-        } else {
-            tag = "OvanDBusGetAllProperty";
-            OvanVariant *out = nullptr;
-            ret = OvanDBusGetAllProperty(c.service, c.path, c.iface, &out);
-            EXPECT_EQ(out, nullptr);
-        }
-        EXPECT_EQ(ret, -1);
+        EXPECT_EQ(access(c.service, c.path, c.iface, c.prop, c.set_to, &tag), -1);
         const char *err = OvanGetErrMsg();
         ASSERT_NE(err, nullptr) << "the bus error is kept as the last error";
         EXPECT_NE(std::string(err).find(c.d_error), std::string::npos) << err;
@@ -230,22 +228,18 @@ TEST_F(AuditedWrites, AuditLines)
     for (const AuditCase &c : cases) {
         SCOPED_TRACE(c.what);
         log.clear();
-        const bool multi = c.prop == nullptr;
-        GPtr<GVariant> v = parse_variant(c.value, multi ? "a{sv}" : nullptr);
-        const std::string tag = multi ? "OvanDBusSetMultiProperty" : "OvanDBusSetProperty";
-        ASSERT_EQ(multi ? OvanDBusSetMultiProperty(kGw, c.path, c.iface, v.get())
-                        : OvanDBusSetProperty(kGw, c.path, c.iface, c.prop, v.get()),
-                  0)
-            << dump();
+        std::string tag;
+        ASSERT_EQ(access(kGw, c.path, c.iface, c.prop, c.value, &tag), 0) << dump();
         EXPECT_EQ(errors_from(log, tag), c.audited ? 1u : 0u) << dump();
         if (!c.audited)
             continue;
+        const bool multi = c.prop == nullptr;
         const std::string S = "S(com.quv.igd1), ", O = std::string("O(") + c.path + "), ",
                           I = std::string("I(") + c.iface + "), ";
         const std::string line = (std::string(c.iface) == "com.quv.igd1.LANHost" ? S + O
                                   : multi                                      ? S + O + I
                                                                                : S + I + O) +
-                                 printed(v.get());
+                                 printed(parse_variant(c.value, multi ? "a{sv}" : nullptr).get());
         EXPECT_TRUE(logged(LOG_ERR, tag, line)) << line << "\n" << dump();
     }
 }
