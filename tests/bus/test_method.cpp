@@ -12,7 +12,6 @@ namespace {
 
 using namespace lumo::test;
 using lumo::GPtr;
-using lumo::GStr;
 
 constexpr const char kCmd[] = "/com/quv/igd1/Test/Cmd";
 constexpr const char kCmdIface[] = "com.quv.igd1.TestCmd";

@@ -11,7 +11,6 @@ namespace {
 
 using namespace lumo::test;
 using lumo::GPtr;
-using lumo::GStr;
 
 constexpr const char kObj[] = "/com/quv/igd1/Test/Obj";
 constexpr const char kIface[] = "com.quv.igd1.Test";

@@ -16,7 +16,6 @@
 namespace {
 
 using namespace lumo::test;
-using lumo::GPtr;
 using lumo::GStr;
 
 constexpr const char kName[] = "com.example.bustest1";
