@@ -394,12 +394,20 @@ TEST_F(Service, InterfaceWithoutRecordGetsNoAnswer)
     EXPECT_EQ(r.exit_status, 0) << r.err;
 }
 
+// The node helpers, then registering objects made from their descriptions.
 TEST_F(Service, RegistrationRules)
 {
+    EXPECT_EQ(OvanDBusNodeParseXml(nullptr), nullptr);
+    EXPECT_EQ(OvanDBusNodeParseXml("<node><interface name="), nullptr);
     GDBusNodeInfo *node = OvanDBusNodeParseXml(kXml);
     ASSERT_NE(node, nullptr);
     GDBusInterfaceInfo *iface = OvanDBusNodeFindInterface(node, kTestIface);
     ASSERT_NE(iface, nullptr);
+    EXPECT_STREQ(iface->name, kTestIface);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusNodeFindInterface", "interface_name(com.example.Test)"));
+    EXPECT_EQ(OvanDBusNodeFindInterface(node, "com.example.None"), nullptr);
+    EXPECT_EQ(OvanDBusNodeFindInterface(node, nullptr), nullptr);
+    EXPECT_EQ(OvanDBusNodeFindInterface(nullptr, kTestIface), nullptr);
 
     EXPECT_EQ(OvanDBusRegisterObject(kObj, iface, &kTestTable, nullptr), -1) << "no service yet";
     EXPECT_TRUE(logged(LOG_ERR, "OvanDBusRegisterObject", "connection is NULL, just return.")) << dump();
@@ -428,6 +436,8 @@ TEST_F(Service, RegistrationRules)
     EXPECT_EQ(qzr_dbus_obj_reg_list_head->reg_id, static_cast<uint32_t>(id2));
     EXPECT_EQ(registrations(), 2u);
     OvanDBusNodeInfoUnref(node);
+    OvanDBusNodeInfoUnref(nullptr);
+    EXPECT_EQ(log.count("] OvanDBusNodeInfoUnref: node_info("), 2u);
 
     RunResult r = gdbus_call(bus, kName, "/com/example/Obj2", "com.example.Test.Echo", {"'two'"});
     EXPECT_EQ(r.out, "('two',)\n") << r.err;
@@ -446,25 +456,6 @@ TEST_F(Service, RegistrationRules)
     EXPECT_NE(r.exit_status, 0) << r.out;
     r = call("com.example.Test.Echo", {"'one'"});
     EXPECT_EQ(r.out, "('one',)\n") << r.err;
-}
-
-TEST(NodeHelpers, ParseFindAndRelease)
-{
-    LogCapture log;
-    EXPECT_EQ(OvanDBusNodeParseXml(nullptr), nullptr);
-    EXPECT_EQ(OvanDBusNodeParseXml("<node><interface name="), nullptr);
-    GDBusNodeInfo *node = OvanDBusNodeParseXml(kXml);
-    ASSERT_NE(node, nullptr);
-    GDBusInterfaceInfo *iface = OvanDBusNodeFindInterface(node, kTestIface);
-    ASSERT_NE(iface, nullptr);
-    EXPECT_STREQ(iface->name, kTestIface);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusNodeFindInterface", "interface_name(com.example.Test)"));
-    EXPECT_EQ(OvanDBusNodeFindInterface(node, "com.example.None"), nullptr);
-    EXPECT_EQ(OvanDBusNodeFindInterface(node, nullptr), nullptr);
-    EXPECT_EQ(OvanDBusNodeFindInterface(nullptr, kTestIface), nullptr);
-    OvanDBusNodeInfoUnref(node);
-    OvanDBusNodeInfoUnref(nullptr);
-    EXPECT_EQ(log.count("] OvanDBusNodeInfoUnref: node_info("), 2u);
 }
 
 // ---- the name from the package's control file -------------------------------------
