@@ -257,7 +257,7 @@ protected:
     static std::string entry(const char *paths, int i) { return std::string(paths + 256 * i); }
 };
 
-TEST_F(Nodes, ListsDirectChildren)
+TEST_F(Nodes, ListsDirectChildrenInPathSlots)
 {
     char *paths = nullptr;
     int count = -1;
@@ -277,15 +277,11 @@ TEST_F(Nodes, ListsDirectChildren)
     count = -1;
     EXPECT_EQ(OvanGetNumOfNodes(kGw, kTree, nullptr, &count), 3);
     EXPECT_EQ(count, 3);
-}
 
-TEST_F(Nodes, LongJoinedPathIsCut)
-{
+    // A joined path too long for its slot is cut.
     const std::string longname(300, 'n');
     const std::string xml = "<node><node name=\"" + longname + "\"/><node name=\"short\"/></node>";
     ASSERT_TRUE(sim.script_reply(kTree, kIntrospectable, "Introspect", g_variant_new("(s)", xml.c_str())));
-    char *paths = nullptr;
-    int count = 0;
     ASSERT_EQ(OvanGetNumOfNodes(kGw, kTree, &paths, &count), 2) << dump();
     ASSERT_NE(paths, nullptr);
     const std::string full = std::string(kTree) + "/" + longname;

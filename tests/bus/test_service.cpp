@@ -200,6 +200,13 @@ protected:
 
 TEST_F(Service, StartOwnsTheNameOnce)
 {
+    // Malformed names are refused first.
+    for (const char *name : {"no_dots", "com..quv", ":1.5", "com.example.1x", "com.example.a b"}) {
+        EXPECT_EQ(OvanDBusStartService(name), -1) << name;
+        EXPECT_EQ(qzr_dbus_service_context, nullptr) << name;
+    }
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump();
+
     start();
     const OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
     EXPECT_STREQ(ctx->service_name, kName);
@@ -228,15 +235,6 @@ TEST_F(Service, StartOwnsTheNameOnce)
     ASSERT_EQ(sim.call_log().size(), 2u);
     EXPECT_EQ(sim.call_log()[0].sender, unique);
     EXPECT_EQ(sim.call_log()[1].sender, unique);
-}
-
-TEST_F(Service, MalformedNameRefused)
-{
-    for (const char *name : {"no_dots", "com..quv", ":1.5", "com.example.1x", "com.example.a b"}) {
-        EXPECT_EQ(OvanDBusStartService(name), -1) << name;
-        EXPECT_EQ(qzr_dbus_service_context, nullptr) << name;
-    }
-    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump();
 }
 
 TEST_F(Service, NameOwnedByAnotherPeer)

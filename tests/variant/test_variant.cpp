@@ -289,24 +289,19 @@ void get_via_va(GVariant *v, const char *format, const char **endptr, ...)
     va_end(ap);
 }
 
-TEST(Variant, GetVaForwardsWithEndPointer)
+// The va_list getter ends where the format's first item does; the printer annotates types.
+TEST(Variant, GetVaStopsAtTheEndPointerAndPrintAnnotates)
 {
     auto v = lumo::ref_sink(OvanVariantNew("(iu)", -1, 2u));
-    const char *format = "(iu)trailing";
     const char *end = nullptr;
     gint32 i = 0;
     guint32 u = 0;
-    get_via_va(v.get(), format, &end, &i, &u);
+    get_via_va(v.get(), "(iu)trailing", &end, &i, &u);
     EXPECT_EQ(i, -1);
     EXPECT_EQ(u, 2u);
     EXPECT_STREQ(end, "trailing");
-}
-
-TEST(Variant, PrintAnnotatesTypes)
-{
-    auto v = lumo::ref_sink(OvanVariantNew("(sui)", "lan", 5u, -3));
     lumo::GStr text(OvanVariantPrint(v.get()));
-    EXPECT_STREQ(text.get(), "('lan', uint32 5, -3)");
+    EXPECT_STREQ(text.get(), "(-1, uint32 2)");
 }
 
 struct GrammarCase {
