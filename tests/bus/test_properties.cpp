@@ -11,7 +11,6 @@ namespace {
 
 using namespace lumo::test;
 using lumo::GPtr;
-using lumo::GStr;
 
 constexpr const char kObj[] = "/com/quv/igd1/Test/Obj";
 constexpr const char kIface[] = "com.quv.igd1.Test";
@@ -19,6 +18,27 @@ constexpr const char kProps[] = "com.quv.igd1.Properties";
 // How every access to the test object begins its entry line.
 const std::string kEntry =
     "service_name(com.quv.igd1), object_path(/com/quv/igd1/Test/Obj), interface_name(com.quv.igd1.Test)";
+
+// One access chosen by what is given: Set with a property and a value (GVariant
+// text), SetMulti with a value only, Get with a property only, GetAll with neither.
+// *tag names the function; a read that fails must hand out nothing.
+int32_t access(const char *service, const char *path, const char *iface, const char *prop, const char *value,
+               std::string *tag)
+{
+    if (value) {
+        *tag = prop ? "OvanDBusSetProperty" : "OvanDBusSetMultiProperty";
+        GPtr<GVariant> v = parse_variant(value, prop ? nullptr : "a{sv}");
+        return prop ? OvanDBusSetProperty(service, path, iface, prop, v.get())
+                    : OvanDBusSetMultiProperty(service, path, iface, v.get());
+    }
+    *tag = prop ? "OvanDBusGetProperty" : "OvanDBusGetAllProperty";
+    OvanVariant *out = nullptr;
+    const int32_t ret = prop ? OvanDBusGetProperty(service, path, iface, prop, &out)
+                             : OvanDBusGetAllProperty(service, path, iface, &out);
+    GPtr<GVariant> hold(out);
+    EXPECT_TRUE(ret == 0 || !out) << *tag << " failed but handed out a value";
+    return ret;
+}
 
 class Properties : public SimTest {
 protected:
@@ -31,79 +51,58 @@ protected:
     }
 };
 
-TEST_F(Properties, GetHandsOutValueAndLogsEntryAndExit)
+TEST_F(Properties, ReadsHandOutValuesAndLogEntryAndExit)
 {
     OvanVariant *value = nullptr;
     ASSERT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), 0) << dump();
-    ASSERT_NE(value, nullptr);
-    EXPECT_STREQ(g_variant_get_type_string(value), "s");
-    EXPECT_STREQ(g_variant_get_string(value, nullptr), "alpha");
-    OvanVariantUnRef(value);
+    GPtr<GVariant> hold(value);
+    EXPECT_EQ(printed(value), "'alpha'");
+    OvanVariant *dict = nullptr;
+    ASSERT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), 0) << dump();
+    GPtr<GVariant> hold_dict(dict);
+    EXPECT_EQ(printed(dict), "{'Name': <'alpha'>, 'Level': <uint32 3>}");
 
-    const char *tag = "OvanDBusGetProperty";
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, kEntry + ", prop_name(Name)")) << dump();
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, "return (0), get value ('alpha')")) << dump();
-    EXPECT_EQ(errors_from(log, tag), 0u);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetProperty", kEntry + ", prop_name(Name)")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetProperty", "return (0), get value ('alpha')")) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetAllProperty", kEntry)) << dump();
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetAllProperty", "return (0), get value [" + printed(dict) + "]"))
+        << dump();
+    EXPECT_EQ(errors_from(log, "OvanDBusGetProperty"), 0u);
 
     auto calls = sim.call_log();
-    ASSERT_EQ(calls.size(), 1u);
+    ASSERT_EQ(calls.size(), 2u);
     EXPECT_EQ(calls[0].iface, kProps);
     EXPECT_EQ(calls[0].method, "Get");
     EXPECT_EQ(calls[0].args_text(), "('com.quv.igd1.Test', 'Name')");
+    EXPECT_EQ(calls[1].method, "GetAll");
 
     // The outputs are optional.
     EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Level", nullptr), 0);
     EXPECT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, nullptr), 0);
-    EXPECT_EQ(sim.count_calls(kObj, kProps), 3u);
+    EXPECT_EQ(sim.count_calls(kObj, kProps), 4u);
 }
 
-TEST_F(Properties, GetAllHandsOutDictionary)
-{
-    OvanVariant *dict = nullptr;
-    ASSERT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), 0) << dump();
-    ASSERT_NE(dict, nullptr);
-    GPtr<GVariant> hold(dict);
-    EXPECT_STREQ(g_variant_get_type_string(dict), "a{sv}");
-    const char *name = nullptr;
-    guint32 level = 0;
-    EXPECT_TRUE(g_variant_lookup(dict, "Name", "&s", &name));
-    EXPECT_STREQ(name, "alpha");
-    EXPECT_TRUE(g_variant_lookup(dict, "Level", "u", &level));
-    EXPECT_EQ(level, 3u);
-
-    const char *tag = "OvanDBusGetAllProperty";
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, kEntry)) << dump();
-    EXPECT_TRUE(logged(LOG_DEBUG, tag, "return (0), get value [" + printed(dict) + "]")) << dump();
-    EXPECT_EQ(sim.count_calls(kObj, kProps, "GetAll"), 1u);
-}
-
-TEST_F(Properties, SetReachesTheGateway)
+TEST_F(Properties, WritesReachTheGateway)
 {
     ASSERT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Name", g_variant_new_string("beta")), 0) << dump();
     const char *tag = "OvanDBusSetProperty";
     EXPECT_TRUE(logged(LOG_DEBUG, tag, kEntry + ", prop_name(Name), value('beta')")) << dump();
     EXPECT_TRUE(logged(LOG_DEBUG, tag, "return with ret <0>.")) << dump();
-    EXPECT_EQ(errors_from(log, tag), 0u) << "not an audited interface";
 
-    GPtr<GVariant> seen = sim.property(kObj, kIface, "Name");
-    ASSERT_TRUE(seen);
-    EXPECT_STREQ(g_variant_get_string(seen.get(), nullptr), "beta");
+    EXPECT_EQ(printed(sim.property(kObj, kIface, "Name").get()), "'beta'");
 
     // A value the caller keeps a reference to is not consumed.
     GVariant *kept = g_variant_ref_sink(g_variant_new_uint32(11));
     EXPECT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Level", kept), 0);
     EXPECT_EQ(g_variant_get_uint32(kept), 11u);
     g_variant_unref(kept);
-    seen = sim.property(kObj, kIface, "Level");
-    ASSERT_TRUE(seen);
-    EXPECT_EQ(g_variant_get_uint32(seen.get()), 11u);
-}
+    EXPECT_EQ(printed(sim.property(kObj, kIface, "Level").get()), "uint32 11");
 
-TEST_F(Properties, SetMultiWritesAllInOneCall)
-{
+    // SetMulti writes all in one call.
+    ASSERT_TRUE(sim.clear_call_log());
     GPtr<GVariant> dict = parse_variant("{'Name': <'gamma'>, 'Level': <uint32 9>}", "a{sv}");
     ASSERT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, dict.get()), 0) << dump();
-    const char *tag = "OvanDBusSetMultiProperty";
+    tag = "OvanDBusSetMultiProperty";
     EXPECT_TRUE(logged(LOG_DEBUG, tag, kEntry + ", value(" + printed(dict.get()) + ")")) << dump();
     EXPECT_TRUE(logged(LOG_DEBUG, tag, "SetMulti() success.")) << dump();
 
@@ -111,26 +110,18 @@ TEST_F(Properties, SetMultiWritesAllInOneCall)
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].method, "SetMulti");
     EXPECT_EQ(calls[0].args_text(), "('com.quv.igd1.Test', " + printed(dict.get()) + ")");
-    GPtr<GVariant> name = sim.property(kObj, kIface, "Name");
-    GPtr<GVariant> level = sim.property(kObj, kIface, "Level");
-    ASSERT_TRUE(name && level);
-    EXPECT_STREQ(g_variant_get_string(name.get(), nullptr), "gamma");
-    EXPECT_EQ(g_variant_get_uint32(level.get()), 9u);
 }
 
 TEST_F(Properties, ReplyOfWrongTypeFails)
 {
     ASSERT_TRUE(sim.script_reply(kObj, kProps, "Get", "('not boxed',)"));
     ASSERT_TRUE(sim.script_reply(kObj, kProps, "GetAll", "(uint32 7,)"));
-    OvanVariant *value = nullptr;
-    EXPECT_EQ(OvanDBusGetProperty(kGw, kObj, kIface, "Name", &value), -1);
-    EXPECT_EQ(value, nullptr);
+    std::string tag;
+    EXPECT_EQ(access(kGw, kObj, kIface, "Name", nullptr, &tag), -1);
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetProperty", "return (-1), get value (NULL)")) << dump();
     EXPECT_EQ(errors_from(log, "OvanDBusGetProperty"), 1u) << dump();
 
-    OvanVariant *dict = nullptr;
-    EXPECT_EQ(OvanDBusGetAllProperty(kGw, kObj, kIface, &dict), -1);
-    EXPECT_EQ(dict, nullptr);
+    EXPECT_EQ(access(kGw, kObj, kIface, nullptr, nullptr, &tag), -1);
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusGetAllProperty", "return (-1), get value [NULL]"))
         << dump();
     EXPECT_EQ(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump();
@@ -150,11 +141,8 @@ struct BusErrorCase {
 const BusErrorCase kBusErrors[] = {
     {"service_not_on_the_bus", "com.quv.nosuch1", kObj, kIface, "Name", nullptr, "ServiceUnknown"},
     {"get_unknown_property", kGw, kObj, kIface, "NoSuch", nullptr, "UnknownProperty"},
-    {"get_unknown_object", kGw, "/com/quv/igd1/No/Such", kIface, "Name", nullptr, "UnknownObject"},
-    {"get_unknown_interface", kGw, kObj, "com.quv.igd1.Nothing", "Name", nullptr, "UnknownInterface"},
     {"getall_unknown_object", kGw, "/com/quv/igd1/No/Such", kIface, nullptr, nullptr, "UnknownObject"},
     {"set_unknown_property", kGw, kObj, kIface, "NoSuch", "'x'", "UnknownProperty"},
-    {"set_wrong_type", kGw, kObj, kIface, "Level", "'three'", "InvalidArgs"},
     {"setmulti_unknown_property", kGw, kObj, kIface, nullptr, "{'NoSuch': <1>}", "UnknownProperty"},
 };
 
@@ -165,28 +153,8 @@ TEST_F(Properties, BusErrorsFailWithErrorLineAndLastError)
         SCOPED_TRACE(c.what);
         log.clear();
         OvanSetErrMsg("stale");
-        int32_t ret;
         std::string tag;
-        if (c.set_to && c.prop) {
-            tag = "OvanDBusSetProperty";
-            GPtr<GVariant> v = parse_variant(c.set_to);
-            ret = OvanDBusSetProperty(c.service, c.path, c.iface, c.prop, v.get());
-        } else if (c.set_to) {
-            tag = "OvanDBusSetMultiProperty";
-            GPtr<GVariant> v = parse_variant(c.set_to, "a{sv}");
-            ret = OvanDBusSetMultiProperty(c.service, c.path, c.iface, v.get());
-        } else if (c.prop) {
-            tag = "OvanDBusGetProperty";
-            OvanVariant *out = nullptr;
-            ret = OvanDBusGetProperty(c.service, c.path, c.iface, c.prop, &out);
-            EXPECT_EQ(out, nullptr);
-        } else {
-            tag = "OvanDBusGetAllProperty";
-            OvanVariant *out = nullptr;
-            ret = OvanDBusGetAllProperty(c.service, c.path, c.iface, &out);
-            EXPECT_EQ(out, nullptr);
-        }
-        EXPECT_EQ(ret, -1);
+        EXPECT_EQ(access(c.service, c.path, c.iface, c.prop, c.set_to, &tag), -1);
         const char *err = OvanGetErrMsg();
         ASSERT_NE(err, nullptr) << "the bus error is kept as the last error";
         EXPECT_NE(std::string(err).find(c.d_error), std::string::npos) << err;
@@ -258,28 +226,23 @@ TEST_F(AuditedWrites, AuditLines)
     for (const AuditCase &c : cases) {
         SCOPED_TRACE(c.what);
         log.clear();
-        const bool multi = c.prop == nullptr;
-        GPtr<GVariant> v = parse_variant(c.value, multi ? "a{sv}" : nullptr);
-        const std::string tag = multi ? "OvanDBusSetMultiProperty" : "OvanDBusSetProperty";
-        ASSERT_EQ(multi ? OvanDBusSetMultiProperty(kGw, c.path, c.iface, v.get())
-                        : OvanDBusSetProperty(kGw, c.path, c.iface, c.prop, v.get()),
-                  0)
-            << dump();
+        std::string tag;
+        ASSERT_EQ(access(kGw, c.path, c.iface, c.prop, c.value, &tag), 0) << dump();
         EXPECT_EQ(errors_from(log, tag), c.audited ? 1u : 0u) << dump();
         if (!c.audited)
             continue;
+        const bool multi = c.prop == nullptr;
         const std::string S = "S(com.quv.igd1), ", O = std::string("O(") + c.path + "), ",
                           I = std::string("I(") + c.iface + "), ";
         const std::string line = (std::string(c.iface) == "com.quv.igd1.LANHost" ? S + O
                                   : multi                                      ? S + O + I
                                                                                : S + I + O) +
-                                 printed(v.get());
+                                 printed(parse_variant(c.value, multi ? "a{sv}" : nullptr).get());
         EXPECT_TRUE(logged(LOG_ERR, tag, line)) << line << "\n" << dump();
     }
-}
 
-TEST_F(AuditedWrites, AuditedEvenWhenTheWriteFails)
-{
+    // Audited even when the write fails.
+    log.clear();
     EXPECT_EQ(OvanDBusSetProperty(kGw, "/com/quv/igd1/No/LED", "com.quv.igd1.LED", "Status", g_variant_new_string("x")),
               -1);
     EXPECT_TRUE(logged(LOG_ERR, "OvanDBusSetProperty",
@@ -308,7 +271,6 @@ TEST_F(Properties, RefusedInputSendsNothing)
         {"null_interface", kGw, kObj, nullptr, "Name"},
         {"empty_interface", kGw, kObj, "", "Name"},
         {"null_property", kGw, kObj, kIface, nullptr},
-        {"property_not_utf8", kGw, kObj, kIface, "Na\xffme"},
     };
     for (const BadInput &c : cases) {
         SCOPED_TRACE(c.what);
@@ -319,7 +281,7 @@ TEST_F(Properties, RefusedInputSendsNothing)
         EXPECT_EQ(OvanDBusSetProperty(c.service, c.path, c.iface, c.prop, g_variant_new_string("x")), -1);
         EXPECT_GE(errors_from(log, "OvanDBusGetProperty"), 1u) << dump();
         EXPECT_GE(errors_from(log, "OvanDBusSetProperty"), 1u) << dump();
-        if (!c.prop || !g_utf8_validate(c.prop, -1, nullptr))  // the property name is not part of the others
+        if (!c.prop)  // the property name is not part of the others
             continue;
         EXPECT_EQ(OvanDBusGetAllProperty(c.service, c.path, c.iface, &out), -1);
         EXPECT_EQ(out, nullptr);
@@ -327,11 +289,9 @@ TEST_F(Properties, RefusedInputSendsNothing)
         EXPECT_GE(errors_from(log, "OvanDBusGetAllProperty"), 1u) << dump();
         EXPECT_GE(errors_from(log, "OvanDBusSetMultiProperty"), 1u) << dump();
     }
-    EXPECT_EQ(sim.count_calls(), 0u);
-}
 
-TEST_F(Properties, SetMultiRefusesWhatIsNotADictionary)
-{
+    // No value, or for SetMulti one that is not a dictionary.
+    log.clear();
     const char *tag = "OvanDBusSetMultiProperty";
     EXPECT_EQ(OvanDBusSetMultiProperty(kGw, kObj, kIface, nullptr), -1);
     EXPECT_TRUE(logged(LOG_DEBUG, tag, kEntry + ", value(NULL)")) << dump();
@@ -341,9 +301,6 @@ TEST_F(Properties, SetMultiRefusesWhatIsNotADictionary)
     EXPECT_EQ(errors_from(log, tag), 4u) << dump();
     EXPECT_EQ(OvanDBusSetProperty(kGw, kObj, kIface, "Name", nullptr), -1);
     EXPECT_EQ(sim.count_calls(), 0u);
-    GPtr<GVariant> name = sim.property(kObj, kIface, "Name");
-    ASSERT_TRUE(name);
-    EXPECT_STREQ(g_variant_get_string(name.get(), nullptr), "alpha");
 }
 
 // ---- the gateway's interface version ----------------------------------------

@@ -16,7 +16,6 @@
 namespace {
 
 using namespace lumo::test;
-using lumo::GPtr;
 using lumo::GStr;
 
 constexpr const char kName[] = "com.example.bustest1";
@@ -185,36 +184,35 @@ protected:
     {
         GDBusNodeInfo *node = OvanDBusNodeParseXml(kXml);
         ASSERT_NE(node, nullptr);
-        test_id = OvanDBusRegisterObject(kObj, OvanDBusNodeFindInterface(node, kTestIface), &kTestTable, &g_state);
-        props_id = OvanDBusRegisterObject(kObj, OvanDBusNodeFindInterface(node, kQuvProps), &kPropsTable, &g_state);
-        bare_id = OvanDBusRegisterObject(kObj, OvanDBusNodeFindInterface(node, "com.example.Unrecorded"), nullptr,
-                                         nullptr);
+        EXPECT_GT(OvanDBusRegisterObject(kObj, OvanDBusNodeFindInterface(node, kTestIface), &kTestTable, &g_state), 0);
+        EXPECT_GT(OvanDBusRegisterObject(kObj, OvanDBusNodeFindInterface(node, kQuvProps), &kPropsTable, &g_state), 0);
+        GDBusInterfaceInfo *bare = OvanDBusNodeFindInterface(node, "com.example.Unrecorded");
+        EXPECT_GT(OvanDBusRegisterObject(kObj, bare, nullptr, nullptr), 0);
         // The bus library keeps its own references to the interface descriptions.
         OvanDBusNodeInfoUnref(node);
-        ASSERT_GT(test_id, 0);
-        ASSERT_GT(props_id, 0);
-        ASSERT_GT(bare_id, 0);
     }
 
     RunResult call(const std::string &method, const std::vector<std::string> &args = {}, int timeout_s = 5)
     {
         return gdbus_call(bus, kName, kObj, method, args, timeout_s);
     }
-
-    int32_t test_id = 0, props_id = 0, bare_id = 0;
 };
 
 TEST_F(Service, StartOwnsTheNameOnce)
 {
+    // Malformed names are refused first.
+    for (const char *name : {"no_dots", "com..quv", ":1.5", "com.example.1x", "com.example.a b"}) {
+        EXPECT_EQ(OvanDBusStartService(name), -1) << name;
+        EXPECT_EQ(qzr_dbus_service_context, nullptr) << name;
+    }
+    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump();
+
     start();
     const OvanDBusServiceContext_t *ctx = qzr_dbus_service_context;
     EXPECT_STREQ(ctx->service_name, kName);
     EXPECT_EQ(ctx->is_service_started, 1);
     EXPECT_EQ(ctx->errState, 0);
     ASSERT_NE(ctx->connection, nullptr);
-    EXPECT_NE(ctx->thread, nullptr);
-    EXPECT_NE(ctx->main_context, nullptr);
-    EXPECT_TRUE(name_has_owner(bus, kName));
     EXPECT_EQ(name_owner(bus, kName), g_dbus_connection_get_unique_name(ctx->connection));
     EXPECT_TRUE(logged(LOG_NOTICE, "OvanDBusStartService", "DBUS Service 'com.example.bustest1' is Started."))
         << dump();
@@ -227,15 +225,16 @@ TEST_F(Service, StartOwnsTheNameOnce)
     EXPECT_EQ(ctx->is_service_started, 1);
     EXPECT_FALSE(name_has_owner(bus, "com.example.other1"));
     EXPECT_TRUE(name_has_owner(bus, kName));
-}
 
-TEST_F(Service, MalformedNameRefused)
-{
-    for (const char *name : {"no_dots", "com..quv", ":1.5", "com.example.1x", "com.example.a b"}) {
-        EXPECT_EQ(OvanDBusStartService(name), -1) << name;
-        EXPECT_EQ(qzr_dbus_service_context, nullptr) << name;
-    }
-    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService", "Invalid Parameter.")) << dump();
+    // The library's own calls go out on the service's connection.
+    ASSERT_EQ(OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", nullptr), 0);
+    ASSERT_EQ(OvanDBusCallMethod(kGw, kDevicePath, "org.freedesktop.DBus.Introspectable", "Introspect", nullptr,
+                                 nullptr, -1),
+              0);
+    const std::string unique = g_dbus_connection_get_unique_name(ctx->connection);
+    ASSERT_EQ(sim.call_log().size(), 2u);
+    EXPECT_EQ(sim.call_log()[0].sender, unique);
+    EXPECT_EQ(sim.call_log()[1].sender, unique);
 }
 
 TEST_F(Service, NameOwnedByAnotherPeer)
@@ -262,25 +261,34 @@ TEST_F(Service, StartWithoutBus)
     // Without a bus the name is lost at once, as the name-lost handler reports it.
     EXPECT_TRUE(log.contains("on_name_lost: ", LOG_NOTICE)) << dump();
     EXPECT_TRUE(log.contains("connection = (nil), name = com.example.bustest1, loop ", LOG_NOTICE)) << dump();
-    EXPECT_TRUE(logged(LOG_ERR, "OvanDBusStartService",
-                            "ERR: errState is 1, release dbus_service_context and return."))
-        << dump();
 }
 
+// Stopped by the application or from its own handler (as a management "Stop" does):
+// the name goes, and the process can host its service again.
 TEST_F(Service, StopReleasesTheName)
 {
     EXPECT_EQ(OvanDBusStopService(), -1) << "nothing started";
-    start();
-    EXPECT_EQ(OvanDBusStopService(), 0);
-    EXPECT_EQ(qzr_dbus_service_context, nullptr);
-    EXPECT_TRUE(wait_until([&] { return !name_has_owner(bus, kName); }));
-    EXPECT_EQ(OvanDBusStopService(), -1);
+    for (const bool from_handler : {false, true}) {
+        SCOPED_TRACE(from_handler ? "from its own handler" : "by the application");
+        start();
+        if (from_handler) {
+            register_object();  // after a stop and a new start
+            RunResult r = call("com.example.Test.StopService");
+            EXPECT_EQ(r.exit_status, 0) << r.err;
+            EXPECT_EQ(r.out, "()\n");
+        } else {
+            EXPECT_EQ(OvanDBusStopService(), 0);
+        }
+        // Maybe stopped in the "mainLoop" thread: read as the library publishes it.
+        EXPECT_EQ(__atomic_load_n(&qzr_dbus_service_context, __ATOMIC_ACQUIRE), nullptr);
+        EXPECT_TRUE(wait_until([&] { return !name_has_owner(bus, kName); }));
+        EXPECT_EQ(OvanDBusStopService(), -1);
+    }
     EXPECT_TRUE(log_mentions(log, "] OvanDBusStopService: ")) << dump();
 
-    // Started again in the same process, it serves again.
+    // Started again, it serves again.
     start();
     EXPECT_TRUE(name_has_owner(bus, kName));
-    register_object();
     RunResult r = call("com.example.Test.Echo", {"'again'"});
     EXPECT_EQ(r.exit_status, 0) << r.err;
     EXPECT_EQ(r.out, "('again',)\n");
@@ -304,21 +312,6 @@ TEST_F(Service, StartedAgainRightAfterEachStop)
     ASSERT_TRUE(wait_until([] { return ran.load(); }));
     ASSERT_EQ(OvanDBusStopService(), 0);
     EXPECT_TRUE(wait_until([] { return loop_threads() == 0; })) << "the running loop did not end";
-}
-
-TEST_F(Service, LibraryCallsGoOutOnTheServiceConnection)
-{
-    start();
-    ASSERT_EQ(OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Manufacturer", nullptr), 0);
-    ASSERT_EQ(OvanDBusCallMethod(kGw, kDevicePath, "org.freedesktop.DBus.Introspectable", "Introspect", nullptr,
-                                 nullptr, -1),
-              0);
-    auto calls = sim.call_log();
-    ASSERT_EQ(calls.size(), 2u);
-    const std::string unique = g_dbus_connection_get_unique_name(qzr_dbus_service_context->connection);
-    EXPECT_EQ(calls[0].sender, unique);
-    EXPECT_EQ(calls[1].sender, unique);
-    EXPECT_EQ(name_owner(bus, kName), unique);
 }
 
 // Every kind of request an outside client sends, in one sequence: method callbacks,
@@ -379,21 +372,6 @@ TEST_F(Service, OutsideClientsReachTheCallbacksInTheMainLoopThread)
     EXPECT_EQ(g_state.foreign_user_data, 0) << "user data is handed back unchanged";
 }
 
-TEST_F(Service, StoppedFromItsOwnHandler)
-{
-    start();
-    register_object();
-    RunResult r = call("com.example.Test.StopService");
-    EXPECT_EQ(r.exit_status, 0) << r.err;
-    EXPECT_EQ(r.out, "()\n");
-    // Stopped in the "mainLoop" thread: read as the library publishes it.
-    EXPECT_EQ(__atomic_load_n(&qzr_dbus_service_context, __ATOMIC_ACQUIRE), nullptr);
-    EXPECT_TRUE(wait_until([&] { return !name_has_owner(bus, kName); }));
-    // The process can host its service again.
-    start();
-    EXPECT_TRUE(name_has_owner(bus, kName));
-}
-
 TEST_F(Service, InterfaceWithoutRecordGetsNoAnswer)
 {
     start();
@@ -410,12 +388,20 @@ TEST_F(Service, InterfaceWithoutRecordGetsNoAnswer)
     EXPECT_EQ(r.exit_status, 0) << r.err;
 }
 
+// The node helpers, then registering objects made from their descriptions.
 TEST_F(Service, RegistrationRules)
 {
+    EXPECT_EQ(OvanDBusNodeParseXml(nullptr), nullptr);
+    EXPECT_EQ(OvanDBusNodeParseXml("<node><interface name="), nullptr);
     GDBusNodeInfo *node = OvanDBusNodeParseXml(kXml);
     ASSERT_NE(node, nullptr);
     GDBusInterfaceInfo *iface = OvanDBusNodeFindInterface(node, kTestIface);
     ASSERT_NE(iface, nullptr);
+    EXPECT_STREQ(iface->name, kTestIface);
+    EXPECT_TRUE(logged(LOG_DEBUG, "OvanDBusNodeFindInterface", "interface_name(com.example.Test)"));
+    EXPECT_EQ(OvanDBusNodeFindInterface(node, "com.example.None"), nullptr);
+    EXPECT_EQ(OvanDBusNodeFindInterface(node, nullptr), nullptr);
+    EXPECT_EQ(OvanDBusNodeFindInterface(nullptr, kTestIface), nullptr);
 
     EXPECT_EQ(OvanDBusRegisterObject(kObj, iface, &kTestTable, nullptr), -1) << "no service yet";
     EXPECT_TRUE(logged(LOG_ERR, "OvanDBusRegisterObject", "connection is NULL, just return.")) << dump();
@@ -444,6 +430,8 @@ TEST_F(Service, RegistrationRules)
     EXPECT_EQ(qzr_dbus_obj_reg_list_head->reg_id, static_cast<uint32_t>(id2));
     EXPECT_EQ(registrations(), 2u);
     OvanDBusNodeInfoUnref(node);
+    OvanDBusNodeInfoUnref(nullptr);
+    EXPECT_EQ(log.count("] OvanDBusNodeInfoUnref: node_info("), 2u);
 
     RunResult r = gdbus_call(bus, kName, "/com/example/Obj2", "com.example.Test.Echo", {"'two'"});
     EXPECT_EQ(r.out, "('two',)\n") << r.err;
@@ -462,25 +450,6 @@ TEST_F(Service, RegistrationRules)
     EXPECT_NE(r.exit_status, 0) << r.out;
     r = call("com.example.Test.Echo", {"'one'"});
     EXPECT_EQ(r.out, "('one',)\n") << r.err;
-}
-
-TEST(NodeHelpers, ParseFindAndRelease)
-{
-    LogCapture log;
-    EXPECT_EQ(OvanDBusNodeParseXml(nullptr), nullptr);
-    EXPECT_EQ(OvanDBusNodeParseXml("<node><interface name="), nullptr);
-    GDBusNodeInfo *node = OvanDBusNodeParseXml(kXml);
-    ASSERT_NE(node, nullptr);
-    GDBusInterfaceInfo *iface = OvanDBusNodeFindInterface(node, kTestIface);
-    ASSERT_NE(iface, nullptr);
-    EXPECT_STREQ(iface->name, kTestIface);
-    EXPECT_TRUE(has_message(log, LOG_DEBUG, "OvanDBusNodeFindInterface", "interface_name(com.example.Test)"));
-    EXPECT_EQ(OvanDBusNodeFindInterface(node, "com.example.None"), nullptr);
-    EXPECT_EQ(OvanDBusNodeFindInterface(node, nullptr), nullptr);
-    EXPECT_EQ(OvanDBusNodeFindInterface(nullptr, kTestIface), nullptr);
-    OvanDBusNodeInfoUnref(node);
-    OvanDBusNodeInfoUnref(nullptr);
-    EXPECT_EQ(log.count("] OvanDBusNodeInfoUnref: node_info("), 2u);
 }
 
 // ---- the name from the package's control file -------------------------------------

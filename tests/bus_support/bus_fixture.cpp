@@ -11,13 +11,10 @@ namespace lumo::test {
 bool has_message(const LogCapture &log, int priority, const std::string &tag, const std::string &message)
 {
     const std::string tail = "] " + tag + ": " + message + "\n";
-    for (const auto &l : log.lines()) {
-        if (l.priority != priority || l.text.size() < tail.size() || l.text[0] != '[')
-            continue;
-        if (l.text.compare(l.text.size() - tail.size(), tail.size(), tail) == 0 &&
+    for (const auto &l : log.lines())
+        if (l.priority == priority && l.text.starts_with('[') && l.text.ends_with(tail) &&
             l.text.find("] ") == l.text.size() - tail.size())
             return true;
-    }
     return false;
 }
 
@@ -97,32 +94,23 @@ RunResult gdbus_call(const PrivateBus &bus, const std::string &dest, const std::
     return run_program(argv);
 }
 
-namespace {
-GPtr<GVariant> daemon_call(const PrivateBus &bus, const char *method, GVariant *args)
+std::string name_owner(const PrivateBus &bus, const std::string &name)
 {
-    GPtr<GVariant> owned = ref_sink(args);
     GPtr<GError> err;
     GPtr<GDBusConnection> conn = open_connection(bus.address(), out(err));
     if (!conn) {
         ADD_FAILURE() << "cannot connect to " << bus.address() << ": " << err->message;
-        return nullptr;
+        return "";
     }
     GPtr<GVariant> reply(g_dbus_connection_call_sync(conn.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                     "org.freedesktop.DBus", method, owned.get(), nullptr,
+                                                     "org.freedesktop.DBus", "GetNameOwner",
+                                                     g_variant_new("(s)", name.c_str()), G_VARIANT_TYPE("(s)"),
                                                      G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr));
     g_dbus_connection_close_sync(conn.get(), nullptr, nullptr);
-    return reply;
-}
-}  // namespace
-
-std::string name_owner(const PrivateBus &bus, const std::string &name)
-{
-    GPtr<GVariant> r = daemon_call(bus, "GetNameOwner", g_variant_new("(s)", name.c_str()));
     const char *owner = nullptr;
-    if (!r)
-        return "";
-    g_variant_get(r.get(), "(&s)", &owner);
-    return owner;
+    if (reply)
+        g_variant_get(reply.get(), "(&s)", &owner);
+    return owner ? owner : "";
 }
 
 bool name_has_owner(const PrivateBus &bus, const std::string &name)

@@ -52,31 +52,24 @@ GPid spawn(const std::vector<std::string> &args, int *out_fd, int *err_fd = null
     return pid;
 }
 
-// Reads one line from fd, waiting at most timeout_ms; false on timeout or EOF.
-bool read_line(int fd, std::string *line, int timeout_ms)
+// Reads from fd into text until done(text) holds; false when the time is up or the
+// stream ended first.
+bool read_into(int fd, std::string &text, const std::function<bool(const std::string &)> &done, int timeout_ms)
 {
-    line->clear();
-    gint64 deadline = g_get_monotonic_time() + static_cast<gint64>(timeout_ms) * 1000;
-    for (;;) {
-        gint64 left = (deadline - g_get_monotonic_time()) / 1000;
-        if (left <= 0)
-            return false;
+    const gint64 end = g_get_monotonic_time() + gint64(timeout_ms) * 1000;
+    while (!done(text)) {
+        const int left = int((end - g_get_monotonic_time()) / 1000);
         pollfd p{fd, POLLIN, 0};
-        int r = poll(&p, 1, static_cast<int>(left));
+        const int r = fd < 0 || left <= 0 ? 0 : poll(&p, 1, left);
         if (r < 0 && errno == EINTR)
             continue;
-        if (r <= 0)
-            return false;
-        char ch = 0;
-        ssize_t n = read(fd, &ch, 1);
-        if (n < 0 && errno == EINTR)
-            continue;
+        char buf[512];
+        const ssize_t n = r > 0 ? read(fd, buf, sizeof buf) : 0;
         if (n <= 0)
             return false;
-        if (ch == '\n')
-            return true;
-        *line += ch;
+        text.append(buf, size_t(n));
     }
+    return true;
 }
 
 // Terminates a child started by spawn() and closes its output; its exit status (128 +
@@ -126,11 +119,6 @@ std::string gwsim_path()
 #else
     return from_env("LUMO_GWSIM", "lumo-gwsim");
 #endif
-}
-
-std::string bus_config_path()
-{
-    return from_env("LUMO_BUS_CONFIG", LUMO_BUS_CONFIG_PATH);
 }
 
 GPtr<GVariant> parse_variant(const char *text, const char *type)
@@ -187,10 +175,7 @@ Background::Background(const std::vector<std::string> &argv)
 
 Background::~Background()
 {
-    if (pid_ > 0) {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-    }
+    end_child(pid_, out_fd_);  // leaves the pipes open once wait() reaped the child
     for (int fd : {out_fd_, err_fd_})
         if (fd >= 0)
             close(fd);
@@ -198,21 +183,7 @@ Background::~Background()
 
 bool Background::read_until(bool from_err, const std::function<bool(const std::string &)> &done, int timeout_ms)
 {
-    const int fd = from_err ? err_fd_ : out_fd_;
-    std::string &text = from_err ? err : out;
-    const gint64 end = g_get_monotonic_time() + gint64(timeout_ms) * 1000;
-    while (!done(text)) {
-        const int left = int((end - g_get_monotonic_time()) / 1000);
-        pollfd p{fd, POLLIN, 0};
-        if (fd < 0 || left <= 0 || poll(&p, 1, left) <= 0)
-            return false;
-        char buf[512];
-        const ssize_t n = read(fd, buf, sizeof buf);
-        if (n <= 0)
-            return false;
-        text.append(buf, size_t(n));
-    }
-    return true;
+    return read_into(from_err ? err_fd_ : out_fd_, from_err ? err : out, done, timeout_ms);
 }
 
 int Background::wait()
@@ -260,14 +231,15 @@ bool PrivateBus::start()
     if (pid_ > 0 || dir_.empty())
         return pid_ > 0;
     g_unlink((dir_ + "/bus").c_str());
-    pid_ = spawn({"dbus-daemon", "--config-file=" + bus_config_path(), "--address=" + address_, "--nofork",
-                  "--nopidfile", "--print-address"},
+    const std::string config = from_env("LUMO_BUS_CONFIG", LUMO_BUS_CONFIG_PATH);
+    pid_ = spawn({"dbus-daemon", "--config-file=" + config, "--address=" + address_, "--nofork", "--nopidfile",
+                  "--print-address"},
                  &out_fd_);
     if (pid_ <= 0)
         return false;
     // The address is printed once the daemon listens.
-    std::string line;
-    if (!read_line(out_fd_, &line, 20000)) {
+    std::string text;
+    if (!read_into(out_fd_, text, [](const std::string &t) { return t.find('\n') != std::string::npos; }, 20000)) {
         ADD_FAILURE() << "dbus-daemon did not start on " << address_;
         stop();
         return false;
@@ -327,12 +299,13 @@ Simulator::~Simulator()
 
 bool Simulator::wait_ready(int timeout_ms)
 {
-    ready_ = false;
-    std::string line;
-    while (pid_ > 0 && read_line(out_fd_, &line, timeout_ms))
-        if (line == "ready")
-            return ready_ = true;
-    return false;
+    // Each "ready" line is used up, so that after a restart the next one is awaited.
+    size_t at = 0;
+    auto ready = [&](const std::string &t) { return (at = ("\n" + t).find("\nready\n")) != std::string::npos; };
+    ready_ = pid_ > 0 && read_into(out_fd_, out_, ready, timeout_ms);
+    if (ready_)
+        out_.erase(0, at + 6);
+    return ready_;
 }
 
 int Simulator::stop()

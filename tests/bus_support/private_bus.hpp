@@ -126,6 +126,7 @@ private:
     std::string name_;
     GPid pid_ = 0;
     int out_fd_ = -1;
+    std::string out_;  // standard output not yet used up
     bool ready_ = false;
     GPtr<GDBusConnection> conn_;
 };
@@ -168,8 +169,7 @@ private:
 // A private connection of its own to the bus at `address` (null and *error set on failure).
 GPtr<GDBusConnection> open_connection(const std::string &address, GError **error = nullptr);
 
-// Paths of the programs and files the harness uses.
+// The path of the simulator program.
 std::string gwsim_path();
-std::string bus_config_path();
 
 }  // namespace lumo::test

@@ -2,8 +2,6 @@
 // echo to standard output.
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include <cstdio>
 #include <regex>
 #include <string>
@@ -20,16 +18,6 @@ using lumo::test::LogCapture;
 using lumo::test::TempRoot;
 
 constexpr int kUser = 8;  // syslog's user facility
-
-// A fake /proc (LUMO_PROC_DIR) whose stat file for this process holds `stat`.
-struct FakeProc {
-    explicit FakeProc(const std::string &stat)
-    {
-        if (!stat.empty())
-            root.write("/" + std::to_string(getpid()) + "/stat", stat);
-    }
-    TempRoot root{"LUMO_PROC_DIR"};
-};
 
 std::string captured_stdout_of(void (*fn)())
 {
@@ -56,7 +44,6 @@ TEST(Log, OpenCloseAndImplicitReopen)
     EXPECT_EQ(log.last_ident, "myapp");
     EXPECT_EQ(log.last_facility, 24);
     EXPECT_EQ(log.last_option, 2);  // LOG_CONS
-    ASSERT_NE(g_app_name, nullptr);
     EXPECT_STREQ(g_app_name, "myapp");
     OvanLog(6, "value %s", "x");
     ASSERT_EQ(log.lines().size(), 1u);
@@ -102,111 +89,92 @@ TEST(Log, EchoFlagDecidedAtOpen)
             root.write("/tmp/.uci/enable_lumo_stdio_print", "");
             EXPECT_EQ(captured_stdout_of([] { OvanLog(6, "quiet"); }), "");
         }
+        if (c.state == 3) {  // the echo: a millisecond stamp, then the line
+            std::string out = captured_stdout_of([] { lumo_log("MyTag", 7, "n=%d", 42); });
+            std::regex line(R"(^\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} \[UnknownService\] MyTag: n=42\n\n$)");
+            EXPECT_TRUE(std::regex_match(out, line)) << out;
+            EXPECT_EQ(log.lines().size(), 1u) << "the echo is not instead of the log";
+        }
         OvanLogClose();
     }
 }
 
-TEST(Log, EchoLineHasMillisecondStampAndMessage)
+// The first tagged line opens the log under the process name from the stat file.
+TEST(Log, FirstTaggedLineOpensLogUnderProcessName)
 {
+    const struct {
+        const char *stat;  // content of the fake stat file ("" = missing)
+        const char *ident;
+    } cases[] = {
+        {"4242 (gatewayd) S 1 4242 4242 0 -1", "gatewayd"},
+        {"4242 (a) R 1", "a"},
+        {"4242 (two words) S 1", "two"},  // the name is read up to a blank
+        {"4242 (abcdefghijklmnop) S", "abcdefghijklmnop"},
+        {"", "UnknownAPP"},  // no stat file
+        {"garbage", "UnknownAPP"},
+    };
     TempRoot root;
-    root.write("/tmp/.uci/enable_lumo_stdio_print", "");
-    LogCapture log;
-    OvanLogOpen(kUser, "echoer");
-    std::string out = captured_stdout_of([] { lumo_log("MyTag", 7, "n=%d", 42); });
-    std::regex line(R"(^\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} \[UnknownService\] MyTag: n=42\n\n$)");
-    EXPECT_TRUE(std::regex_match(out, line)) << out;
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].text, "[UnknownService] MyTag: n=42\n");
-    EXPECT_EQ(log.lines()[0].priority, 7);
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.stat);
+        TempRoot proc("LUMO_PROC_DIR");  // a fake /proc with this process's stat file
+        if (*c.stat)
+            proc.write("/" + std::to_string(getpid()) + "/stat", c.stat);
+        LogCapture log;
+        ASSERT_EQ(g_app_name, nullptr);
+        lumo_log("tag", 3, "boom");
+        EXPECT_EQ(OvanIsLogInitialized(), 1);
+        EXPECT_EQ(log.opens, 1);
+        EXPECT_EQ(log.last_facility, kUser);
+        EXPECT_EQ(log.last_ident, c.ident);
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_EQ(log.lines()[0].text, "[UnknownService] tag: boom\n");
+        EXPECT_EQ(log.lines()[0].priority, 3);
+        OvanLogClose();
+        g_app_name = nullptr;  // freed by the close: back to a process that never logged
+    }
 }
 
-struct IdentCase {
-    const char *stat;  // content of the fake stat file ("" = missing)
-    const char *ident;
-};
-
-void PrintTo(const IdentCase &c, std::ostream *os) { *os << '"' << c.ident << '"'; }
-
-class ProcessIdent : public testing::TestWithParam<IdentCase> {};
-
-TEST_P(ProcessIdent, FirstTaggedLineOpensLogUnderProcessName)
+// A hosted service names the ident and the prefix, whatever was opened before.
+TEST(Log, HostedServiceNamesIdentAndPrefix)
 {
+    const struct {
+        const char *service;
+        const char *ident;
+    } cases[] = {
+        {"com.quv.appframework1", "appframework"},
+        {"com.vendor.app12", "app1"},  // one digit only
+        {"com.vendor.tool", "tool"},
+        {"nodots7", "nodots"},
+        {"com.vendor.9", ""},
+    };
     TempRoot root;
-    FakeProc proc(GetParam().stat);
-    LogCapture log;
-    ASSERT_EQ(g_app_name, nullptr);
-    lumo_log("tag", 3, "boom");
-    EXPECT_EQ(OvanIsLogInitialized(), 1);
-    EXPECT_EQ(log.opens, 1);
-    EXPECT_EQ(log.last_facility, kUser);
-    EXPECT_EQ(log.last_ident, GetParam().ident);
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].text, "[UnknownService] tag: boom\n");
-    EXPECT_EQ(log.lines()[0].priority, 3);
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.service);
+        LogCapture log;
+        lumo::test::ScopedContext svc(c.service);
+        lumo_dbg("Fn", "x");
+        EXPECT_EQ(log.last_ident, c.ident);
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_EQ(log.lines()[0].text, std::string("[") + c.service + "] Fn: x\n");
+        EXPECT_EQ(log.lines()[0].priority, 7);
+        OvanLogClose();
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    StatFiles, ProcessIdent,
-    testing::Values(IdentCase{"4242 (gatewayd) S 1 4242 4242 0 -1", "gatewayd"},
-                    IdentCase{"4242 (a) R 1", "a"},
-                    IdentCase{"4242 (two words) S 1", "two"},  // the name is read up to a blank
-                    IdentCase{"4242 (abcdefghijklmnop) S", "abcdefghijklmnop"},
-                    IdentCase{"", "UnknownAPP"},                // no stat file
-                    IdentCase{"garbage", "UnknownAPP"}));
-
-struct ServiceIdentCase {
-    const char *service;
-    const char *ident;
-};
-
-void PrintTo(const ServiceIdentCase &c, std::ostream *os) { *os << '"' << c.service << '"'; }
-
-class ServiceIdent : public testing::TestWithParam<ServiceIdentCase> {};
-
-TEST_P(ServiceIdent, HostedServiceNamesIdentAndPrefix)
-{
-    TempRoot root;
-    LogCapture log;
-    lumo::test::ScopedContext svc(GetParam().service);
-    lumo_dbg("Fn", "x");
-    EXPECT_EQ(log.last_ident, GetParam().ident);
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].text, std::string("[") + GetParam().service + "] Fn: x\n");
-    EXPECT_EQ(log.lines()[0].priority, 7);
-}
-
-INSTANTIATE_TEST_SUITE_P(Names, ServiceIdent,
-                         testing::Values(ServiceIdentCase{"com.quv.appframework1", "appframework"},
-                                         ServiceIdentCase{"com.vendor.app12", "app1"},  // one digit only
-                                         ServiceIdentCase{"com.vendor.tool", "tool"},
-                                         ServiceIdentCase{"nodots7", "nodots"},
-                                         ServiceIdentCase{"com.vendor.9", ""}));
-
-TEST(Log, AppmgrPrefixOnlyForLumoLog)
+// Under "appmgr" only lumo_log lines carry the framework's name; messages of either
+// are cut at 1023 characters.
+TEST(Log, AppmgrPrefixOnlyForLumoLogAndCutAt1023Characters)
 {
     TempRoot root;
     LogCapture log;
     OvanLogOpen(kUser, "appmgr");
-    lumo_log("A", 6, "one");
-    lumo_dbg("B", "two");
-    ASSERT_EQ(log.lines().size(), 2u);
-    EXPECT_EQ(log.lines()[0].text, "[com.quv.appframework1] A: one\n");
-    EXPECT_EQ(log.lines()[1].text, "[UnknownService] B: two\n");
-    EXPECT_EQ(log.lines()[1].priority, 7);
-}
-
-TEST(Log, MessageCutAt1023Characters)
-{
-    TempRoot root;
-    LogCapture log;
-    OvanLogOpen(kUser, "cut");
     const std::string exact(1023, 'a');
-    const std::string longer(3000, 'b');
-    lumo_log("T", 7, "%s", exact.c_str());
-    lumo_log("T", 7, "%s", longer.c_str());
+    lumo_log("A", 6, "%s", exact.c_str());
+    lumo_dbg("B", "%s", std::string(3000, 'b').c_str());
     ASSERT_EQ(log.lines().size(), 2u);
-    EXPECT_EQ(log.lines()[0].text, "[UnknownService] T: " + exact + "\n");
-    EXPECT_EQ(log.lines()[1].text, "[UnknownService] T: " + std::string(1023, 'b') + "\n");
+    EXPECT_EQ(log.lines()[0].text, "[com.quv.appframework1] A: " + exact + "\n");
+    EXPECT_EQ(log.lines()[1].text, "[UnknownService] B: " + std::string(1023, 'b') + "\n");
+    EXPECT_EQ(log.lines()[1].priority, 7);
 }
 
 // A name table ends with a null name of value -1.

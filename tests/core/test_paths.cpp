@@ -34,11 +34,4 @@ TEST(Paths, Resolve)
     unsetenv("LUMO_PROC_DIR");
 }
 
-TEST(Paths, ProcSelfStatNamesOwnPid)
-{
-    unsetenv("LUMO_PROC_DIR");
-    std::string expected = "/proc/" + std::to_string(getpid()) + "/stat";
-    EXPECT_EQ(std::string(lumo::paths::proc_self_stat().get()), expected);
-}
-
 }  // namespace

@@ -1,5 +1,6 @@
 #include "support/log_capture.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <mutex>
@@ -80,21 +81,17 @@ std::vector<LogLine> LogCapture::lines() const
 
 bool LogCapture::contains(const std::string &needle, int priority) const
 {
-    std::lock_guard<std::mutex> hold(g_lines_lock);
-    for (const auto &l : g_lines)
-        if ((priority < 0 || l.priority == priority) && l.text.find(needle) != std::string::npos)
-            return true;
-    return false;
+    const auto all = lines();
+    return std::any_of(all.begin(), all.end(), [&](const LogLine &l) {
+        return (priority < 0 || l.priority == priority) && l.text.find(needle) != std::string::npos;
+    });
 }
 
 size_t LogCapture::count(const std::string &needle) const
 {
-    std::lock_guard<std::mutex> hold(g_lines_lock);
-    size_t n = 0;
-    for (const auto &l : g_lines)
-        if (l.text.find(needle) != std::string::npos)
-            n++;
-    return n;
+    const auto all = lines();
+    return std::count_if(all.begin(), all.end(),
+                         [&](const LogLine &l) { return l.text.find(needle) != std::string::npos; });
 }
 
 void LogCapture::clear()

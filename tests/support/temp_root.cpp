@@ -7,6 +7,8 @@
 #include <glib.h>
 #include <glib/gstdio.h>
 
+#include "core/glib_ptr.hpp"
+
 namespace lumo::test {
 
 namespace {
@@ -18,9 +20,8 @@ int remove_entry(const char *path, const struct stat *, int, struct FTW *)
 
 TempRoot::TempRoot(const char *env) : env_(env ? env : "")
 {
-    char *d = g_dir_make_tmp("lumo3-test-XXXXXX", nullptr);
-    dir_ = d ? d : "";
-    g_free(d);
+    lumo::GStr d(g_dir_make_tmp("lumo3-test-XXXXXX", nullptr));
+    dir_ = d ? d.get() : "";
     if (env_.empty())
         return;
     if (const char *old = getenv(env)) {
@@ -48,21 +49,17 @@ std::string TempRoot::path(const std::string &rel) const
 void TempRoot::write(const std::string &rel, const std::string &content) const
 {
     std::string full = path(rel);
-    char *parent = g_path_get_dirname(full.c_str());
-    g_mkdir_with_parents(parent, 0755);
-    g_free(parent);
+    g_mkdir_with_parents(lumo::GStr(g_path_get_dirname(full.c_str())).get(), 0755);
     g_file_set_contents(full.c_str(), content.data(), static_cast<gssize>(content.size()), nullptr);
 }
 
 std::string TempRoot::read(const std::string &rel) const
 {
-    char *data = nullptr;
+    lumo::GStr data;
     gsize len = 0;
-    if (!g_file_get_contents(path(rel).c_str(), &data, &len, nullptr))
+    if (!g_file_get_contents(path(rel).c_str(), lumo::out(data), &len, nullptr))
         return "";
-    std::string s(data, len);
-    g_free(data);
-    return s;
+    return std::string(data.get(), len);
 }
 
 bool TempRoot::exists(const std::string &rel) const
