@@ -310,6 +310,7 @@ TEST_F(Service, StartedAgainRightAfterEachStop)
     static std::atomic<bool> ran{false};
     g_idle_add([](gpointer) -> gboolean { ran = true; return G_SOURCE_REMOVE; }, nullptr);
     ASSERT_TRUE(wait_until([] { return ran.load(); }));
+    EXPECT_EQ(loop_threads(), 1u);  // the count sees a running loop at all
     ASSERT_EQ(OvanDBusStopService(), 0);
     EXPECT_TRUE(wait_until([] { return loop_threads() == 0; })) << "the running loop did not end";
 }
