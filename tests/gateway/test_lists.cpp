@@ -1,20 +1,16 @@
 // The shapes for lists given as text, stored lists kept by substring, look-ups in a
-// listing, collections of a second service, and secrets kept out of printed values.
+// listing, and collections of a second service.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "bus/connection.hpp"
 #include "bus_support/bus_fixture.hpp"
 #include "gateway/walkers.hpp"
-#include "support/log_capture.hpp"
 
 namespace {
 
-using lumo::GPtr;
-using lumo::test::LogCapture;
 namespace gw = lumo::gw;
 
 using Strings = std::vector<std::string>;
@@ -115,22 +111,6 @@ TEST_F(OtherService, ListingFindsByKeyAndFreesItsLists)
     EXPECT_EQ(absent.load("com.example.nobody", shape, "/com/morvane/vpnclient1/h"), -1);
     EXPECT_EQ(absent.size(), 0u);
     EXPECT_EQ(absent.find("Key", "one"), nullptr);
-}
-
-TEST(Lists, SecretsMaskedWhenPrinted)
-{
-    LogCapture log;  // printing is done only when the line is wanted
-    GPtr<GVariant> v(g_variant_ref_sink(g_variant_new_parsed(
-        "({'vpn_pwd': <'s1'>, 'Name': <'n'>}, {'/o': {'i': {'DDNSPassword': <'s2'>, 'InitUAPwd': <uint32 3>}}},"
-        " @a{sv} {}, [{'passwd': <'s3'>}])")));
-    lumo::GStr shown = lumo::bus::print_value(v.get(), 7);
-    const std::string text = shown.get();
-    for (const char *secret : {"s1", "s2", "s3", "uint32 3"})
-        EXPECT_EQ(text.find(secret), std::string::npos) << secret << " in " << text;
-    for (const char *kept : {"'Name': <'n'>", "'vpn_pwd': <'<hidden>'>", "'InitUAPwd': <'<hidden>'>"})
-        EXPECT_NE(text.find(kept), std::string::npos) << kept << " not in " << text;
-    GPtr<GVariant> plain(g_variant_ref_sink(g_variant_new_parsed("('pwd', uint32 1)")));
-    EXPECT_EQ(std::string(lumo::bus::print_value(plain.get(), 7).get()), "('pwd', uint32 1)");
 }
 
 }  // namespace
