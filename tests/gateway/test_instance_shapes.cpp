@@ -23,55 +23,52 @@ struct Row {
 };
 constexpr gw::Field kRow[] = {LUMO_F(Row, Name, 's'), LUMO_F(Row, Flag, 'b')};
 
-struct RowsCase {
-    const char *rows;  // GVariant text of the array
-    bool want_records;
-    uint32_t count;
-    const char *first_name;  // null: no records handed out
-    int32_t first_flag;
-};
-
-class Rows : public testing::TestWithParam<RowsCase> {};
-
-TEST_P(Rows, FieldIFromMemberI)
+TEST(Rows, FieldIFromMemberI)
 {
-    const RowsCase &c = GetParam();
-    GPtr<GVariant> rows(g_variant_ref_sink(g_variant_parse(nullptr, c.rows, nullptr, nullptr, nullptr)));
-    ASSERT_TRUE(rows) << c.rows;
-    Row sentinel{};
-    void *objs = &sentinel;
-    uint32_t n = 77;
-    ASSERT_EQ(gw::walk_rows("t", kRow, sizeof(Row), rows.get(), c.want_records ? &objs : nullptr, &n, "alloc"), 0);
-    EXPECT_EQ(n, c.count);
-    if (!c.want_records) {
-        EXPECT_EQ(objs, &sentinel) << "count only leaves the array alone";
-        return;
+    const struct {
+        const char *rows;  // GVariant text of the array
+        bool want_records;
+        uint32_t count;
+        const char *first_name;  // null: no records handed out
+        int32_t first_flag;
+    } cases[] = {
+        {"[('abc', true), ('x', false)]", true, 2, "abc", 1},
+        {"[('abcdefghijk', true)]", true, 1, "abcdefg", 1},  // cut to width - 1
+        {"[('abc', true)]", false, 1, nullptr, 0},
+        {"@a(sb) []", true, 0, nullptr, 0},
+        {"[('abc', 'yes')]", true, 1, "abc", 0},  // a member of another type is skipped
+        {"[(uint32 5, true)]", true, 1, "", 1},
+        {"[('abc',)]", true, 1, "abc", 0},            // fewer members than fields
+        {"[('a', true, 'extra')]", true, 1, "a", 1},  // more members than fields
+        {"['not a tuple']", true, 1, "", 0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.rows);
+        GPtr<GVariant> rows(g_variant_ref_sink(g_variant_parse(nullptr, c.rows, nullptr, nullptr, nullptr)));
+        ASSERT_TRUE(rows);
+        Row sentinel{};
+        void *objs = &sentinel;
+        uint32_t n = 77;
+        ASSERT_EQ(gw::walk_rows("t", kRow, sizeof(Row), rows.get(), c.want_records ? &objs : nullptr, &n, "alloc"), 0);
+        EXPECT_EQ(n, c.count);
+        if (!c.want_records) {
+            EXPECT_EQ(objs, &sentinel) << "count only leaves the array alone";
+            continue;
+        }
+        if (!c.first_name) {
+            EXPECT_EQ(objs, nullptr);
+            continue;
+        }
+        const Row *r = static_cast<const Row *>(objs);
+        EXPECT_STREQ(r[0].Name, c.first_name);
+        EXPECT_EQ(r[0].Flag, c.first_flag);
+        for (uint32_t i = 0; i < n; i++) {
+            EXPECT_EQ(r[i].g0, 0);
+            EXPECT_EQ(r[i].g1, 0);
+        }
+        g_free(objs);
     }
-    if (!c.first_name) {
-        EXPECT_EQ(objs, nullptr);
-        return;
-    }
-    const Row *r = static_cast<const Row *>(objs);
-    EXPECT_STREQ(r[0].Name, c.first_name);
-    EXPECT_EQ(r[0].Flag, c.first_flag);
-    for (uint32_t i = 0; i < n; i++) {
-        EXPECT_EQ(r[i].g0, 0);
-        EXPECT_EQ(r[i].g1, 0);
-    }
-    g_free(objs);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, Rows,
-    testing::Values(RowsCase{"[('abc', true), ('x', false)]", true, 2, "abc", 1},
-                    RowsCase{"[('abcdefghijk', true)]", true, 1, "abcdefg", 1},  // cut to width - 1
-                    RowsCase{"[('abc', true)]", false, 1, nullptr, 0},
-                    RowsCase{"@a(sb) []", true, 0, nullptr, 0},
-                    RowsCase{"[('abc', 'yes')]", true, 1, "abc", 0},       // a member of another type is skipped
-                    RowsCase{"[(uint32 5, true)]", true, 1, "", 1},
-                    RowsCase{"[('abc',)]", true, 1, "abc", 0},             // fewer members than fields
-                    RowsCase{"[('a', true, 'extra')]", true, 1, "a", 1},   // more members than fields
-                    RowsCase{"['not a tuple']", true, 1, "", 0}));
 
 OvanObjPath_t path(const std::string &text)
 {
@@ -95,6 +92,9 @@ TEST(InstanceArgument, PrefixTerminatorAndInnerWord)
              Case{path("/a/C"), false, false},
              Case{path("/a/CX/1"), false, false},
              Case{path("/a/C//1"), false, false},  // not an object path
+             Case{path("/a/C/"), false, false},
+             Case{path("a/C/1"), false, false},
+             Case{path("/a/Other/1"), false, false},
              Case{path(""), false, false},
              Case{path(long_ok), true, false},                      // 255 characters and the terminator
              Case{path(long_ok + "y/Type"), false, false},          // 256 bytes, no terminator
@@ -102,6 +102,7 @@ TEST(InstanceArgument, PrefixTerminatorAndInnerWord)
         EXPECT_EQ(gw::instance_arg_ok(plain, c.p), c.plain_ok) << std::string(c.p.str, strnlen(c.p.str, 256));
         EXPECT_EQ(gw::instance_arg_ok(typed, c.p), c.typed_ok) << std::string(c.p.str, strnlen(c.p.str, 256));
     }
+    EXPECT_FALSE(gw::instance_path_ok(nullptr, "/a/C/"));
 }
 
 }  // namespace
