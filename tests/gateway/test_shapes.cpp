@@ -1,11 +1,12 @@
-// The generic gateway shapes, tested once on a record made for the purpose (every
-// field type, guard bytes around the fields) and on a collection of the simulator.
+// The generic gateway shapes, tested once on records made for the purpose (every
+// field type, guard bytes around the fields) and on collections of the simulator.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
 #include <string>
 #include <syslog.h>
+#include <vector>
 
 #include "bus_support/bus_fixture.hpp"
 #include "gateway/walkers.hpp"
@@ -252,6 +253,169 @@ TEST(ArgTuple, RefusalStopsTheTuple)
     EXPECT_EQ(bad_path.end(), nullptr);
 }
 
+// ---- the per-instance shapes taken whole (path argument checks) and arrays of
+// tuples walked into records ----
+
+// A guard byte after each field shows a write past it.
+struct Row {
+    char Name[8];
+    uint8_t g0;
+    int32_t Flag;
+    uint8_t g1;
+};
+constexpr gw::Field kRow[] = {LUMO_F(Row, Name, 's'), LUMO_F(Row, Flag, 'b')};
+
+TEST(Rows, FieldIFromMemberI)
+{
+    const struct {
+        const char *rows;  // GVariant text of the array
+        bool want_records;
+        uint32_t count;
+        const char *first_name;  // null: no records handed out
+        int32_t first_flag;
+    } cases[] = {
+        {"[('abc', true), ('x', false)]", true, 2, "abc", 1},
+        {"[('abcdefghijk', true)]", true, 1, "abcdefg", 1},  // cut to width - 1
+        {"[('abc', true)]", false, 1, nullptr, 0},
+        {"@a(sb) []", true, 0, nullptr, 0},
+        {"[('abc', 'yes')]", true, 1, "abc", 0},  // a member of another type is skipped
+        {"[(uint32 5, true)]", true, 1, "", 1},
+        {"[('abc',)]", true, 1, "abc", 0},            // fewer members than fields
+        {"[('a', true, 'extra')]", true, 1, "a", 1},  // more members than fields
+        {"['not a tuple']", true, 1, "", 0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.rows);
+        GPtr<GVariant> rows(g_variant_ref_sink(g_variant_parse(nullptr, c.rows, nullptr, nullptr, nullptr)));
+        ASSERT_TRUE(rows);
+        Row sentinel{};
+        void *objs = &sentinel;
+        uint32_t n = 77;
+        ASSERT_EQ(gw::walk_rows("t", kRow, sizeof(Row), rows.get(), c.want_records ? &objs : nullptr, &n, "alloc"), 0);
+        EXPECT_EQ(n, c.count);
+        if (!c.want_records) {
+            EXPECT_EQ(objs, &sentinel) << "count only leaves the array alone";
+            continue;
+        }
+        if (!c.first_name) {
+            EXPECT_EQ(objs, nullptr);
+            continue;
+        }
+        const Row *r = static_cast<const Row *>(objs);
+        EXPECT_STREQ(r[0].Name, c.first_name);
+        EXPECT_EQ(r[0].Flag, c.first_flag);
+        for (uint32_t i = 0; i < n; i++) {
+            EXPECT_EQ(r[i].g0, 0);
+            EXPECT_EQ(r[i].g1, 0);
+        }
+        g_free(objs);
+    }
+}
+
+OvanObjPath_t path(const std::string &text)
+{
+    OvanObjPath_t p{};
+    std::memcpy(p.str, text.data(), std::min(text.size(), sizeof p.str));
+    return p;
+}
+
+// Empty, malformed, sibling and foreign paths are swept over every family in
+// test_registry.cpp; here the boundaries.
+TEST(InstanceArgument, PrefixTerminatorAndInnerWord)
+{
+    const gw::Instances plain{nullptr, nullptr, "/a/C/"};
+    const gw::Instances typed{nullptr, nullptr, "/a/C/", nullptr, "/Type"};
+    struct Case {
+        OvanObjPath_t p;
+        bool plain_ok, typed_ok;
+    };
+    const std::string long_ok = "/a/C/" + std::string(250, 'x');
+    for (const Case &c : {
+             Case{path("/a/C/1"), true, false},
+             Case{path("/a/C/1/Type/2"), true, true},
+             Case{path("/a/C"), false, false},
+             Case{path(long_ok), true, false},                      // 255 characters and the terminator
+             Case{path(long_ok + "y/Type"), false, false},          // 256 bytes, no terminator
+         }) {
+        EXPECT_EQ(gw::instance_arg_ok(plain, c.p), c.plain_ok) << std::string(c.p.str, strnlen(c.p.str, 256));
+        EXPECT_EQ(gw::instance_arg_ok(typed, c.p), c.typed_ok) << std::string(c.p.str, strnlen(c.p.str, 256));
+    }
+    EXPECT_FALSE(gw::instance_path_ok(nullptr, "/a/C/"));
+}
+
+// ---- lists given as text, stored lists kept by substring ----
+
+using Strings = std::vector<std::string>;
+
+Strings strings(const lumo::GStrv &v)
+{
+    Strings out;
+    for (char **p = v.get(); *p; p++)
+        out.emplace_back(*p);
+    return out;
+}
+
+TEST(Lists, SplitAtSemicolons)
+{
+    struct Case {
+        const char *list;
+        size_t max;
+        Strings pieces;
+    } cases[] = {
+        {nullptr, 511, {}},
+        {"", 511, {}},
+        {";;", 511, {}},
+        {"a.example", 511, {"a.example"}},
+        {";a;;b;", 511, {"a", "b"}},
+        {"a,b;c d", 511, {"a,b", "c d"}},  // only ";" separates
+        {"abc;def", 5, {"abc", "d"}},      // the rest is not read
+        {"abc;def", 4, {"abc"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.list ? c.list : "(null)");
+        EXPECT_EQ(strings(gw::split_list(c.list, c.max)), c.pieces);
+    }
+    // A list without its terminator within the limit is read up to the limit only.
+    char unterminated[4] = {'a', ';', 'b', 'c'};
+    EXPECT_EQ(strings(gw::split_list(unterminated, sizeof unterminated)), (Strings{"a", "bc"}));
+}
+
+struct Holder {
+    char path[256];
+    uint32_t ItemsNum;
+    char (*Items)[8];
+    char Key[8];
+};
+constexpr gw::Field kHolderFields[] = {LUMO_AS(Holder, ItemsNum, Items), LUMO_F(Holder, Key, 's')};
+constexpr gw::RecordTable kHolder{"Holder", "com.example.Holder", kHolderFields, sizeof(Holder)};
+
+TEST(Lists, EntriesKeptUnlessWithin)
+{
+    char items[4][8] = {"10.0.0", "10.0.0.", "a.ex", "full789"};
+    items[3][7] = '7';  // a slot filled to its last byte: no terminator
+    Holder h{};
+    h.ItemsNum = 4;
+    h.Items = items;
+    const gw::Field &list = kHolderFields[0];
+    struct Case {
+        const char *within;
+        Strings kept;
+    } cases[] = {
+        {nullptr, {"10.0.0", "10.0.0.", "a.ex", "full7897"}},
+        {"", {"10.0.0", "10.0.0.", "a.ex", "full7897"}},
+        {"10.0.0.10", {"a.ex", "full7897"}},  // substrings anywhere, separators ignored
+        {"x;b.a.example", {"10.0.0", "10.0.0.", "full7897"}},
+        {"full7897", {"10.0.0", "10.0.0.", "a.ex"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.within ? c.within : "(null)");
+        EXPECT_EQ(strings(gw::entries_not_within(list, &h, c.within)), c.kept);
+    }
+    h.Items = nullptr;  // a count without a block keeps nothing
+    EXPECT_EQ(strings(gw::entries_not_within(list, &h, nullptr)), Strings{});
+}
+
+
 // ---- against the simulator ----
 
 constexpr const char kCollection[] = "/com/quv/igd1/Config/Widgets";
@@ -474,6 +638,37 @@ TEST_F(SimShapes, CommandStatusAndMessage)
         // Also with both outputs NULL: nothing to write, same result.
         EXPECT_EQ(gw::run_command(cmd, nullptr, nullptr, nullptr), c.ret);
     }
+}
+
+// A listing of a second service: look-ups in it, and its lists freed.
+class OtherService : public lumo::test::SimTest {};
+
+TEST_F(OtherService, ListingFindsByKeyAndFreesItsLists)
+{
+    ASSERT_TRUE(sim.add_collection("/com/morvane/vpnclient1/h", "com.example.Holder", g_variant_new("a{sv}", nullptr)));
+    ASSERT_TRUE(sim.add_object("/com/morvane/vpnclient1/h/1",
+                               "{'com.example.Holder': {'Key': <'one'>, 'Items': <['a', 'b']>}}"));
+    ASSERT_TRUE(sim.add_object("/com/morvane/vpnclient1/h/2",
+                               "{'com.example.Holder': {'Key': <'two'>, 'Items': <['c']>}}"));
+    const gw::CollectionSpec shape{"T", &kHolder, "num(%d)", 255};
+    gw::Listing listing(kHolder);
+    ASSERT_EQ(listing.load("com.morvane.vpnclient1", shape, "/com/morvane/vpnclient1/h"), 0);
+    EXPECT_EQ(listing.size(), 2u);
+    auto *two = static_cast<Holder *>(listing.find("Key", "two"));
+    ASSERT_NE(two, nullptr);
+    EXPECT_STREQ(two->path, "/com/morvane/vpnclient1/h/2");
+    EXPECT_STREQ(two->Items[0], "c");
+    EXPECT_EQ(listing.find("Key", "three"), nullptr);
+    EXPECT_EQ(listing.find("Key", nullptr), nullptr);
+    EXPECT_EQ(listing.find("Items", "c"), nullptr);  // only string fields are keys
+    // A second load replaces the first (the sanitizers see any block lost).
+    ASSERT_EQ(listing.load("com.morvane.vpnclient1", shape, "/com/morvane/vpnclient1/h"), 0);
+
+    // The gateway's own name does not answer for a collection it does not serve.
+    gw::Listing absent(kHolder);
+    EXPECT_EQ(absent.load("com.example.nobody", shape, "/com/morvane/vpnclient1/h"), -1);
+    EXPECT_EQ(absent.size(), 0u);
+    EXPECT_EQ(absent.find("Key", "one"), nullptr);
 }
 
 }  // namespace
