@@ -415,7 +415,6 @@ TEST(Lists, EntriesKeptUnlessWithin)
     EXPECT_EQ(strings(gw::entries_not_within(list, &h, nullptr)), Strings{});
 }
 
-
 // ---- against the simulator ----
 
 constexpr const char kCollection[] = "/com/quv/igd1/Config/Widgets";
@@ -596,7 +595,6 @@ TEST_F(SimShapes, CommandStatusAndMessage)
         {"refused_without_message", "(uint32 3, '')", -1, 3, nullptr, nullptr},
         {"path_lead", "(objectpath '/a/b', uint32 0, '')", 0, 0, nullptr, "'/a/b'"},
         {"string_lead", "('score', uint32 0, '')", 0, 0, nullptr, "'score'"},
-        {"call_fails", nullptr, -1, 1, "Failed to call Poke() function.", nullptr},
         {"wrong_reply_type", "(int32 0, 'x')", -1, 1, "Failed to call Poke() function.", nullptr},
         {"too_short", "(uint32 0,)", -1, 1, "Failed to call Poke() function.", nullptr},
     };

@@ -12,18 +12,6 @@ namespace {
 using namespace lumo::test;
 
 constexpr const char kPortMappings[] = "/com/quv/igd1/Config/PortMapping";
-constexpr const char kLatin1[] = "caf\xe9";  // "café" typed on a Latin-1 system
-
-// A rule the setter accepts but for its description.
-OvanPortMapping_t rule(const char *description)
-{
-    OvanPortMapping_t r{};
-    r.ExternalPort = r.InternalPort = 22;
-    g_strlcpy(r.PortMappingProtocol, "TCP", sizeof r.PortMappingProtocol);
-    g_strlcpy(r.InternalClient, "192.168.1.30", sizeof r.InternalClient);
-    g_strlcpy(r.Description, description, sizeof r.Description);
-    return r;
-}
 
 class Text : public SimTest {
 protected:
@@ -34,7 +22,12 @@ protected:
 TEST_F(Text, Latin1DescriptionRefusedBySetterAndAdder)
 {
     static const char line[] = "Invalid parameter: Description is not valid UTF-8.";
-    OvanPortMapping_t r = rule(kLatin1);
+    // A rule the setter accepts but for its description.
+    OvanPortMapping_t r{};
+    r.ExternalPort = r.InternalPort = 22;
+    g_strlcpy(r.PortMappingProtocol, "TCP", sizeof r.PortMappingProtocol);
+    g_strlcpy(r.InternalClient, "192.168.1.30", sizeof r.InternalClient);
+    g_strlcpy(r.Description, "caf\xe9", sizeof r.Description);  // "café" typed on a Latin-1 system
     std::string first = kPortMappings;  // appended: see test_capture.cpp on GCC 12
     first.append("/1");
     EXPECT_EQ(OvanSetPortMapping(obj_path(first), &r), -1);
@@ -47,14 +40,12 @@ TEST_F(Text, Latin1DescriptionRefusedBySetterAndAdder)
 }
 
 // The bus layer's own string arguments (the wrappers' are swept through the lumoctl
-// registry in test_registry_text).
+// registry in test_registry_text; that nothing is sent, in test_properties.cpp): the
+// refusal is kept as the last error.
 TEST_F(Text, PropertyNamesRefused)
 {
-    GVariant *value = nullptr;
-    EXPECT_EQ(OvanDBusGetProperty(kGw, kDevicePath, kDeviceIface, "Dev\xfe", &value), -1);
     EXPECT_EQ(OvanDBusSetProperty(kGw, kDevicePath, kDeviceIface, "Dev\xfe", g_variant_new_string("x")), -1);
     EXPECT_STREQ(OvanGetErrMsg(), "org.freedesktop.DBus.Error.InvalidArgs: property name is not valid UTF-8");
-    EXPECT_TRUE(sim.call_log().empty());
 }
 
 }  // namespace
