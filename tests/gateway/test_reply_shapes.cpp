@@ -53,7 +53,6 @@ TEST(ByteArrays, FillTakesTheCountFromTheArray)
     };
     const Case cases[] = {
         {"{'Data': <[byte 1, 2, 3]>, 'Len': <uint32 99>}", {1, 2, 3}, 3},
-        {"{'Len': <uint32 99>, 'Data': <[byte 7]>}", {7}, 1},
         {"{'Data': <@ay []>}", {}, 0},
         {"{'Data': <'0102'>, 'Len': <uint32 2>}", {}, 0xA5A5A5A5},
         {"{'Kind': <uint16 513>}", {}, 0xA5A5A5A5},

@@ -189,7 +189,6 @@ protected:
 
 TEST_F(Hostile, EveryGetterAndListingSurvivesMistypedHugeAnswers)
 {
-    ASSERT_FALSE(lumoctl::entries().empty());
     const std::vector<std::string> paths = first_paths();
     mode("types");
     sweep(paths);
