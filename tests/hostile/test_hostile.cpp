@@ -75,13 +75,14 @@ void check_record(const std::string &what, const gw::RecordTable &t, const unsig
     }
 }
 
-// Frees the string-list and byte blocks the library allocated into a record.
-void release_lists(const gw::RecordTable &t, unsigned char *rec, unsigned char passed)
+// Frees the string-list and byte blocks the library allocated into a caller's record
+// (a pointer still as passed was never set).
+void release_lists(const gw::RecordTable &t, unsigned char *rec)
 {
     for (const gw::Field &f : t.fields) {
         if (f.type != gw::Type::StrList && f.type != gw::Type::Bytes)
             continue;
-        if (!all(rec + f.aux, sizeof(void *), passed)) {
+        if (!all(rec + f.aux, sizeof(void *), kPassed)) {
             void *block;
             std::memcpy(&block, rec + f.aux, sizeof block);
             g_free(block);
@@ -143,7 +144,7 @@ protected:
                 EXPECT_TRUE(g.guards_intact()) << what << ": wrote past the record";
                 const bool whole = e.get_from_listing && !all(g.rec(), t.record_size, kPassed);
                 check_record(what, t, g.rec(), whole ? 0 : kPassed);
-                release_lists(t, g.rec(), kPassed);
+                release_lists(t, g.rec());
             };
             if (e.get)
                 one(name + " get", [&](unsigned char *rec) { return e.get(rec); });
@@ -168,27 +169,18 @@ protected:
                 });
             }
             if (e.list || (e.list_at && !parents[i].empty())) {
-                void *objs = nullptr;
-                uint32_t n = 0, status = 0;
-                char *message = nullptr;
-                const OvanObjPath_t parent = lumo::test::obj_path(parents[i]);
+                uint32_t n = 0, k = 0;
                 const int32_t rc = timed(name + " list", [&] {
-                    return e.list ? e.list(&objs, &n, &status, &message)
-                                  : e.list_at(parent, &objs, &n, &status, &message);
+                    return lumo::test::read_list(
+                        e, parents[i],
+                        [&](const unsigned char *rec) {
+                            if (!::testing::Test::HasFailure())  // one failure, not thousands
+                                check_record(name + " list #" + std::to_string(k++), t, rec, 0);
+                        },
+                        &n);
                 });
                 if (rc == 0 && n >= lumo::gwsim::hostile::kCollectionSize)
                     ++huge_listings;
-                if (rc == 0 && objs) {
-                    auto *recs = static_cast<unsigned char *>(objs);
-                    for (uint32_t k = 0; k < n; k++) {
-                        check_record(name + " list #" + std::to_string(k), t, recs + size_t(k) * t.record_size, 0);
-                        release_lists(t, recs + size_t(k) * t.record_size, 0);
-                        if (::testing::Test::HasFailure())
-                            break;
-                    }
-                }
-                g_free(objs);
-                g_free(message);
             }
             log.clear();  // a hostile listing logs thousands of lines
         }
@@ -197,7 +189,6 @@ protected:
 
 TEST_F(Hostile, EveryGetterAndListingSurvivesMistypedHugeAnswers)
 {
-    ASSERT_FALSE(lumoctl::entries().empty());
     const std::vector<std::string> paths = first_paths();
     mode("types");
     sweep(paths);
@@ -208,7 +199,7 @@ TEST_F(Hostile, EveryGetterAndListingSurvivesMistypedHugeAnswers)
     if (first.get) {
         Guarded g(*first.table);
         EXPECT_EQ(first.get(g.rec()), 0);
-        release_lists(*first.table, g.rec(), kPassed);
+        release_lists(*first.table, g.rec());
     }
 }
 
@@ -227,7 +218,7 @@ TEST_F(Hostile, SilentLateAndVanishingGateway)
         Guarded g(t);
         const int32_t rc = timed(what, [&] { return probe->get(g.rec()); });
         EXPECT_TRUE(g.guards_intact()) << what;
-        release_lists(t, g.rec(), kPassed);
+        release_lists(t, g.rec());
         return rc;
     };
     EXPECT_EQ(call("plain"), 0);
