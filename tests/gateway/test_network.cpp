@@ -71,9 +71,7 @@ TEST_F(QoS, IPTVSnoopingIsNeverReadBack)
     v4.SnoopingEnable = 1;
     v4.NoStbEnable = 1;
     ASSERT_EQ(OvanSetIPTVConfigv4(&v4), 0);
-    GPtr<GVariant> snooping = sim.property(kIPTV, kIPTVIface, "SnoopingEnable");
-    ASSERT_TRUE(snooping);
-    EXPECT_TRUE(g_variant_get_boolean(snooping.get())) << "the gateway has it";
+    EXPECT_EQ(printed(sim.property(kIPTV, kIPTVIface, "SnoopingEnable").get()), "true") << "the gateway has it";
 
     OvanIPTVConfigv4_t back{};
     ASSERT_EQ(OvanGetIPTVConfigv4(&back), 0);
@@ -309,9 +307,8 @@ TEST_F(NetSvc, IncomingFilterArgumentsChecked)
         if (c.ok) {
             EXPECT_EQ(ret, 0);
             EXPECT_EQ(status, 0u);
-            auto calls = sim.call_log();
-            ASSERT_EQ(calls.size(), 1u);
-            EXPECT_EQ(calls[0].args_text(), args.get());
+            EXPECT_EQ(sim.count_calls(), 1u);
+            EXPECT_EQ(args_of("AddIncomingEntry"), args.get());
         } else {
             EXPECT_EQ(ret, -1);
             EXPECT_EQ(status, 42u) << "a refusal leaves the outputs alone";
@@ -703,9 +700,8 @@ TEST_F(Vpn, AttachSortsPiecesAndReplaces)
         EXPECT_EQ(sent_list(sim, "terminal_mac"), c.macs_sent);
         EXPECT_EQ(sent_list(sim, "account_proxy"), List{"<absent>"});  // the tunnel is "steady"
     }
-    GPtr<GVariant> stored = sim.property(kConn1, "com.quv.igd1.VPNConnection", "terminal_mac");
-    ASSERT_TRUE(stored);
-    EXPECT_EQ(g_variant_n_children(stored.get()), 2u);
+    EXPECT_EQ(printed(sim.property(kConn1, "com.quv.igd1.VPNConnection", "terminal_mac").get()),
+              "['A4C3F0000001', 'A4C3F0000002']");
 
     // Only the first 511 characters of a list count.
     std::string longlist(505, 'x');
@@ -763,9 +759,7 @@ TEST_F(Vpn, AddDeleteAndDeleteByName)
     ASSERT_EQ(OvanAddVPNConnection(&r), 0);
     EXPECT_STREQ(r.path, "/com/quv/igd1/Network/VPN/Connection/3");
     ASSERT_EQ(OvanDelVPNConnByName("lab"), 0);
-    GPtr<GVariant> del = last_args(sim, "DeleteObject");
-    ASSERT_TRUE(del);
-    EXPECT_EQ(printed(del.get()), "(objectpath '/com/quv/igd1/Network/VPN/Connection/3',)");
+    EXPECT_EQ(args_of("DeleteObject"), "(objectpath '/com/quv/igd1/Network/VPN/Connection/3',)");
 
     EXPECT_EQ(OvanDelVPNConnByName("lab"), -1);
     EXPECT_TRUE(logged(3, "OvanDelVPNConnByName", "did not found tunnelName (lab)")) << dump();
@@ -795,9 +789,7 @@ TEST_F(Vpn, ClientSetAttachAndDeleteGoToTheClient)
     EXPECT_STREQ(r.path, "/com/morvane/vpnclient1/conn/2");
     ASSERT_EQ(OvanAttachUptVPNConnection("edge", nullptr, "a.example;192.0.2.0/24", nullptr), 0);
     EXPECT_EQ(sent_list(sim, "ips"), List{"192.0.2.0/24"});
-    GPtr<GVariant> set = last_args(sim, "SetMulti");
-    GPtr<GVariant> iface(g_variant_get_child_value(set.get(), 0));
-    EXPECT_EQ(printed(iface.get()), "'com.morvane.vpnclient1'");
+    EXPECT_EQ(args_of("SetMulti").rfind("('com.morvane.vpnclient1', ", 0), 0u) << args_of("SetMulti");
     ASSERT_EQ(OvanDetachUptVPNConnection("edge", nullptr, "a.example", nullptr), 0);
     EXPECT_EQ(sent_list(sim, "domains"), List{});
     ASSERT_EQ(OvanDelUptVPNConnByName("edge"), 0);
