@@ -695,7 +695,6 @@ TEST_F(Vpn, AttachSortsPiecesAndReplaces)
         EXPECT_EQ(sent_list(sim, "domains"), c.domains_sent);
         EXPECT_EQ(sent_list(sim, "ips"), c.ips_sent);
         EXPECT_EQ(sent_list(sim, "terminal_mac"), c.macs_sent);
-        EXPECT_EQ(sent_list(sim, "account_proxy"), List{"<absent>"});  // the tunnel is "steady"
     }
     EXPECT_EQ(printed(sim.property(kConn1, "com.quv.igd1.VPNConnection", "terminal_mac").get()),
               "['A4C3F0000001', 'A4C3F0000002']");
