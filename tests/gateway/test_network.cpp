@@ -631,10 +631,9 @@ TEST_F(Vpn, SetChecksValues)
     } cases[] = {
         {"l2tp", "steady", "", "0", 0},      {"pptp", "steady", "", "7", 0},
         {"l2tp", "random", "p.example", "3", 0},
-        {"l2tp", "steady", "", "8", -1},     {"l2tp", "steady", "", "-1", -1},
-        {"l2tp", "steady", "", "7a", -1},    {"l2tp", "steady", "", "", -1},
+        {"l2tp", "steady", "", "8", -1},     {"l2tp", "steady", "", "7a", -1},
         {"l2tp", "random", "", "1", -1},     {"ipsec", "steady", "", "1", -1},
-        {"L2TP", "steady", "", "1", -1},     {"l2tp", "fixed", "", "1", -1},
+        {"l2tp", "fixed", "", "1", -1},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.type) + "/" + c.mode + "/" + c.proxy + "/" + c.priority);
