@@ -1,7 +1,6 @@
 // The network families against the simulator, one namespace each: their own checks,
 // texts and quirks (the shapes: test_shapes.cpp; what every object shares:
 // test_registry.cpp).
-#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <string>
