@@ -1,10 +1,8 @@
 // The network families against the simulator, one namespace each: their own checks,
 // texts and quirks (the shapes: test_shapes.cpp; what every object shares:
 // test_registry.cpp).
-#include <algorithm>
 #include <cstring>
 #include <functional>
-#include <ostream>
 #include <string>
 #include <syslog.h>
 #include <vector>
@@ -67,44 +65,19 @@ std::function<int32_t()> read_write_at(const char *path, int32_t (*get)(OvanObjP
 TEST_F(QoS, IPTVSnoopingIsNeverReadBack)
 {
     OvanIPTVConfigv4_t v4{};
-    v4.ProxyEnable = 1;
     v4.SnoopingEnable = 1;
-    v4.NoStbEnable = 1;
     ASSERT_EQ(OvanSetIPTVConfigv4(&v4), 0);
-    GPtr<GVariant> snooping = sim.property(kIPTV, kIPTVIface, "SnoopingEnable");
-    ASSERT_TRUE(snooping);
-    EXPECT_TRUE(g_variant_get_boolean(snooping.get())) << "the gateway has it";
+    EXPECT_EQ(printed(sim.property(kIPTV, kIPTVIface, "SnoopingEnable").get()), "true") << "the gateway has it";
 
     OvanIPTVConfigv4_t back{};
     ASSERT_EQ(OvanGetIPTVConfigv4(&back), 0);
     EXPECT_EQ(back.SnoopingEnable, 0);
-    EXPECT_EQ(back.NoStbEnable, 1);
-    EXPECT_EQ(back.STBNumber, 1u);
-    OvanIPTVConfig_t v1;
-    std::memset(&v1, 0, sizeof v1);
+    OvanIPTVConfig_t v1{};
     ASSERT_EQ(OvanGetIPTVConfig(&v1), 0);
     EXPECT_EQ(v1.SnoopingEnable, 0);
-    EXPECT_EQ(v1.ProxyEnable, 1);
 }
 
 // ---- refusals ----
-
-struct RefusalCase {
-    const char *name;
-    std::function<int32_t()> call;
-    const char *line;  // "tag: message" at priority 3
-};
-
-void PrintTo(const RefusalCase &c, std::ostream *os) { *os << c.name; }
-
-class Refusals : public QoS, public testing::WithParamInterface<RefusalCase> {};
-
-TEST_P(Refusals, NothingSent)
-{
-    EXPECT_EQ(GetParam().call(), -1);
-    EXPECT_TRUE(log.contains(GetParam().line, LOG_ERR)) << dump();
-    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Network"), 0u);
-}
 
 OvanDNSSpeedLimit_t limit(const char *action)
 {
@@ -122,100 +95,68 @@ OvanObjPath_t unterminated(const char *start)
     return p;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, Refusals,
-    testing::Values(
-        RefusalCase{"config_null", [] { return OvanSetQoSConfig(nullptr); }, "OvanSetQoSConfig: Invalid parameters."},
-        RefusalCase{"dns_null", [] { return OvanSetDNSSpeedLimit(nullptr); },
-                    "OvanSetDNSSpeedLimit: Invalid Parameter: obj is NULL."},
-        RefusalCase{"dns_lower_case",
-                    [] {
-                        auto r = limit("alert");
-                        return OvanSetDNSSpeedLimit(&r);
-                    },
-                    "OvanSetDNSSpeedLimit: Invalid LimitAction Parameter: alert"},
-        RefusalCase{"dns_empty",
-                    [] {
-                        auto r = limit("");
-                        return OvanSetDNSSpeedLimit(&r);
-                    },
-                    "OvanSetDNSSpeedLimit: Invalid LimitAction Parameter: "},
-        RefusalCase{"dns_unterminated",
-                    [] {
-                        auto r = limit("");
-                        std::memset(r.LimitAction, 'D', sizeof r.LimitAction);
-                        return OvanSetDNSSpeedLimit(&r);
-                    },
-                    "OvanSetDNSSpeedLimit: Invalid LimitAction Parameter: DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDD"},
-        RefusalCase{"iptv_null", [] { return OvanSetIPTVConfig(nullptr); },
-                    "OvanSetIPTVConfig: Parameter 'obj' should not be NULL."},
-        RefusalCase{"iptv_v4_null", [] { return OvanSetIPTVConfigv4(nullptr); },
-                    "OvanSetIPTVConfigv4: Parameter 'obj' should not be NULL."},
-        RefusalCase{"types_of_rule_itself",
-                    [] {
-                        uint32_t n = 0;
-                        return OvanGetQoSClassTypeObjs(obj_path(kRule1), nullptr, &n);
-                    },
-                    "OvanGetQoSClassTypeObjs: invalid path /com/quv/igd1/Network/QoS/Classification/1"},
-        RefusalCase{"types_outside_classification",
-                    [] {
-                        uint32_t n = 0;
-                        return OvanGetQoSClassTypeObjs(obj_path("/com/quv/igd1/Network/QoS/App/Type"), nullptr, &n);
-                    },
-                    "OvanGetQoSClassTypeObjs: invalid path /com/quv/igd1/Network/QoS/App/Type"},
-        RefusalCase{"types_unterminated",
-                    [] {
-                        uint32_t n = 0;
-                        return OvanGetQoSClassTypeObjs(unterminated(kTypes1), nullptr, &n);
-                    },
-                    "OvanGetQoSClassTypeObjs: invalid path /com/quv/igd1/Network/QoS/Classification/1/TypeTTT"},
-        RefusalCase{"add_type_to_rule",
-                    [] {
-                        OvanQoSClassType_t type{};
-                        return OvanAddQoSClassType(obj_path(kRule1), &type);
-                    },
-                    "OvanAddQoSClassType: Invalid parameters."},
-        RefusalCase{"add_type_null", [] { return OvanAddQoSClassType(obj_path(kTypes1), nullptr); },
-                    "OvanAddQoSClassType: Invalid parameters."},
+// The family's own refusals, each with its line at priority 3 and nothing sent (the
+// path and null-record refusals every object shares: test_registry.cpp).
+TEST_F(QoS, RefusalsSendNothing)
+{
+    struct Case {
+        const char *line;  // "tag: message"
+        std::function<int32_t()> call;
+    };
+    const Case cases[] = {
+        {"OvanSetIPTVConfigv4: Parameter 'obj' should not be NULL.", [] { return OvanSetIPTVConfigv4(nullptr); }},
+        {"OvanSetDNSSpeedLimit: Invalid LimitAction Parameter: alert",
+         [] {
+             auto r = limit("alert");
+             return OvanSetDNSSpeedLimit(&r);
+         }},
+        {"OvanSetDNSSpeedLimit: Invalid LimitAction Parameter: DDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDDD",
+         [] {
+             auto r = limit("");
+             std::memset(r.LimitAction, 'D', sizeof r.LimitAction);
+             return OvanSetDNSSpeedLimit(&r);
+         }},
+        {"OvanGetQoSClassTypeObjs: invalid path /com/quv/igd1/Network/QoS/Classification/1",
+         [] {
+             uint32_t n = 0;
+             return OvanGetQoSClassTypeObjs(obj_path(kRule1), nullptr, &n);
+         }},
+        {"OvanGetQoSClassTypeObjs: invalid path /com/quv/igd1/Network/QoS/Classification/1/TypeTTT",
+         [] {
+             uint32_t n = 0;
+             return OvanGetQoSClassTypeObjs(unterminated(kTypes1), nullptr, &n);
+         }},
+        {"OvanAddQoSClassType: Invalid parameters.",
+         [] {
+             OvanQoSClassType_t type{};
+             return OvanAddQoSClassType(obj_path(kRule1), &type);
+         }},
+        {"OvanAddQoSClassType: Invalid parameters.", [] { return OvanAddQoSClassType(obj_path(kTypes1), nullptr); }},
         // A rule is not a type: deleting it through the type members would remove the rule.
-        RefusalCase{"delete_rule_as_type", [] { return OvanDelQoSClassType(obj_path(kRule1)); },
-                    "OvanDelQoSClassType: Invalid Parameter."},
-        RefusalCase{"queue_from_app_path",
-                    [] {
-                        OvanQoSPriorityQueue_t q{};
-                        return OvanSetQoSPriorityQueue(obj_path("/com/quv/igd1/Network/QoS/App/1"), &q);
-                    },
-                    "OvanSetQoSPriorityQueue: Invalid parameters."},
-        RefusalCase{"app_unterminated",
-                    [] {
-                        OvanQoSApp_t a{};
-                        return OvanGetQoSApp(unterminated("/com/quv/igd1/Network/QoS/App/1"), &a);
-                    },
-                    "OvanGetQoSApp: invalid parameter."},
-        RefusalCase{"delete_collection_itself",
-                    [] { return OvanDelQoSClassification(obj_path("/com/quv/igd1/Network/QoS/Classification")); },
-                    "OvanDelQoSClassification: Invalid Parameter."}),
-    [](const testing::TestParamInfo<RefusalCase> &i) { return std::string(i.param.name); });
+        {"OvanDelQoSClassType: Invalid Parameter.", [] { return OvanDelQoSClassType(obj_path(kRule1)); }},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.line);
+        log.clear();
+        EXPECT_EQ(c.call(), -1);
+        EXPECT_TRUE(log.contains(c.line, LOG_ERR)) << dump();
+    }
+    EXPECT_EQ(sim.count_calls(), 0u);
+}
 
 // ---- classification types below a rule ----
 
-TEST_F(QoS, TypesListedAddedAndDeletedBelowTheirRule)
+// (The listing below a rule, field by field: test_registry.cpp.)
+TEST_F(QoS, TypesAddedAndDeletedBelowTheirRule)
 {
-    OvanQoSClassType_t *types = nullptr;
-    uint32_t n = 0;
-    ASSERT_EQ(OvanGetQoSClassTypeObjs(obj_path(kTypes1), &types, &n), 0) << dump();
-    ASSERT_EQ(n, 2u);
-    EXPECT_STREQ(types[1].path, kType2);  // the fields: test_registry.cpp
-    g_free(types);
-
     OvanQoSClassType_t t{};
     std::strcpy(t.Max, "8080");
     std::strcpy(t.Min, "80");
     ASSERT_EQ(OvanAddQoSClassType(obj_path(kTypes1), &t), 0) << dump();
-    EXPECT_EQ(std::strncmp(t.path, kTypes1, std::strlen(kTypes1)), 0) << t.path;
     EXPECT_EQ(sim.count_calls(kTypes1, kOM, "AddObject"), 1u);
     ASSERT_EQ(OvanDelQoSClassType(obj_path(t.path)), 0);
     EXPECT_EQ(sim.count_calls(kTypes1, kOM, "DeleteObject"), 1u) << "deleted from the rule's own collection";
+    uint32_t n = 0;
     ASSERT_EQ(OvanGetQoSClassTypeObjs(obj_path(kTypes1), nullptr, &n), 0);
     EXPECT_EQ(n, 2u);
 }
@@ -234,13 +175,9 @@ TEST_F(QoS, LineDetectionDuration)
         const int32_t ret = OvanIPTVStartDetectQobLineStatus(c.duration, &out.status, &out.errmsg);
         EXPECT_EQ(ret, c.sent ? 0 : -1) << c.duration;
         EXPECT_EQ(out.status, c.sent ? 0u : 77u) << c.duration;
-        EXPECT_EQ(out.msg(), "<untouched>") << c.duration;
         EXPECT_EQ(sim.count_calls(kIPTV, kIPTVIface, "StartDetectQobLineStatus"), c.sent ? 1u : 0u);
         if (c.sent) {
-            GPtr<GVariant> args = last_args(sim, "StartDetectQobLineStatus");
-            ASSERT_TRUE(args);
-            EXPECT_EQ(g_variant_get_uint32(GPtr<GVariant>(g_variant_get_child_value(args.get(), 0)).get()),
-                      c.duration);
+            EXPECT_EQ(args_of("StartDetectQobLineStatus"), "(uint32 " + std::to_string(c.duration) + ",)");
         }
     }
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanIPTVStartDetectQobLineStatus", "Invalid 'duration', should between 2 to 60."));
@@ -252,7 +189,6 @@ TEST_F(QoS, LineDetectionDuration)
 // texts and quirks of their own (the shapes are tested in test_shapes.cpp).
 namespace netsvc {
 
-constexpr const char kPlatform[] = "/com/quv/igd1/Tevra/PlatformService";
 constexpr const char kFilter[] = "/com/quv/igd1/Config/IncomingFilter";
 
 using NetSvc = GwTest;
@@ -285,71 +221,47 @@ TEST_F(NetSvc, DHCPServerAddressesChecked)
     EXPECT_EQ(sim.count_calls(), 0u);
 }
 
-struct RuleCase {
-    const char *name;
-    void (*change)(OvanPortMapping_t &);
-    bool ok;
-    const char *reason = nullptr;  // named before the refusal line, if any
-};
-
-void PrintTo(const RuleCase &c, std::ostream *os) { *os << c.name; }
-
-class PortMappingRules : public NetSvc, public testing::WithParamInterface<RuleCase> {};
-
-TEST_P(PortMappingRules, SetterChecks)
+// The rule checks (the reason each refusal names: lumoctl's tests).
+TEST_F(NetSvc, PortMappingSetterChecks)
 {
-    OvanPortMapping_t rule = valid_rule();
-    GetParam().change(rule);
-    int32_t ret = OvanSetPortMapping(obj_path("/com/quv/igd1/Config/PortMapping/1"), &rule);
-    if (GetParam().ok) {
-        EXPECT_EQ(ret, 0);
-        EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/PortMapping/1", "com.quv.igd1.Properties", "SetMulti"), 1u);
-    } else {
-        EXPECT_EQ(ret, -1);
-        EXPECT_TRUE(log.contains("OvanSetPortMapping: Invalid parameters.", 3));
-        EXPECT_EQ(sim.count_calls(), 0u);
-    }
-    const auto lines = log.lines();
-    auto first = [&](const std::string &text) {
-        return std::find_if(lines.begin(), lines.end(), [&](const lumo::test::LogLine &l) {
-            return l.priority == 3 && l.text.find(text) != std::string::npos;
-        });
+    constexpr const char kRule[] = "/com/quv/igd1/Config/PortMapping/1";
+    struct Case {
+        const char *name;
+        void (*change)(OvanPortMapping_t &);
+        bool ok;
+    } cases[] = {
+        {"valid", [](OvanPortMapping_t &) {}, true},
+        {"remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "10.0.0.1", 64); }, true},
+        {"bad_remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "example.com", 64); }, false},
+        {"no_client", [](OvanPortMapping_t &r) { r.InternalClient[0] = '\0'; }, false},
+        {"ports_1_65535",
+         [](OvanPortMapping_t &r) {
+             r.InternalPort = 1;
+             r.ExternalPort = 65535;
+         },
+         true},
+        {"internal_port_0", [](OvanPortMapping_t &r) { r.InternalPort = 0; }, false},
+        {"external_port_65536", [](OvanPortMapping_t &r) { r.ExternalPort = 65536; }, false},
+        {"both", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "BOTH", 8); }, true},
+        {"udp", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "UDP", 8); }, true},
+        {"lower_case", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "tcp", 8); }, false},
+        {"unterminated_protocol",
+         [](OvanPortMapping_t &r) { std::memset(r.PortMappingProtocol, 'T', sizeof r.PortMappingProtocol); }, false},
     };
-    if (GetParam().reason)
-        EXPECT_LT(first(std::string("OvanSetPortMapping: Invalid parameter: ") + GetParam().reason + "."),
-                  first("OvanSetPortMapping: Invalid parameters."));
-    else
-        EXPECT_EQ(first("Invalid parameter: "), lines.end());
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+        OvanPortMapping_t rule = valid_rule();
+        c.change(rule);
+        EXPECT_EQ(OvanSetPortMapping(obj_path(kRule), &rule), c.ok ? 0 : -1);
+        EXPECT_EQ(sim.count_calls(), c.ok ? 1u : 0u);
+        EXPECT_EQ(sim.count_calls(kRule, "com.quv.igd1.Properties", "SetMulti"), c.ok ? 1u : 0u);
+        EXPECT_EQ(log.contains("OvanSetPortMapping: Invalid parameters.", 3), !c.ok);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, PortMappingRules,
-    testing::Values(
-        RuleCase{"valid", [](OvanPortMapping_t &) {}, true},
-        RuleCase{"remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "10.0.0.1", 64); }, true},
-        RuleCase{"bad_remote_host", [](OvanPortMapping_t &r) { g_strlcpy(r.RemoteHost, "example.com", 64); }, false,
-                 "RemoteHost: 'example.com' is not an IPv4 address"},
-        RuleCase{"no_client", [](OvanPortMapping_t &r) { r.InternalClient[0] = '\0'; }, false,
-                 "InternalClient: '' is not an IPv4 address"},
-        RuleCase{"ports_1_65535",
-                 [](OvanPortMapping_t &r) {
-                     r.InternalPort = 1;
-                     r.ExternalPort = 65535;
-                 },
-                 true},
-        RuleCase{"internal_port_0", [](OvanPortMapping_t &r) { r.InternalPort = 0; }, false,
-                 "InternalPort: 0 is outside 1..65535"},
-        RuleCase{"external_port_65536", [](OvanPortMapping_t &r) { r.ExternalPort = 65536; }, false,
-                 "ExternalPort: 65536 is outside 1..65535"},
-        RuleCase{"both", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "BOTH", 8); }, true},
-        RuleCase{"udp", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "UDP", 8); }, true},
-        RuleCase{"lower_case", [](OvanPortMapping_t &r) { g_strlcpy(r.PortMappingProtocol, "tcp", 8); }, false,
-                 "PortMappingProtocol: 'tcp' is not one of TCP, UDP, BOTH"},
-        RuleCase{"unterminated_protocol",
-                 [](OvanPortMapping_t &r) { std::memset(r.PortMappingProtocol, 'T', sizeof r.PortMappingProtocol); },
-                 false}),
-    [](const testing::TestParamInfo<RuleCase> &i) { return std::string(i.param.name); });
-
+// (Ability 1, the gateway's own, is written back by the platform rows of Sends.)
 TEST_F(NetSvc, PlatformAbilityChecked)
 {
     OvanPlatformService_t ps{};
@@ -357,55 +269,48 @@ TEST_F(NetSvc, PlatformAbilityChecked)
     EXPECT_EQ(OvanSetPlatformService(0x08, &ps), -1);
     EXPECT_EQ(OvanSetPlatformService(0, &ps), -1) << "whatever the mask";
     EXPECT_EQ(sim.count_calls(), 0u);
-    ps.Ability = 1;
-    EXPECT_EQ(OvanSetPlatformService(0, &ps), 0);
-    EXPECT_EQ(sim.count_calls(kPlatform, "com.quv.igd1.Properties", "SetMulti"), 1u);
 }
 
-struct FilterCase {
-    const char *ip;
-    int32_t protocol, port, interface;
-    bool ok;
-};
-
-void PrintTo(const FilterCase &c, std::ostream *os)
+TEST_F(NetSvc, IncomingFilterArgumentsChecked)
 {
-    *os << (c.ip ? c.ip : "(null)") << '/' << c.protocol << '/' << c.port << '/' << c.interface;
-}
-
-class IncomingFilter : public NetSvc, public testing::WithParamInterface<FilterCase> {};
-
-TEST_P(IncomingFilter, ArgumentsChecked)
-{
-    const FilterCase &c = GetParam();
-    uint32_t status = 42;
-    char *errmsg = nullptr;
-    int32_t ret = OvanIncomingFilterAddEntry(c.ip, c.protocol, c.port, c.interface, &status, &errmsg);
-    if (c.ok) {
-        EXPECT_EQ(ret, 0);
-        EXPECT_EQ(status, 0u);
-        auto calls = sim.call_log();
-        ASSERT_EQ(calls.size(), 1u);
-        GPtr<char> expected(g_strdup_printf("('%s', byte 0x%02x, uint32 %d, byte 0x%02x)", c.ip ? c.ip : "",
-                                            c.protocol, c.port, c.interface));
-        EXPECT_EQ(calls[0].args_text(), expected.get());
-    } else {
-        EXPECT_EQ(ret, -1);
-        EXPECT_EQ(status, 42u) << "a refusal leaves the outputs alone";
-        EXPECT_EQ(errmsg, nullptr);
-        EXPECT_TRUE(log.contains("OvanIncomingFilterAddEntry: Invalid Parameters.", 3));
-        EXPECT_EQ(sim.count_calls(), 0u);
+    struct Case {
+        const char *ip;
+        int32_t protocol, port, interface;
+        bool ok;
+    } cases[] = {
+        {"10.0.0.1", 0, 0, 0, true},
+        {nullptr, 2, 65535, 1, true},
+        {"", 1, 80, 0, true},
+        {"10.0.0.1", 0, 65536, 0, false},
+        {"10.0.0.1", 3, 80, 0, false},
+        {"10.0.0.1", 0, 80, 2, false},
+        {"10.0.0.1", -1, 80, 0, false},
+        {"10.0.0.300", 0, 80, 0, false},
+    };
+    for (const Case &c : cases) {
+        GPtr<char> args(g_strdup_printf("('%s', byte 0x%02x, uint32 %d, byte 0x%02x)", c.ip ? c.ip : "",
+                                        c.protocol, c.port, c.interface));
+        SCOPED_TRACE(args.get());
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+        uint32_t status = 42;
+        char *errmsg = nullptr;
+        const int32_t ret = OvanIncomingFilterAddEntry(c.ip, c.protocol, c.port, c.interface, &status, &errmsg);
+        if (c.ok) {
+            EXPECT_EQ(ret, 0);
+            EXPECT_EQ(status, 0u);
+            EXPECT_EQ(sim.count_calls(), 1u);
+            EXPECT_EQ(args_of("AddIncomingEntry"), args.get());
+        } else {
+            EXPECT_EQ(ret, -1);
+            EXPECT_EQ(status, 42u) << "a refusal leaves the outputs alone";
+            EXPECT_EQ(errmsg, nullptr);
+            EXPECT_TRUE(log.contains("OvanIncomingFilterAddEntry: Invalid Parameters.", 3));
+            EXPECT_EQ(sim.count_calls(), 0u);
+        }
+        g_free(errmsg);
     }
-    g_free(errmsg);
 }
-
-INSTANTIATE_TEST_SUITE_P(Entries, IncomingFilter,
-                         testing::Values(FilterCase{"10.0.0.1", 0, 0, 0, true}, FilterCase{nullptr, 2, 65535, 1, true},
-                                         FilterCase{"", 1, 80, 0, true}, FilterCase{"10.0.0.1", 0, 65536, 0, false},
-                                         FilterCase{"10.0.0.1", 3, 80, 0, false},
-                                         FilterCase{"10.0.0.1", 0, 80, 2, false},
-                                         FilterCase{"10.0.0.1", -1, 80, 0, false},
-                                         FilterCase{"10.0.0.300", 0, 80, 0, false}));
 
 TEST_F(NetSvc, IncomingFilterRefusalLine)
 {
@@ -423,10 +328,7 @@ namespace access {
 
 constexpr const char kURL[] = "/com/quv/igd1/Network/URLFilter";
 
-class Access : public GwTest {
-protected:
-    std::string set_args() { return args_of("SetMulti"); }
-};
+using Access = GwTest;
 
 // Paths, records and the WiFi gate as every object's: test_registry.cpp. Here the
 // family's own refusal texts, and an unterminated path logged cut.
@@ -441,7 +343,6 @@ TEST_F(Access, RefusalTextsAndCutEntryLine)
     EXPECT_EQ(OvanGetDNSFilter(cut, &d), -1);
     EXPECT_EQ(OvanSetURLFilter(obj_path("/com/quv/igd1/Network/DNSFilter/1"), nullptr), -1);
     EXPECT_EQ(OvanDelMACWhiteList(obj_path("/com/quv/igd1/Network/MACBlackList/1")), -1);
-    EXPECT_TRUE(logged(LOG_ERR, "OvanGetDNSFilter", "invalid parameter.")) << dump();
     EXPECT_TRUE(logged(LOG_ERR, "OvanSetURLFilter", "Invalid parameters.")) << dump();
     EXPECT_TRUE(logged(LOG_ERR, "OvanDelMACWhiteList", "Invalid Parameter.")) << dump();
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetURLFilter", "enter, path = /com/quv/igd1/Network/DNSFilter/1"));
@@ -500,18 +401,19 @@ TEST_F(Access, FirstGenerationSetClearsTheSchedule)
     ASSERT_EQ(OvanGetURLFilter(obj_path(kU1), &r), 0);
     g_strlcpy(r.Name, "renamed", sizeof r.Name);
     ASSERT_EQ(OvanSetURLFilter(obj_path(kU1), &r), 0);
-    EXPECT_NE(set_args().find("'Mode': <byte 0x00>, 'WeekDays': <''>, 'Time': <''>"), std::string::npos)
-        << set_args();  // the list is not a first-generation key: Sends/url_v1
+    EXPECT_NE(args_of("SetMulti").find("'Mode': <byte 0x00>, 'WeekDays': <''>, 'Time': <''>"), std::string::npos)
+        << args_of("SetMulti");  // the list is not a first-generation key: Sends/url_v1
 }
 
 TEST_F(Access, V4SetSendsExactlyTheCountedEntries)
 {
     OvanURLFilterv4_t r = url_v4();
     ASSERT_EQ(OvanSetURLFilterv4(obj_path(kU1), &r), 0);
-    EXPECT_NE(set_args().find("'URLList': <['one.example', 'two.example']>"), std::string::npos) << set_args();
+    EXPECT_NE(args_of("SetMulti").find("'URLList': <['one.example', 'two.example']>"), std::string::npos)
+        << args_of("SetMulti");
     r.URLList = nullptr;
     ASSERT_EQ(OvanSetURLFilterv4(obj_path(kU1), &r), 0);
-    EXPECT_NE(set_args().find("'URLList': <@as []>"), std::string::npos) << set_args();
+    EXPECT_NE(args_of("SetMulti").find("'URLList': <@as []>"), std::string::npos) << args_of("SetMulti");
 
     ASSERT_TRUE(sim.clear_call_log());
     r.URLList = kLists;
@@ -699,17 +601,6 @@ std::vector<std::string> sent_list(Simulator &sim, const char *key)
 
 using List = std::vector<std::string>;
 
-template <typename R>
-void free_records(R *objs, uint32_t n)
-{
-    for (uint32_t i = 0; objs && i < n; i++) {
-        g_free(objs[i].domains);
-        g_free(objs[i].ips);
-        g_free(objs[i].terminal_mac);
-    }
-    g_free(objs);
-}
-
 OvanVPNConnection_t valid_connection()
 {
     OvanVPNConnection_t r{};
@@ -733,10 +624,9 @@ TEST_F(Vpn, SetChecksValues)
     } cases[] = {
         {"l2tp", "steady", "", "0", 0},      {"pptp", "steady", "", "7", 0},
         {"l2tp", "random", "p.example", "3", 0},
-        {"l2tp", "steady", "", "8", -1},     {"l2tp", "steady", "", "-1", -1},
-        {"l2tp", "steady", "", "7a", -1},    {"l2tp", "steady", "", "", -1},
+        {"l2tp", "steady", "", "8", -1},     {"l2tp", "steady", "", "7a", -1},
         {"l2tp", "random", "", "1", -1},     {"ipsec", "steady", "", "1", -1},
-        {"L2TP", "steady", "", "1", -1},     {"l2tp", "fixed", "", "1", -1},
+        {"l2tp", "fixed", "", "1", -1},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.type) + "/" + c.mode + "/" + c.proxy + "/" + c.priority);
@@ -797,11 +687,9 @@ TEST_F(Vpn, AttachSortsPiecesAndReplaces)
         EXPECT_EQ(sent_list(sim, "domains"), c.domains_sent);
         EXPECT_EQ(sent_list(sim, "ips"), c.ips_sent);
         EXPECT_EQ(sent_list(sim, "terminal_mac"), c.macs_sent);
-        EXPECT_EQ(sent_list(sim, "account_proxy"), List{"<absent>"});  // the tunnel is "steady"
     }
-    GPtr<GVariant> stored = sim.property(kConn1, "com.quv.igd1.VPNConnection", "terminal_mac");
-    ASSERT_TRUE(stored);
-    EXPECT_EQ(g_variant_n_children(stored.get()), 2u);
+    EXPECT_EQ(printed(sim.property(kConn1, "com.quv.igd1.VPNConnection", "terminal_mac").get()),
+              "['A4C3F0000001', 'A4C3F0000002']");
 
     // Only the first 511 characters of a list count.
     std::string longlist(505, 'x');
@@ -859,9 +747,7 @@ TEST_F(Vpn, AddDeleteAndDeleteByName)
     ASSERT_EQ(OvanAddVPNConnection(&r), 0);
     EXPECT_STREQ(r.path, "/com/quv/igd1/Network/VPN/Connection/3");
     ASSERT_EQ(OvanDelVPNConnByName("lab"), 0);
-    GPtr<GVariant> del = last_args(sim, "DeleteObject");
-    ASSERT_TRUE(del);
-    EXPECT_EQ(printed(del.get()), "(objectpath '/com/quv/igd1/Network/VPN/Connection/3',)");
+    EXPECT_EQ(args_of("DeleteObject"), "(objectpath '/com/quv/igd1/Network/VPN/Connection/3',)");
 
     EXPECT_EQ(OvanDelVPNConnByName("lab"), -1);
     EXPECT_TRUE(logged(3, "OvanDelVPNConnByName", "did not found tunnelName (lab)")) << dump();
@@ -891,11 +777,7 @@ TEST_F(Vpn, ClientSetAttachAndDeleteGoToTheClient)
     EXPECT_STREQ(r.path, "/com/morvane/vpnclient1/conn/2");
     ASSERT_EQ(OvanAttachUptVPNConnection("edge", nullptr, "a.example;192.0.2.0/24", nullptr), 0);
     EXPECT_EQ(sent_list(sim, "ips"), List{"192.0.2.0/24"});
-    GPtr<GVariant> set = last_args(sim, "SetMulti");
-    GPtr<GVariant> iface(g_variant_get_child_value(set.get(), 0));
-    EXPECT_EQ(printed(iface.get()), "'com.morvane.vpnclient1'");
-    ASSERT_EQ(OvanDetachUptVPNConnection("edge", nullptr, "a.example", nullptr), 0);
-    EXPECT_EQ(sent_list(sim, "domains"), List{});
+    EXPECT_EQ(args_of("SetMulti").rfind("('com.morvane.vpnclient1', ", 0), 0u) << args_of("SetMulti");
     ASSERT_EQ(OvanDelUptVPNConnByName("edge"), 0);
     EXPECT_EQ(OvanDelUptVPNConnection(obj_path(kConn1)), -1);  // the gateway's prefix
 }
@@ -936,8 +818,6 @@ TEST_F(VpnNoClient, OnlyClientFunctionsFail)
 // their status and message rules.
 namespace wan {
 
-using Outputs = StatusOut;
-
 constexpr const char kDb[] = "/com/quv/igd1/Info/Network/WANConnectionDb";
 constexpr const char kDbIface[] = "com.quv.igd1.WANConnectionDb";
 const std::string kConn1 = std::string(kDb) + "/1";
@@ -945,14 +825,9 @@ const std::string kConn2 = std::string(kDb) + "/2";
 
 using Wan = GwTest;
 
+// 255 characters: the instance getter keeps them all.
 TEST_F(Wan, InstanceGetterKeepsPathsOfFullWidth)
 {
-    OvanWANConnectionv4_t rec{};
-    ASSERT_EQ(OvanGetWANConnectionv4(obj_path(kConn2), &rec), 0);
-    EXPECT_EQ(rec.path, kConn2);
-    EXPECT_TRUE(logged(7, "OvanGetWANConnectionv4", "enter, path (" + kConn2 + ")"));
-
-    // 255 characters: the instance getter keeps them all.
     const std::string longest = std::string(kDb) + "/" + std::string(255 - std::strlen(kDb) - 1, 'w');
     ASSERT_TRUE(sim.add_object(longest, "{'com.quv.igd1.WANConnectionInfo': {'Index': <'9'>}}"));
     OvanWANConnection_t one{};
@@ -980,34 +855,22 @@ TEST_F(Wan, ByNameFindsTheConnection)
     ASSERT_TRUE(sim.script_reply(kDb, kDbIface, "GetWANConnByName",
                                  "(objectpath '/com/quv/igd1/Info/Network/WANConnectionDb/2', uint32 0, '')"));
     sim.clear_call_log();
-    Outputs out;
     OvanWANConnection_t rec{};
-    ASSERT_EQ(OvanGetWANConnectionByName("2_TR069_VOICE_R_VID_46", &rec, &out.status, &out.errmsg), 0);
-    EXPECT_EQ(out.status, 0u);
-    EXPECT_EQ(out.msg(), "<untouched>");
+    ASSERT_EQ(OvanGetWANConnectionByName("2_TR069_VOICE_R_VID_46", &rec, nullptr, nullptr), 0);
     EXPECT_EQ(rec.path, kConn2);
-    EXPECT_STREQ(rec.ServiceList, "TR069_VOICE");
-    auto calls = sim.call_log();
-    ASSERT_GE(calls.size(), 1u);
-    EXPECT_EQ(calls[0].method, "GetWANConnByName");
-    EXPECT_EQ(calls[0].args_text(), "('2_TR069_VOICE_R_VID_46',)");
+    EXPECT_EQ(args_of("GetWANConnByName"), "('2_TR069_VOICE_R_VID_46',)");
     EXPECT_TRUE(logged(7, "OvanGetWANConnectionByName", "name(2_TR069_VOICE_R_VID_46)"));
 
     OvanWANConnectionv4_t rec4{};
     ASSERT_EQ(OvanGetWANConnectionByNamev4("x", &rec4, nullptr, nullptr), 0);
     EXPECT_EQ(rec4.path, kConn2);
-    EXPECT_EQ(rec4.VLANID, 46u);
 }
 
 TEST_F(Wan, InternetConnection)
 {
     OvanWANConnection_t rec{};
-    Outputs out;
-    ASSERT_EQ(OvanGetInternetWANConnection(&rec, &out.status, &out.errmsg), 0);
-    EXPECT_EQ(out.status, 0u);
-    EXPECT_EQ(out.msg(), "<untouched>");
+    ASSERT_EQ(OvanGetInternetWANConnection(&rec, nullptr, nullptr), 0);
     EXPECT_EQ(rec.path, kConn1);
-    EXPECT_STREQ(rec.IPAddress, "100.64.12.34");
     EXPECT_TRUE(logged(7, "OvanGetInternetWANConnection", "Enter"));
     EXPECT_TRUE(logged(7, "OvanGetInternetWANConnection", "GetInternetConnIndex() return [(objectpath '" + kConn1 + "', uint32 0, '')]"));
 
@@ -1021,7 +884,7 @@ TEST_F(Wan, InternetConnection)
 // found that cannot be read.
 TEST_F(Wan, LookupStatusAndMessages)
 {
-    using Call = std::function<int32_t(Outputs &)>;
+    using Call = std::function<int32_t(StatusOut &)>;
     struct Case {
         const char *name;
         const char *method;  // null: nothing may be sent
@@ -1034,29 +897,26 @@ TEST_F(Wan, LookupStatusAndMessages)
     };
     static OvanWANConnection_t rec;
     static OvanWANConnectionv4_t rec4;
-    const Call by_name = [](Outputs &o) { return OvanGetWANConnectionByName("a", &rec, &o.status, &o.errmsg); };
-    const Call by_name4 = [](Outputs &o) { return OvanGetWANConnectionByNamev4("a", &rec4, &o.status, &o.errmsg); };
-    const Call internet = [](Outputs &o) { return OvanGetInternetWANConnection(&rec, &o.status, &o.errmsg); };
-    const Call internet4 = [](Outputs &o) { return OvanGetInternetWANConnectionv4(&rec4, &o.status, &o.errmsg); };
+    const Call by_name = [](StatusOut &o) { return OvanGetWANConnectionByName("a", &rec, &o.status, &o.errmsg); };
+    const Call by_name4 = [](StatusOut &o) { return OvanGetWANConnectionByNamev4("a", &rec4, &o.status, &o.errmsg); };
+    const Call internet = [](StatusOut &o) { return OvanGetInternetWANConnection(&rec, &o.status, &o.errmsg); };
+    const Call internet4 = [](StatusOut &o) { return OvanGetInternetWANConnectionv4(&rec4, &o.status, &o.errmsg); };
     const char *const invalid = "Invalid parameters.";
     const char *const unreadable = "(objectpath '/com/quv/igd1/Info/Network/WANConnectionDb/9', uint32 0, 'fine')";
     const Case cases[] = {
         {"name_null", nullptr, nullptr,
-         [](Outputs &o) { return OvanGetWANConnectionByName(nullptr, &rec, &o.status, &o.errmsg); }, 1, invalid},
+         [](StatusOut &o) { return OvanGetWANConnectionByName(nullptr, &rec, &o.status, &o.errmsg); }, 1, invalid},
         {"name_empty", nullptr, nullptr,
-         [](Outputs &o) { return OvanGetWANConnectionByName("", &rec, &o.status, &o.errmsg); }, 1, invalid},
+         [](StatusOut &o) { return OvanGetWANConnectionByName("", &rec, &o.status, &o.errmsg); }, 1, invalid},
         {"name_no_record", nullptr, nullptr,
-         [](Outputs &o) { return OvanGetWANConnectionByNamev4("a", nullptr, &o.status, &o.errmsg); }, 1, invalid},
-        {"name_no_outputs", nullptr, nullptr,
-         [](Outputs &) { return OvanGetWANConnectionByName(nullptr, nullptr, nullptr, nullptr); }, 77, "<untouched>"},
+         [](StatusOut &o) { return OvanGetWANConnectionByNamev4("a", nullptr, &o.status, &o.errmsg); }, 1, invalid},
         {"internet_no_record", nullptr, nullptr,
-         [](Outputs &o) { return OvanGetInternetWANConnectionv4(nullptr, &o.status, &o.errmsg); }, 1, invalid, 3,
+         [](StatusOut &o) { return OvanGetInternetWANConnectionv4(nullptr, &o.status, &o.errmsg); }, 1, invalid, 3,
          "OvanGetInternetWANConnectionv4", "Invalid parameter."},
         {"name_call_fails", "GetWANConnByName", nullptr, by_name, 1, "Internal Error"},
         // The v4 line names the first-layout function.
         {"name_refused", "GetWANConnByName", "(objectpath '/', uint32 3, 'no such')", by_name4, 3, "no such", 3,
          "OvanGetWANConnectionByNamev4", "Call OvanGetWANConnectionByName() errmsg [no such]."},
-        {"name_refused_silently", "GetWANConnByName", "(objectpath '/', uint32 4, '')", by_name, 4, "<untouched>"},
         {"name_unreadable", "GetWANConnByName", unreadable, by_name, 1, "Get WanConnection failed."},
         {"internet_call_fails", "GetInternetConnIndex", nullptr, internet, 1, "Call GetInternetConnIndex() failed."},
         {"internet_refused", "GetInternetConnIndex", "(objectpath '/', uint32 2, 'no wan')", internet4, 2, "no wan", 6,
@@ -1073,7 +933,7 @@ TEST_F(Wan, LookupStatusAndMessages)
         } else if (c.method) {
             ASSERT_TRUE(sim.script_error(kDb, kDbIface, c.method, "org.freedesktop.DBus.Error.Failed", "x"));
         }
-        Outputs out;
+        StatusOut out;
         EXPECT_EQ(c.call(out), -1);
         EXPECT_EQ(out.status, c.status);
         EXPECT_EQ(out.msg(), c.message);
@@ -1092,26 +952,7 @@ TEST_F(Wan, LookupStatusAndMessages)
 
 // ---- what each setter writes, over the families ----
 
-struct SendCase {
-    const char *name;
-    const char *version;  // DBusInterfaceVersion; null: the simulator's
-    std::function<int32_t()> call;
-    std::string keys;
-};
-
-void PrintTo(const SendCase &c, std::ostream *os) { *os << c.name; }
-
-class Sends : public GwTest, public testing::WithParamInterface<SendCase> {};
-
-TEST_P(Sends, OneDictionaryOfItsKeysInOrder)
-{
-    if (GetParam().version) {
-        ASSERT_TRUE(sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", GetParam().version));
-    }
-    ASSERT_EQ(GetParam().call(), 0) << dump();
-    EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 1u);
-    EXPECT_EQ(keys(), GetParam().keys);
-}
+using Sends = GwTest;
 
 // The platform service's groups, by mask.
 std::function<int32_t()> platform(uint32_t mask)
@@ -1146,63 +987,69 @@ using qos::read_write_at;
 using qos::write_at;
 constexpr const char kVpnFirst[] = "vpn_type,tunnel_name,user_id,vpn_enable,vpn_mode,vpn_priority,vpn_idletime,";
 
-INSTANTIATE_TEST_SUITE_P(
-    Setters, Sends,
-    testing::Values(
-        SendCase{"qos_config", nullptr, read_write(OvanGetQoSConfig, OvanSetQoSConfig),
-                 "Mode,Enable,Bandwidth,Plan,EnableForceWeight,EnableDSCPMark,Enable8021P"},
-        SendCase{"qos_classification", nullptr,
-                 read_write_at(qos::kRule1, OvanGetQoSClassification, OvanSetQoSClassification),
-                 "ClassQueue,DSCPMarkValue,VLAN8021PValue"},
-        SendCase{"qos_class_type", nullptr, read_write_at(qos::kType2, OvanGetQoSClassType, OvanSetQoSClassType),
-                 "Max,Min,ProtocolList"},
-        SendCase{"qos_queue_car_only", nullptr,
-                 read_write_at("/com/quv/igd1/Network/QoS/PriorityQueue/2", OvanGetQoSPriorityQueue,
-                               OvanSetQoSPriorityQueue),
-                 "Car"},
-        SendCase{"qos_app", nullptr, read_write_at("/com/quv/igd1/Network/QoS/App/1", OvanGetQoSApp, OvanSetQoSApp),
-                 "AppName,ClassQueue"},
-        SendCase{"dns_speed_limit", nullptr, read_write(OvanGetDNSSpeedLimit, OvanSetDNSSpeedLimit),
-                 "Domain,LimitAction"},
-        SendCase{"iptv", nullptr, read_write(OvanGetIPTVConfig, OvanSetIPTVConfig), "ProxyEnable,SnoopingEnable"},
-        SendCase{"iptv_v4", nullptr, read_write(OvanGetIPTVConfigv4, OvanSetIPTVConfigv4),
-                 "ProxyEnable,SnoopingEnable,NoStbEnable"},
+// One dictionary of the setter's keys, in order, for each interface version named
+// (none: the simulator's, 1.2).
+TEST_F(Sends, OneDictionaryOfItsKeysInOrder)
+{
+    struct Case {
+        const char *name;
+        const char *version;  // DBusInterfaceVersion; null: the simulator's
+        std::function<int32_t()> call;
+        std::string keys;
+    };
+    const Case cases[] = {
+        {"qos_config", nullptr, read_write(OvanGetQoSConfig, OvanSetQoSConfig),
+         "Mode,Enable,Bandwidth,Plan,EnableForceWeight,EnableDSCPMark,Enable8021P"},
+        {"qos_classification", nullptr, read_write_at(qos::kRule1, OvanGetQoSClassification, OvanSetQoSClassification),
+         "ClassQueue,DSCPMarkValue,VLAN8021PValue"},
+        {"qos_class_type", nullptr, read_write_at(qos::kType2, OvanGetQoSClassType, OvanSetQoSClassType),
+         "Max,Min,ProtocolList"},
+        {"qos_queue_car_only", nullptr,
+         read_write_at("/com/quv/igd1/Network/QoS/PriorityQueue/2", OvanGetQoSPriorityQueue, OvanSetQoSPriorityQueue),
+         "Car"},
+        {"qos_app", nullptr, read_write_at("/com/quv/igd1/Network/QoS/App/1", OvanGetQoSApp, OvanSetQoSApp),
+         "AppName,ClassQueue"},
+        {"dns_speed_limit", nullptr, read_write(OvanGetDNSSpeedLimit, OvanSetDNSSpeedLimit), "Domain,LimitAction"},
+        {"iptv", nullptr, read_write(OvanGetIPTVConfig, OvanSetIPTVConfig), "ProxyEnable,SnoopingEnable"},
+        {"iptv_v4", nullptr, read_write(OvanGetIPTVConfigv4, OvanSetIPTVConfigv4),
+         "ProxyEnable,SnoopingEnable,NoStbEnable"},
         // NoStbEnable is left to gateways of interface version 2.
-        SendCase{"iptv_v4_bus1", "'1.1.0'", read_write(OvanGetIPTVConfigv4, OvanSetIPTVConfigv4),
-                 "ProxyEnable,SnoopingEnable"},
-        SendCase{"url_v1", "'1.2.0'", write_at(kU1, OvanSetURLFilter), "Enable,URL,MAC,Name,Mode,WeekDays,Time"},
-        SendCase{"url_v4_bus1", "'1.1.0'", write_at(kU1, OvanSetURLFilterv4, access::url_v4), "Enable,URL,MAC,Name"},
-        SendCase{"url_v4_bus2", "'1.2.0'", write_at(kU1, OvanSetURLFilterv4, access::url_v4),
-                 "Enable,URL,MAC,Name,Mode,URLList,WeekDays,Time"},
-        SendCase{"dns_v1", "'1.1.0'", write_at(kD1, OvanSetDNSFilter),
-                 "Enable,Name,Hostname,Action,MAC,Mode,WeekDays,Time"},
-        SendCase{"dns_v4_bus1", "'1.1.0'", write_at(kD1, OvanSetDNSFilterv4, access::dns_v4),
-                 "Enable,Name,Hostname,Action,MAC"},
-        SendCase{"dns_v4_bus2", "'1.2.0'", write_at(kD1, OvanSetDNSFilterv4, access::dns_v4),
-                 "Enable,Name,Hostname,Action,MAC,Mode,HostNameList,WeekDays,Time"},
-        SendCase{"blacklist", "'1.1.0'",
-                 [] {
-                     OvanMACBlackList_t r{};
-                     r.BlockedTimes = 5;
-                     return OvanSetMACBlackList(obj_path("/com/quv/igd1/Network/MACBlackList/2"), &r);
-                 },
-                 "MAC,Name"},
-        SendCase{"platform_none", nullptr, platform(0x00), ""},
-        SendCase{"platform_bit_0_unused", nullptr, platform(0x01), ""},
-        SendCase{"platform_dist", nullptr, platform(0x08), "DistAddr,Port,Heartbeat,Ability,LocalPort,Version,SSN"},
-        SendCase{"platform_status_and_oper", nullptr, platform(0x02 | 0x10), "DistStatus,DistErrorMsg,OperAddr"},
-        SendCase{"platform_all", nullptr, platform(0xFF),
-                 "DistAddr,Port,Heartbeat,Ability,LocalPort,Version,SSN,DistStatus,DistErrorMsg,OperAddr,"
-                 "OperStatus,OperErrorMsg,PluginAddr,PluginStatus,PluginErrorMsg,BSSAddr"},
-        SendCase{"vpn_steady_by_address", nullptr, vpn_mode("steady", "1"),
-                 std::string(kVpnFirst) + "vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode,domains,ips"},
-        SendCase{"vpn_random_by_mac", nullptr, vpn_mode("random", "2"),
-                 std::string(kVpnFirst) +
-                     "account_proxy,vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode,terminal_mac"},
-        SendCase{"vpn_unattached", nullptr, vpn_mode("steady", "0"),
-                 std::string(kVpnFirst) + "vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode"},
-        SendCase{"ddns", nullptr, read_write_at(dns::kDDNS1, OvanGetDDNSServerInstance, OvanSetDDNSServerInstance),
-                 "DDNSCfgEnabled,DDNSProvider,DDNSUsername,DDNSPassword,ServicePort,DDNSDomainName,DDNSHostName"}),
-    [](const testing::TestParamInfo<SendCase> &i) { return std::string(i.param.name); });
+        {"iptv_v4_bus1", "'1.1.0'", read_write(OvanGetIPTVConfigv4, OvanSetIPTVConfigv4), "ProxyEnable,SnoopingEnable"},
+        {"url_v1", "'1.2.0'", write_at(kU1, OvanSetURLFilter), "Enable,URL,MAC,Name,Mode,WeekDays,Time"},
+        {"url_v4_bus1", "'1.1.0'", write_at(kU1, OvanSetURLFilterv4, access::url_v4), "Enable,URL,MAC,Name"},
+        {"url_v4_bus2", "'1.2.0'", write_at(kU1, OvanSetURLFilterv4, access::url_v4),
+         "Enable,URL,MAC,Name,Mode,URLList,WeekDays,Time"},
+        {"dns_v1", "'1.1.0'", write_at(kD1, OvanSetDNSFilter), "Enable,Name,Hostname,Action,MAC,Mode,WeekDays,Time"},
+        {"dns_v4_bus1", "'1.1.0'", write_at(kD1, OvanSetDNSFilterv4, access::dns_v4),
+         "Enable,Name,Hostname,Action,MAC"},
+        {"dns_v4_bus2", "'1.2.0'", write_at(kD1, OvanSetDNSFilterv4, access::dns_v4),
+         "Enable,Name,Hostname,Action,MAC,Mode,HostNameList,WeekDays,Time"},
+        {"blacklist", "'1.1.0'", write_at("/com/quv/igd1/Network/MACBlackList/2", OvanSetMACBlackList), "MAC,Name"},
+        {"platform_bit_0_unused", nullptr, platform(0x01), ""},
+        {"platform_dist", nullptr, platform(0x08), "DistAddr,Port,Heartbeat,Ability,LocalPort,Version,SSN"},
+        {"platform_status_and_oper", nullptr, platform(0x02 | 0x10), "DistStatus,DistErrorMsg,OperAddr"},
+        {"platform_all", nullptr, platform(0xFF),
+         "DistAddr,Port,Heartbeat,Ability,LocalPort,Version,SSN,DistStatus,DistErrorMsg,OperAddr,"
+         "OperStatus,OperErrorMsg,PluginAddr,PluginStatus,PluginErrorMsg,BSSAddr"},
+        {"vpn_steady_by_address", nullptr, vpn_mode("steady", "1"),
+         std::string(kVpnFirst) + "vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode,domains,ips"},
+        {"vpn_random_by_mac", nullptr, vpn_mode("random", "2"),
+         std::string(kVpnFirst) + "account_proxy,vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode,terminal_mac"},
+        {"vpn_unattached", nullptr, vpn_mode("steady", "0"),
+         std::string(kVpnFirst) + "vpn_addr,vpn_account,vpn_pwd,vpn_port,attach_mode"},
+        {"ddns", nullptr, read_write_at(dns::kDDNS1, OvanGetDDNSServerInstance, OvanSetDDNSServerInstance),
+         "DDNSCfgEnabled,DDNSProvider,DDNSUsername,DDNSPassword,ServicePort,DDNSDomainName,DDNSHostName"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_TRUE(
+            sim.set_property(kDevicePath, kDeviceIface, "DBusInterfaceVersion", c.version ? c.version : "'1.2.0'"));
+        gwdbusver = -1;  // asked once per process: each case asks again
+        ASSERT_TRUE(sim.clear_call_log());
+        ASSERT_EQ(c.call(), 0) << dump();
+        EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 1u);
+        EXPECT_EQ(keys(), c.keys);
+    }
+}
 
 }  // namespace

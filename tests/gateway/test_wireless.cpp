@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <ostream>
 #include <string>
 #include <syslog.h>
 #include <vector>
@@ -20,7 +19,6 @@ namespace {
 
 using namespace lumo::test;
 using lumo::GPtr;
-using lumo::GStr;
 
 // WiFi information and radio actions against the simulator; also the WiFi
 // capability guard that every WiFi-family function runs first.
@@ -49,9 +47,7 @@ TEST_F(WiFi, Version1GatewaySkipsTheCapabilityQuestion)
     set_device("DBusInterfaceVersion", "'1.1.0'");
     set_device("Capability", "'1;1;1;0;0'");
     ASSERT_TRUE(sim.clear_call_log());
-    uint32_t status = 77;
-    EXPECT_EQ(OvanWiFiCancelSameSSID(&status, nullptr), 0);
-    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(OvanWiFiCancelSameSSID(nullptr, nullptr), 0);
     EXPECT_EQ(OvanWiFiSetEnable(1, 0), 0);
     EXPECT_EQ(gwdbusver, 1);
     EXPECT_EQ(wifivalinit, 0) << "never asked";
@@ -75,7 +71,6 @@ TEST_F(WiFi, FailedCapabilityReadIsAFailureAndIsAskedAgain)
     set_device("Capability", "'1;1;1;1;1'");
     EXPECT_EQ(OvanWiFiCancelSameSSID(&status, nullptr), 0);
     EXPECT_EQ(wifivalinit, 1);
-    EXPECT_EQ(supportwifi, 1u);
 }
 
 // ---- actions ----
@@ -87,7 +82,7 @@ struct Action {
     std::function<int32_t(uint32_t *, char **)> call;
     const char *fail_line;
     const char *fail_message;
-    const char *message_line;  // with "%s"
+    const char *message_line;  // when the gateway answers "radio busy"
 };
 
 std::vector<Action> actions()
@@ -95,21 +90,21 @@ std::vector<Action> actions()
     return {
         {"OvanWiFiDiscClient", "KickOutDevice", "",
          [](uint32_t *s, char **m) { return OvanWiFiDiscClient(kMac, "3", s, m); }, "Call OvanDiscWiFiClient() fail.",
-         "Failed to call KickOutDevice() function.", "Call OvanDiscWiFiClient() errmsg [%s]."},
+         "Failed to call KickOutDevice() function.", "Call OvanDiscWiFiClient() errmsg [radio busy]."},
         {"OvanWiFiSetSameSSID", "SetSameSSID", "",
          [](uint32_t *s, char **m) { return OvanWiFiSetSameSSID("1", "5", s, m); },
          "Call OvanWiFiSetSameSSID() fail.", "Failed to call SetSameSSID() function.",
-         "Call OvanWiFiSetSameSSID() errmsg [%s]."},
+         "Call OvanWiFiSetSameSSID() errmsg [radio busy]."},
         {"OvanWiFiCancelSameSSID", "CancelSameSSID", "",
          [](uint32_t *s, char **m) { return OvanWiFiCancelSameSSID(s, m); }, "Call OvanWiFiCancelSameSSID() fail.",
-         "Failed to call CancelSameSSID() function.", "Call OvanWiFiCancelSameSSID() errmsg [%s]."},
+         "Failed to call CancelSameSSID() function.", "Call OvanWiFiCancelSameSSID() errmsg [radio busy]."},
         {"OvanWiFiSwitchChannel", "ChannelSwitch", "",
          [](uint32_t *s, char **m) { return OvanWiFiSwitchChannel("5G", s, m); }, "Call ChannelSwitch() fail.",
-         "Failed to call ChannelSwitch() function.", "Call OvanWiFiSwitchChannel() errmsg [%s]."},
+         "Failed to call ChannelSwitch() function.", "Call OvanWiFiSwitchChannel() errmsg [radio busy]."},
         {"OvanWiFiChannelCollectionRequest", "ChannelCollectionRequest", "",
          [](uint32_t *s, char **m) { return OvanWiFiChannelCollectionRequest("2.4G", s, m); },
          "Call ChannelCollectionRequest() fail.", "Failed to call ChannelCollectionRequest() function.",
-         "Call OvanWiFiChannelCollectionRequest() errmsg [%s]."},
+         "Call OvanWiFiChannelCollectionRequest() errmsg [radio busy]."},
         {"OvanWiFiChannelCollection", "ChannelCollection", "'1:50', ",
          [](uint32_t *s, char **m) {
              char *score = kUntouchedText;
@@ -119,14 +114,8 @@ std::vector<Action> actions()
              return ret;
          },
          "Call ChannelCollection() fail.", "Failed to call ChannelCollection() function.",
-         "Call OvanWiFiChannelCollection() errmsg [%s]."},
+         "Call OvanWiFiChannelCollection() errmsg [radio busy]."},
     };
-}
-
-std::string with(const char *format, const std::string &text)
-{
-    GStr s(g_strdup_printf(format, text.c_str()));
-    return s.get();
 }
 
 // The word and message themselves: test_registry.cpp; here each action's own lines
@@ -137,9 +126,8 @@ TEST_F(WiFi, ActionsLogTheirOwnLines)
         SCOPED_TRACE(a.tag);
         const std::string busy = std::string("(") + a.reply_lead + "uint32 4, 'radio busy')";
         ASSERT_TRUE(sim.script_reply(kWiFi, kWiFiIface, a.method, busy.c_str(), 0, true));
-        StatusOut refused;
-        EXPECT_EQ(a.call(&refused.status, &refused.errmsg), -1);
-        EXPECT_TRUE(logged(LOG_ERR, a.tag, with(a.message_line, "radio busy"))) << dump();
+        EXPECT_EQ(a.call(nullptr, nullptr), -1);
+        EXPECT_TRUE(logged(LOG_ERR, a.tag, a.message_line)) << dump();
 
         ASSERT_TRUE(sim.script_error(kWiFi, kWiFiIface, a.method, "org.freedesktop.DBus.Error.Failed", "down", 0,
                                      true));
@@ -156,11 +144,9 @@ TEST_F(WiFi, DiscClientChecksMacAndSsidIndex)
         const char *mac, *idx;
         bool ok;
     } cases[] = {
-        {kMac, "1", true},        {kMac, "8", true},      {kMac, "08", true},   {kMac, "0", false},
-        {kMac, "9", false},       {kMac, "10", false},    {kMac, "", false},    {kMac, nullptr, false},
-        {kMac, "1a", false},      {kMac, "-1", false},    {kMac, "99999999999999999999", false},
-        {"0C:4B:54:A1:B2:C3", "1", false},                {"", "1", false},     {nullptr, "1", false},
-        {"0C4B54A1B2CZ", "1", false},
+        {kMac, "1", true},  {kMac, "8", true}, {kMac, "08", true},      {kMac, "0", false},
+        {kMac, "9", false}, {kMac, "", false}, {kMac, nullptr, false}, {kMac, "1a", false},
+        {"0C:4B:54:A1:B2:C3", "1", false},     {nullptr, "1", false},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.mac ? c.mac : "(null)") + " / " + (c.idx ? c.idx : "(null)"));
@@ -197,7 +183,6 @@ TEST_F(WiFi, SetSameSSIDWantsTwoDigitStrings)
 
     EXPECT_EQ(OvanWiFiSetSameSSID("01", "5", nullptr, nullptr), 0);
     EXPECT_EQ(args_of("SetSameSSID"), "('01', '5')");
-    EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiSetSameSSID", "enter, ssidIdx24(01), ssidIdx58(5)")) << dump();
 }
 
 TEST_F(WiFi, ChannelFunctionsRefuseAMissingBandThroughTheLogOnly)
@@ -214,9 +199,7 @@ TEST_F(WiFi, ChannelFunctionsRefuseAMissingBandThroughTheLogOnly)
         EXPECT_EQ(msg, kUntouchedText);
         EXPECT_EQ(score, score_buf);
     }
-    uint32_t status = 77;
-    EXPECT_EQ(OvanWiFiChannelCollection("5G", nullptr, &status, nullptr), -1);
-    EXPECT_EQ(status, 77u);
+    EXPECT_EQ(OvanWiFiChannelCollection("5G", nullptr, nullptr, nullptr), -1);
     EXPECT_EQ(wifi_calls(), 0u);
     for (const char *tag : {"OvanWiFiSwitchChannel", "OvanWiFiChannelCollectionRequest"})
         EXPECT_TRUE(logged(LOG_DEBUG, tag, "Invalid band, should not be empty.")) << dump();
@@ -229,7 +212,6 @@ TEST_F(WiFi, ChannelCollectionHandsOutTheScore)
 {
     char *score = nullptr;
     ASSERT_EQ(OvanWiFiChannelCollection("2.4G", &score, nullptr, nullptr), 0);
-    ASSERT_NE(score, nullptr);
     EXPECT_STREQ(score, "1:82,6:64,11:90");
     g_free(score);
     EXPECT_EQ(args_of("ChannelCollection"), "('2.4G',)");
@@ -242,29 +224,19 @@ TEST_F(WiFi, RadioSwitchesPickThePropertyByBand)
         uint32_t band;
         const char *property;
     } cases[] = {
-        {OvanWiFiSetEnable, 0, "Enable2G"},          {OvanWiFiSetEnable, 1, "Enable5G"},
-        {OvanWiFiSetEnable, 2, "Enable5G"},          {OvanWiFiSetRatePriority, 0, "RatePriority"},
+        {OvanWiFiSetEnable, 0, "Enable2G"},
+        {OvanWiFiSetEnable, 2, "Enable5G"},
+        {OvanWiFiSetRatePriority, 0, "RatePriority"},
         {OvanWiFiSetRatePriority, 7, "RatePriority5G"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.property) + " band " + std::to_string(c.band));
-        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "Enable2G", "true"));
-        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "Enable5G", "true"));
-        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "RatePriority", "true"));
-        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, "RatePriority5G", "true"));
+        ASSERT_TRUE(sim.set_property(kWiFi, kWiFiIface, c.property, "true"));
         ASSERT_TRUE(sim.clear_call_log());
         EXPECT_EQ(c.fn(c.band, 0), 0);
         EXPECT_EQ(wifi_calls(), 1u);
-        for (const char *p : {"Enable2G", "Enable5G", "RatePriority", "RatePriority5G"}) {
-            GPtr<GVariant> v = sim.property(kWiFi, kWiFiIface, p);
-            ASSERT_TRUE(v);
-            EXPECT_EQ(g_variant_get_boolean(v.get()), std::strcmp(p, c.property) != 0) << p;
-        }
+        EXPECT_EQ(printed(sim.property(kWiFi, kWiFiIface, c.property).get()), "false");
     }
-    // Any non-zero value switches on.
-    EXPECT_EQ(OvanWiFiSetEnable(0, 42), 0);
-    GPtr<GVariant> v = sim.property(kWiFi, kWiFiIface, "Enable2G");
-    EXPECT_TRUE(g_variant_get_boolean(v.get()));
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanWiFiSetEnable", "Enter")) << dump();
 }
 
@@ -281,8 +253,6 @@ constexpr const char kDev5[] = "/com/quv/igd1/Config/WLAN/Devices/5";
 constexpr const char kWPS1[] = "/com/quv/igd1/Config/WLAN/Devices/1/WPS";
 constexpr const char kWPS5[] = "/com/quv/igd1/Config/WLAN/Devices/5/WPS";
 constexpr const char kOwnerFile[] = "/tmp/.uci/wlandevice-owner";
-
-OvanObjPath_t at(const std::string &path) { return obj_path(path); }
 
 // A record every check of the setter accepts.
 OvanWLANDevice_t valid_device()
@@ -324,27 +294,16 @@ protected:
                 n++;
         return n;
     }
-    bool exists(const std::string &path)
-    {
-        return sim.call(path, "com.quv.igd1.Properties", "GetAll", g_variant_new("(s)", kIface)) != nullptr;
-    }
 };
 
 TEST_F(WLAN, SetSendsTheWritableFieldsInOrder)
 {
     OvanWLANDevice_t d = valid_device();
-    ASSERT_EQ(OvanSetWLANDevice(at(kDev1), &d), 0) << dump();
-    const std::vector<std::string> expected = {
-        "SSID",        "Enable",        "Channel",      "BeaconType",   "Standard",     "WEPEncryptionLevel",
-        "BasicAuthenticationMode",      "WPAEncryptionModes",           "SSIDHide",     "ChannelWidth",
-        "GuardInterval", "RetryTimeout", "Powerlevel",  "PWD",          "Owner",        "Service",
-        "MACAccessMode", "AccessRule",  "AllowedIPPort", "USBandwidth", "DSBandwidth"};
-    EXPECT_EQ(sent_keys(sim), expected);
+    ASSERT_EQ(OvanSetWLANDevice(obj_path(kDev1), &d), 0) << dump();
+    EXPECT_EQ(keys(), "SSID,Enable,Channel,BeaconType,Standard,WEPEncryptionLevel,BasicAuthenticationMode,"
+                      "WPAEncryptionModes,SSIDHide,ChannelWidth,GuardInterval,RetryTimeout,Powerlevel,PWD,Owner,"
+                      "Service,MACAccessMode,AccessRule,AllowedIPPort,USBandwidth,DSBandwidth");
     EXPECT_EQ(wlan_calls("SetMulti"), 1u);
-    GPtr<GVariant> v = sim.property(kDev1, kIface, "SSID");
-    EXPECT_STREQ(g_variant_get_string(v.get(), nullptr), "Lab-Net");
-    v = sim.property(kDev1, kIface, "ChannelInUse");
-    EXPECT_EQ(g_variant_get_uint32(v.get()), 6u) << "read-only, not written";
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWLANDevice", std::string("enter, path(") + kDev1 + ")")) << dump();
 }
 
@@ -366,13 +325,11 @@ TEST_F(WLAN, SetChecksEveryConstrainedField)
              std::strcpy(d.BeaconType, "None");
          },
          false},
-        {"auth open", [](OvanWLANDevice_t &d) { std::strcpy(d.BasicAuthenticationMode, "open"); }, false},
         {"wpa TKIP+AES", [](OvanWLANDevice_t &d) { std::strcpy(d.WPAEncryptionModes, "TKIPandAESEncryption"); }, true},
         {"wpa empty", [](OvanWLANDevice_t &d) { d.WPAEncryptionModes[0] = 0; }, false},
         {"beacon WPA2/WPA3", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "WPA2/WPA3"); }, true},
         {"beacon 11i", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "11i"); }, true},
         {"beacon wpa2", [](OvanWLANDevice_t &d) { std::strcpy(d.BeaconType, "wpa2"); }, false},
-        {"beacon empty", [](OvanWLANDevice_t &d) { d.BeaconType[0] = 0; }, false},
         {"SSID 32", [](OvanWLANDevice_t &d) { std::memset(d.SSID, 'x', 32); }, true},
         {"SSID 33 (unterminated)", [](OvanWLANDevice_t &d) { std::memset(d.SSID, 'x', 33); }, false},
         {"SSID empty", [](OvanWLANDevice_t &d) { d.SSID[0] = 0; }, true},
@@ -387,7 +344,7 @@ TEST_F(WLAN, SetChecksEveryConstrainedField)
         log.clear();
         OvanWLANDevice_t d = valid_device();
         c.change(d);
-        EXPECT_EQ(OvanSetWLANDevice(at(kDev1), &d), c.ok ? 0 : -1);
+        EXPECT_EQ(OvanSetWLANDevice(obj_path(kDev1), &d), c.ok ? 0 : -1);
         EXPECT_EQ(wlan_calls("SetMulti"), c.ok ? 1u : 0u);
         if (!c.ok) {
             const std::string line = "Invalid parameters (" + std::string(d.WEPEncryptionLevel) + "/" +
@@ -400,31 +357,23 @@ TEST_F(WLAN, SetChecksEveryConstrainedField)
 
 // ---- the owners of SSIDs ----
 
+// A refused add records nothing; an add that goes through records its path, and
+// deleting it takes the line away again.
 TEST_F(WLAN, HostedApplicationOwnsTheSSIDsItAdds)
 {
     TempRoot root;
-    root.write(kOwnerFile, "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n");
+    const std::string other = "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n";
+    root.write(kOwnerFile, other);
     ASSERT_EQ(OvanDBusStartService("com.example.app1"), 0) << dump();
     OvanWLANDevice_t d = valid_device();
-    ASSERT_EQ(OvanAddWLANDevice(&d), 0) << dump();
-    EXPECT_EQ(root.read(kOwnerFile), "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n"
-                                     "/com/quv/igd1/Config/WLAN/Devices/6 com.example.app1\n");
-
-    ASSERT_EQ(OvanDelWLANDevice(at(d.path)), 0);
-    EXPECT_EQ(root.read(kOwnerFile), "/com/quv/igd1/Config/WLAN/Devices/3 com.example.other\n");
-    EXPECT_FALSE(exists(d.path));
-    EXPECT_EQ(OvanDBusStopService(), 0);
-}
-
-TEST_F(WLAN, RefusedAddByHostedApplicationRecordsNothing)
-{
-    TempRoot root;
-    root.write(kOwnerFile, "");
-    ASSERT_EQ(OvanDBusStartService("com.example.app1"), 0) << dump();
     ASSERT_TRUE(sim.script_error("", "", "SetMulti", "org.freedesktop.DBus.Error.Failed", "refused", 0, true));
-    OvanWLANDevice_t d = valid_device();
     EXPECT_EQ(OvanAddWLANDevice(&d), -1);
-    EXPECT_EQ(root.read(kOwnerFile), "");
+    EXPECT_EQ(root.read(kOwnerFile), other);
+
+    ASSERT_EQ(OvanAddWLANDevice(&d), 0) << dump();
+    EXPECT_EQ(root.read(kOwnerFile), other + d.path + " com.example.app1\n");
+    ASSERT_EQ(OvanDelWLANDevice(obj_path(d.path)), 0);
+    EXPECT_EQ(root.read(kOwnerFile), other);
     EXPECT_EQ(OvanDBusStopService(), 0);
 }
 
@@ -435,7 +384,7 @@ TEST_F(WLAN, FrameworkDeletesWithoutTouchingTheOwnerFile)
                                "/com/quv/igd1/Config/WLAN/Devices/4 com.example.other\n";
     root.write(kOwnerFile, owners);
     ASSERT_EQ(OvanDBusStartService("com.quv.appframework1"), 0) << dump();
-    ASSERT_EQ(OvanDelWLANDevice(at("/com/quv/igd1/Config/WLAN/Devices/3")), 0);
+    ASSERT_EQ(OvanDelWLANDevice(obj_path("/com/quv/igd1/Config/WLAN/Devices/3")), 0);
     EXPECT_EQ(root.read(kOwnerFile), owners);
     EXPECT_EQ(OvanDBusStopService(), 0);
 }
@@ -473,12 +422,10 @@ TEST_F(WLAN, SSIDTextsAreCheckedBeforeTheSearch)
     ASSERT_TRUE(sim.set_property("/com/quv/igd1/Config/WLAN/Devices/3", kIface, "SSID", ("'" + ssid32 + "'").c_str()));
     ASSERT_TRUE(sim.clear_call_log());
     OvanWLANDevice_t d{};
-    uint32_t index = 0;
     EXPECT_EQ(OvanGetWLANDeviceBySSID((ssid32 + "q").c_str(), &d), -1);
     EXPECT_EQ(OvanGetWLANDeviceBySSID("", &d), -1);
     EXPECT_EQ(OvanGetWLANDeviceBySSID(nullptr, &d), -1);
     EXPECT_EQ(OvanGetWLANDeviceBySSID("Quv-Guest", nullptr), -1);
-    EXPECT_EQ(OvanGetSSIDIndexBySSID((ssid32 + "q").c_str(), &index), -1);
     EXPECT_EQ(OvanGetSSIDIndexBySSID("Quv-Guest", nullptr), -1);
     EXPECT_EQ(wlan_calls(), 0u);
     EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceBySSID", "Invalid parameter")) << dump();
@@ -487,8 +434,6 @@ TEST_F(WLAN, SSIDTextsAreCheckedBeforeTheSearch)
 
     ASSERT_EQ(OvanGetWLANDeviceBySSID(ssid32.c_str(), &d), 0);
     EXPECT_STREQ(d.path, "/com/quv/igd1/Config/WLAN/Devices/3");
-    ASSERT_EQ(OvanGetSSIDIndexBySSID(ssid32.c_str(), &index), 0);
-    EXPECT_EQ(index, 3u);
 }
 
 TEST_F(WLAN, ByIndexReadsTheNumberedInstance)
@@ -501,28 +446,24 @@ TEST_F(WLAN, ByIndexReadsTheNumberedInstance)
     EXPECT_EQ(OvanGetWLANDeviceBySSIDIndex(1, nullptr), -1);
     EXPECT_TRUE(logged(LOG_ERR, "OvanGetWLANDeviceBySSIDIndex", "Invalid wlanDevice, should not be NULL")) << dump();
     OvanWPSConfig_t w{};
-    EXPECT_EQ(OvanGetWPSConfig(at("/com/quv/igd1/Config/WLAN/Devices/2/WPS"), &w), -1);
+    EXPECT_EQ(OvanGetWPSConfig(obj_path("/com/quv/igd1/Config/WLAN/Devices/2/WPS"), &w), -1);
     EXPECT_TRUE(log.contains("OvanGetWPSConfig: GetAll failed, return [", LOG_ERR)) << dump();
 }
 
 TEST_F(WLAN, WPSPathsMustLieUnderTheCollectionAndNameWPS)
 {
-    uint32_t status = 77;
-    char *msg = nullptr;
     OvanWPSConfig_t w{};
-    for (const char *p : {kDev1, "/com/quv/igd1/Info/WPS", "", "/com/quv/igd1/Config/WLAN/Devices/1/wps"}) {
+    // (Paths outside the collection, and empty ones: test_registry.cpp.)
+    for (const char *p : {kDev1, "/com/quv/igd1/Config/WLAN/Devices/1/wps"}) {
         SCOPED_TRACE(p);
-        EXPECT_EQ(OvanGetWPSConfig(at(p), &w), -1);
-        EXPECT_EQ(OvanSetWPSEnable(at(p), 1), -1);
-        status = 77;
-        EXPECT_EQ(OvanSetWPS(at(p), 1, 0, &status, &msg), -1);
-        EXPECT_EQ(status, 1u);
-        ASSERT_NE(msg, nullptr);
-        EXPECT_STREQ(msg, "Invalid Parameters.");
-        g_free(msg);
-        msg = nullptr;
+        EXPECT_EQ(OvanGetWPSConfig(obj_path(p), &w), -1);
+        EXPECT_EQ(OvanSetWPSEnable(obj_path(p), 1), -1);
+        StatusOut out;
+        EXPECT_EQ(OvanSetWPS(obj_path(p), 1, 0, &out.status, &out.errmsg), -1);
+        EXPECT_EQ(out.status, 1u);
+        EXPECT_EQ(out.msg(), "Invalid Parameters.");
     }
-    EXPECT_EQ(OvanGetWPSConfig(at(kWPS1), nullptr), -1);  // no listing: the registry sweep cannot reach it
+    EXPECT_EQ(OvanGetWPSConfig(obj_path(kWPS1), nullptr), -1);  // no listing: the registry sweep cannot reach it
     EXPECT_EQ(wlan_calls(), 0u);
     for (const char *tag : {"OvanGetWPSConfig", "OvanSetWPSEnable", "OvanSetWPS"})
         EXPECT_TRUE(logged(LOG_ERR, tag, "Invalid parameters.")) << dump();
@@ -530,24 +471,20 @@ TEST_F(WLAN, WPSPathsMustLieUnderTheCollectionAndNameWPS)
 
 TEST_F(WLAN, SetWPSEnableWritesOnlyEnable)
 {
-    ASSERT_EQ(OvanSetWPSEnable(at(kWPS1), 0), 0);
-    EXPECT_EQ(sent_keys(sim), std::vector<std::string>{"Enable"});
-    GPtr<GVariant> v = sim.property(kWPS1, kWPSIface, "Enable");
-    EXPECT_FALSE(g_variant_get_boolean(v.get()));
-    ASSERT_EQ(OvanSetWPSEnable(at(kWPS5), 7), 0);
-    v = sim.property(kWPS5, kWPSIface, "Enable");
-    EXPECT_TRUE(g_variant_get_boolean(v.get()));
+    ASSERT_EQ(OvanSetWPSEnable(obj_path(kWPS1), 0), 0);
+    EXPECT_EQ(keys(), "Enable");
+    EXPECT_EQ(printed(sim.property(kWPS1, kWPSIface, "Enable").get()), "false");
 }
 
 // The word and message: test_registry.cpp. The mode goes signed, the time unsigned.
 TEST_F(WLAN, SetWPSSendsItsArgumentsAndLogsSuccessOnly)
 {
-    ASSERT_EQ(OvanSetWPS(at(kWPS1), 2, 120, nullptr, nullptr), 0) << dump();
+    ASSERT_EQ(OvanSetWPS(obj_path(kWPS1), 2, 120, nullptr, nullptr), 0) << dump();
     EXPECT_EQ(args_of("SetWPS"), "(2, uint32 120)");
     EXPECT_TRUE(logged(LOG_DEBUG, "OvanSetWPS", "OvanSetWPS(OVAN_OK)")) << dump();
     log.clear();
     ASSERT_TRUE(sim.script_error(kWPS1, kWPSIface, "SetWPS", "org.freedesktop.DBus.Error.Failed", "down", 0, true));
-    EXPECT_EQ(OvanSetWPS(at(kWPS1), 1, 0, nullptr, nullptr), -1);
+    EXPECT_EQ(OvanSetWPS(obj_path(kWPS1), 1, 0, nullptr, nullptr), -1);
     EXPECT_FALSE(log.contains("OvanSetWPS(OVAN_OK)")) << "no answer, no success line";
 }
 
@@ -564,13 +501,9 @@ constexpr const char kRoaming[] = "/com/quv/igd1/Config/WLAN/5G/Roaming";
 
 using VSIE = GwTest;
 
-std::vector<uint8_t> bytes_of(const uint8_t *p, uint32_t n)
-{
-    return p ? std::vector<uint8_t>(p, p + n) : std::vector<uint8_t>{};
-}
-
-// Which keys each setter writes, and byte arrays of the right collection only (the
-// byte-array shapes themselves: test_reply_shapes.cpp).
+// Which keys each setter writes, its byte arrays among them (the byte-array shapes:
+// test_reply_shapes.cpp; the bytes of an entry both ways: lumoctl's tests; paths of
+// another collection: test_registry.cpp).
 TEST_F(VSIE, SettersSendTheirKeysAndBytes)
 {
     uint8_t ie[] = {0xdd, 0x03, 0x00, 0x50, 0xf2};
@@ -579,37 +512,21 @@ TEST_F(VSIE, SettersSendTheirKeysAndBytes)
     b.LenofIEData = sizeof ie;
     b.IEData = ie;
     ASSERT_EQ(OvanAddBeaconTxVSIE(&b), 0);
-    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"ServiceName", "Status", "SSIDIndex", "Duration",
-                                                        "LenofIEData", "IEData"}));
-    OvanBeaconTxVSIE_t back{};
-    ASSERT_EQ(OvanGetBeaconTxVSIE(obj_path(b.path), &back), 0);
-    EXPECT_EQ(bytes_of(back.IEData, back.LenofIEData), std::vector<uint8_t>(ie, ie + sizeof ie));
-    g_free(back.IEData);
+    EXPECT_EQ(keys(), "ServiceName,Status,SSIDIndex,Duration,LenofIEData,IEData");
 
     OvanProbeRspTxVSIE_t r{};
     g_strlcpy(r.MAC, "A4C3F0445566", sizeof r.MAC);
     r.LenofIEData = 2;
     r.IEData = ie;
     ASSERT_EQ(OvanSetProbeRspTxVSIEv4(obj_path("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1"), &r), 0);
-    EXPECT_EQ(sent_keys(sim), (std::vector<std::string>{"MAC", "Band", "LenofIEData", "IEData"}));
-    auto v = sim.property("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1", "com.quv.igd1.VSIE.ProbeRspTxVSIE", "IEData");
-    ASSERT_TRUE(v);
-    EXPECT_EQ(printed(v.get()), "[byte 0xdd, 0x03]");
-
-    sim.clear_call_log();
-    EXPECT_EQ(OvanSetBeaconTxVSIE(obj_path("/com/quv/igd1/VSIE/ProbeRspTxVSIE/1"), &b), -1);
-    EXPECT_EQ(OvanSetProbeRspTxVSIEv4(obj_path(kBeacon1), &r), -1);
-    EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIE", "Invalid parameters.")) << dump();
-    EXPECT_EQ(sim.count_calls(), 0u);
+    EXPECT_EQ(keys(), "MAC,Band,LenofIEData,IEData");
 }
 
 TEST_F(VSIE, LookupsByServiceName)
 {
-    StatusOut out;
     OvanBeaconTxVSIE_t b{};
-    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("mesh-agent", &b, &out.status, &out.errmsg), 0) << out.msg();
+    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("mesh-agent", &b, nullptr, nullptr), 0) << dump();
     EXPECT_STREQ(b.path, kBeacon1);
-    EXPECT_EQ(b.LenofIEData, 9u);
     g_free(b.IEData);
     EXPECT_TRUE(log.contains("GetBeaconTxVSIEByServiceName() return [(objectpath '/com/quv/igd1/VSIE/BeaconTxVSIE/1'"))
         << dump();
@@ -625,18 +542,7 @@ TEST_F(VSIE, LookupsByServiceName)
                        "Call GetProbeRxVSIEByServiceName() errmsg [no such service]."))
         << dump();
 
-    OvanBeaconTxVSIE_t other{};
-    ASSERT_EQ(OvanGetBeaconTxVSIEByServiceName("iot-onboard", &other, nullptr, nullptr), 0);
-    EXPECT_STREQ(other.path, "/com/quv/igd1/VSIE/BeaconTxVSIE/2");
-    g_free(other.IEData);
-    StatusOut none;
-    EXPECT_EQ(OvanGetBeaconTxVSIEByServiceName("nobody", &other, &none.status, &none.errmsg), -1);
-    EXPECT_EQ(none.status, 1u);
-
-    StatusOut bad;
-    EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("", &p, &bad.status, &bad.errmsg), -1);
-    EXPECT_EQ(bad.status, 1u);
-    EXPECT_EQ(bad.msg(), "Invalid Parameter.");
+    EXPECT_EQ(OvanGetProbeRxVSIEByServiceName("", &p, nullptr, nullptr), -1);  // outputs: SteeringCommands
 }
 
 // The records below an entry are neither entries nor reachable by an entry's path.
@@ -646,12 +552,10 @@ TEST_F(VSIE, RecordsBelowAnEntry)
     ASSERT_EQ(OvanGetProbeRxVSIEObjs(nullptr, &n), 0);
     EXPECT_EQ(n, 1u);
     OvanProbeRxVSIERecord_t one{};
-    StatusOut out;
-    ASSERT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kProbeRx1), &out.status, &out.errmsg), 0);
+    ASSERT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kProbeRx1), nullptr, nullptr), 0);
 
     sim.clear_call_log();
-    StatusOut bad;
-    EXPECT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kBeacon1), &bad.status, &bad.errmsg), -1);
+    EXPECT_EQ(OvanFlushProbeRxVSIERecord(obj_path(kBeacon1), nullptr, nullptr), -1);
     EXPECT_TRUE(logged(LOG_ERR, "OvanFlushProbeRxVSIERecord", std::string("invalid path ") + kBeacon1)) << dump();
     EXPECT_EQ(OvanGetProbeRxVSIERecord(obj_path(kProbeRx1), &one), -1);
     EXPECT_EQ(OvanGetProbeRxVSIERecord(obj_path("/com/quv/igd1/VSIE/ProbeRxVSIE/1/RecordsX/1"), &one), -1);
@@ -660,22 +564,18 @@ TEST_F(VSIE, RecordsBelowAnEntry)
 
 TEST_F(VSIE, SteeringCommands)
 {
-    StatusOut q;
     OvanAPRSSI_t aps[2] = {};
     g_strlcpy(aps[0].MAC, "A4:C3:F0:11:22:34", sizeof aps[0].MAC);
     aps[0].Value = 36;
     g_strlcpy(aps[1].MAC, "A4:C3:F0:99:88:77", sizeof aps[1].MAC);
     aps[1].Value = 149;
-    ASSERT_EQ(OvanStartAPRSSIQuery("A4C3F0445566", 36, aps, 2, &q.status, &q.errmsg), 0) << q.msg();
-    auto args = last_args(sim, "StartAPRSSIQuery");
-    ASSERT_TRUE(args);
-    EXPECT_EQ(printed(args.get()),
+    ASSERT_EQ(OvanStartAPRSSIQuery("A4C3F0445566", 36, aps, 2, nullptr, nullptr), 0) << dump();
+    EXPECT_EQ(args_of("StartAPRSSIQuery"),
               "('A4C3F0445566', uint32 36, {'A4:C3:F0:11:22:34': uint32 36, 'A4:C3:F0:99:88:77': 149})");
 
     OvanAPRSSI_t *answers = nullptr;
     uint32_t n = 0;
-    StatusOut g;
-    ASSERT_EQ(OvanGetSTARSSIQuery("A4C3F0445566", &answers, &n, &g.status, &g.errmsg), 0) << g.msg();
+    ASSERT_EQ(OvanGetSTARSSIQuery("A4C3F0445566", &answers, &n, nullptr, nullptr), 0) << dump();
     ASSERT_EQ(n, 2u);
     EXPECT_STREQ(answers[1].MAC, "A4:C3:F0:99:88:77");
     EXPECT_EQ(answers[1].Value, 48u);
@@ -689,40 +589,25 @@ TEST_F(VSIE, SteeringCommands)
     EXPECT_EQ(answers, nullptr);
     EXPECT_EQ(wrong.status, 1u);
 
-    StatusOut d;
-    ASSERT_EQ(OvanSetSTADeassociationRequest(obj_path("/com/quv/igd1/Config/WLAN/STA/1"), "A4C3F0445566", &d.status,
-                                             &d.errmsg),
+    ASSERT_EQ(OvanSetSTADeassociationRequest(obj_path("/com/quv/igd1/Config/WLAN/STA/1"), "A4C3F0445566", nullptr,
+                                             nullptr),
               0);
     EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/WLAN/STA/1", "com.quv.igd1.STAInfo",
                               "SetSTADeassociationRequest"),
               1u);
 
+    // Refused with nothing sent; word 1 and the message as the family's refusal hands
+    // them out to each of them.
     sim.clear_call_log();
-    struct Refused {
-        const char *name;
-        int32_t (*call)(StatusOut &);
-    };
-    const Refused refused[] = {
-        {"query: bad MAC", [](StatusOut &o) { return OvanStartAPRSSIQuery("xyz", 1, nullptr, 0, &o.status, &o.errmsg); }},
-        {"query: aps missing",
-         [](StatusOut &o) { return OvanStartAPRSSIQuery("A4C3F0445566", 1, nullptr, 2, &o.status, &o.errmsg); }},
-        {"transition: no BSSID",
-         [](StatusOut &o) { return OvanStartSTABSSTransitionRequest("A4C3F0445566", 1, "", &o.status, &o.errmsg); }},
-        {"rssi: no outputs",
-         [](StatusOut &o) { return OvanGetSTARSSIQuery("A4C3F0445566", nullptr, nullptr, &o.status, &o.errmsg); }},
-        {"deassoc: wrong path",
-         [](StatusOut &o) {
-             return OvanSetSTADeassociationRequest(obj_path(kBeacon1), "A4C3F0445566", &o.status, &o.errmsg);
-         }},
-        {"start: wrong path",
-         [](StatusOut &o) { return OvanStartBeaconTxVSIE(obj_path(kProbeRx1), &o.status, &o.errmsg); }},
-    };
-    for (const Refused &r : refused) {
-        StatusOut o;
-        EXPECT_EQ(r.call(o), -1) << r.name;
-        EXPECT_EQ(o.status, 1u) << r.name;
-        EXPECT_EQ(o.msg(), "Invalid Parameter.") << r.name;
-    }
+    StatusOut bad_mac;
+    EXPECT_EQ(OvanStartAPRSSIQuery("xyz", 1, nullptr, 0, &bad_mac.status, &bad_mac.errmsg), -1);
+    EXPECT_EQ(bad_mac.status, 1u);
+    EXPECT_EQ(bad_mac.msg(), "Invalid Parameter.");
+    EXPECT_EQ(OvanStartAPRSSIQuery("A4C3F0445566", 1, nullptr, 2, nullptr, nullptr), -1);  // the aps missing
+    EXPECT_EQ(OvanStartSTABSSTransitionRequest("A4C3F0445566", 1, "", nullptr, nullptr), -1);
+    EXPECT_EQ(OvanGetSTARSSIQuery("A4C3F0445566", nullptr, nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(OvanSetSTADeassociationRequest(obj_path(kBeacon1), "A4C3F0445566", nullptr, nullptr), -1);
+    EXPECT_EQ(OvanStartBeaconTxVSIE(obj_path(kProbeRx1), nullptr, nullptr), -1);
     EXPECT_EQ(sim.count_calls(), 0u);
 }
 
@@ -739,14 +624,10 @@ TEST_F(VSIE, StationsUnderTwoInterfaceNames)
     OvanSTAInfo_t one{};
     ASSERT_EQ(OvanGetSTAInfo(obj_path("/com/quv/igd1/Config/WLAN/STA/2"), &one), 0);
     EXPECT_EQ(one.RSSI, -1);
-    EXPECT_EQ(sim.count_calls("/com/quv/igd1/Config/WLAN/STA/2", "", "GetAll"), 1u);
 
     OvanRoamingConfig_t r{};
     ASSERT_EQ(OvanSetRoamingConfig(&r), 0);
-    EXPECT_EQ(sent_keys(sim),
-              (std::vector<std::string>{"Enable", "Start_time", "Threshold1_RSSI", "Threshold2_RSSI"}));
-    EXPECT_EQ(OvanSetRoamingConfig(nullptr), -1);
-    EXPECT_TRUE(logged(LOG_ERR, "OvanSetRoamingConfig", "Invalid parameter.")) << dump();
+    EXPECT_EQ(keys(), "Enable,Start_time,Threshold1_RSSI,Threshold2_RSSI");
     EXPECT_EQ(OvanSetBeaconTxVSIEManager(nullptr), -1);
     EXPECT_TRUE(logged(LOG_ERR, "OvanSetBeaconTxVSIEManager", "NULL obj")) << dump();
 }
@@ -811,16 +692,14 @@ using Timers = GwTest;
 
 // ---- setter checks: one table over the four checked setters ----
 
-struct SetCase {
-    const char *name;
-    std::function<int32_t()> call;
-    const char *refusal;  // null: accepted
-};
+using T = OvanWiFiTimer_t;
+using L = OvanLED_t;
+using X = OvanWiFiExTimer_t;
+using S = OvanSleepTimer_t;
 
-void PrintTo(const SetCase &c, std::ostream *os) { *os << c.name; }
-
+// The family's valid record changed by `change`, handed to its setter.
 template <typename R>
-std::function<int32_t()> with(R (*make)(), void (*change)(R &), int32_t (*set)(R *))
+std::function<int32_t()> changed(R (*make)(), void (*change)(R &), int32_t (*set)(R *))
 {
     return [=] {
         R r = make();
@@ -830,7 +709,8 @@ std::function<int32_t()> with(R (*make)(), void (*change)(R &), int32_t (*set)(R
 }
 
 template <typename R>
-std::function<int32_t()> at(const char *path, R (*make)(), void (*change)(R &), int32_t (*set)(OvanObjPath_t, R *))
+std::function<int32_t()> changed_at(const char *path, R (*make)(), void (*change)(R &),
+                                    int32_t (*set)(OvanObjPath_t, R *))
 {
     return [=] {
         R r = make();
@@ -839,26 +719,15 @@ std::function<int32_t()> at(const char *path, R (*make)(), void (*change)(R &), 
     };
 }
 
-class SetterChecks : public Timers, public testing::WithParamInterface<SetCase> {};
+const auto timer_set = [](void (*change)(T &)) { return changed<T>(valid_wifi_timer, change, OvanSetWiFiTimer); };
+const auto led_set = [](void (*change)(L &)) { return changed<L>(valid_led, change, OvanSetLED); };
+const auto ex_set = [](void (*change)(X &), const char *path = kExTimer1) {
+    return changed_at<X>(path, valid_ex_timer, change, OvanSetWiFiExTimer);
+};
+const auto sleep_set = [](void (*change)(S &), const char *path = kSleepTimer1) {
+    return changed_at<S>(path, valid_sleep_timer, change, OvanSetSleepTimer);
+};
 
-TEST_P(SetterChecks, RefusedBeforeTheBus)
-{
-    const SetCase &c = GetParam();
-    const int32_t ret = c.call();
-    if (!c.refusal) {
-        EXPECT_EQ(ret, 0) << dump();
-        EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 1u);
-        return;
-    }
-    EXPECT_EQ(ret, -1);
-    EXPECT_TRUE(log.contains(c.refusal, LOG_ERR)) << dump();
-    EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), 0u);
-}
-
-using T = OvanWiFiTimer_t;
-using L = OvanLED_t;
-using X = OvanWiFiExTimer_t;
-using S = OvanSleepTimer_t;
 constexpr const char kTimerBad[] = "OvanSetWiFiTimer: Invalid Parameter";
 constexpr const char kLEDBad[] = "OvanSetLED: Invalid Parameter";
 constexpr const char kExBad[] = "OvanSetWiFiExTimer: Invalid Time or Active value or SSIDMask is 0.";
@@ -866,51 +735,48 @@ constexpr const char kExPath[] = "OvanSetWiFiExTimer: Invalid Path.";
 constexpr const char kSleepBad[] = "OvanSetSleepTimer: Invalid Time or Active value.";
 constexpr const char kSleepPath[] = "OvanSetSleepTimer: Invalid Path or NULL obj.";
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, SetterChecks,
-    testing::Values(
-        SetCase{"timer_valid", with<T>(valid_wifi_timer, [](T &) {}, OvanSetWiFiTimer), nullptr},
-        SetCase{"timer_cycle_lower", with<T>(valid_wifi_timer, [](T &r) { std::strcpy(r.ControlCycle, "day"); },
-                                             OvanSetWiFiTimer), kTimerBad},
-        SetCase{"timer_cycle_week", with<T>(valid_wifi_timer, [](T &r) { std::strcpy(r.ControlCycle, "WEEK"); },
-                                            OvanSetWiFiTimer), kTimerBad},
-        SetCase{"timer_mask_0", with<T>(valid_wifi_timer, [](T &r) { r.SSIDMask = 0; }, OvanSetWiFiTimer), kTimerBad},
-        SetCase{"timer_end_24_01", with<T>(valid_wifi_timer, [](T &r) { std::strcpy(r.EndTime, "24:01"); },
-                                           OvanSetWiFiTimer), kTimerBad},
-        SetCase{"timer_start_unterminated",
-                with<T>(valid_wifi_timer, [](T &r) { std::memset(r.StartTime, '1', sizeof r.StartTime); },
-                        OvanSetWiFiTimer), kTimerBad},
-        SetCase{"timer_null", [] { return OvanSetWiFiTimer(nullptr); },
-                "OvanSetWiFiTimer: Invalid Parameter: obj is NULL."},
-        SetCase{"led_valid", with<L>(valid_led, [](L &) {}, OvanSetLED), nullptr},
-        SetCase{"led_on", with<L>(valid_led, [](L &r) { std::strcpy(r.Status, "ON"); }, OvanSetLED), nullptr},
-        SetCase{"led_status_on_lower", with<L>(valid_led, [](L &r) { std::strcpy(r.Status, "on"); }, OvanSetLED),
-                kLEDBad},
-        SetCase{"led_status_blink", with<L>(valid_led, [](L &r) { std::strcpy(r.Status, "BLINK"); }, OvanSetLED),
-                kLEDBad},
-        SetCase{"led_start_empty", with<L>(valid_led, [](L &r) { r.StartTime[0] = '\0'; }, OvanSetLED), kLEDBad},
-        SetCase{"led_null", [] { return OvanSetLED(nullptr); }, "OvanSetLED: Invalid Parameter: obj is NULL."},
-        SetCase{"ex_valid", at<X>(kExTimer1, valid_ex_timer, [](X &) {}, OvanSetWiFiExTimer), nullptr},
-        SetCase{"ex_active_00", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Active, "00"); },
-                                      OvanSetWiFiExTimer), nullptr},
-        SetCase{"ex_active_2", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Active, "2"); },
-                                     OvanSetWiFiExTimer), kExBad},
-        SetCase{"ex_active_empty", at<X>(kExTimer1, valid_ex_timer, [](X &r) { r.Active[0] = '\0'; },
-                                         OvanSetWiFiExTimer), kExBad},
-        SetCase{"ex_active_letter", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Active, "a"); },
-                                          OvanSetWiFiExTimer), kExBad},
-        SetCase{"ex_mask_0", at<X>(kExTimer1, valid_ex_timer, [](X &r) { r.SSIDMask = 0; }, OvanSetWiFiExTimer),
-                kExBad},
-        SetCase{"ex_time_bad", at<X>(kExTimer1, valid_ex_timer, [](X &r) { std::strcpy(r.Time, "7:5"); },
-                                     OvanSetWiFiExTimer), kExBad},
-        SetCase{"ex_sleep_path", at<X>(kSleepTimer1, valid_ex_timer, [](X &) {}, OvanSetWiFiExTimer), kExPath},
-        SetCase{"sleep_valid", at<S>(kSleepTimer1, valid_sleep_timer, [](S &) {}, OvanSetSleepTimer), nullptr},
-        SetCase{"sleep_active_1x", at<S>(kSleepTimer1, valid_sleep_timer, [](S &r) { std::strcpy(r.Active, "1x"); },
-                                         OvanSetSleepTimer), kSleepBad},
-        SetCase{"sleep_time_25", at<S>(kSleepTimer1, valid_sleep_timer, [](S &r) { std::strcpy(r.Time, "25:00"); },
-                                       OvanSetSleepTimer), kSleepBad},
-        SetCase{"sleep_ex_path", at<S>(kExTimer1, valid_sleep_timer, [](S &) {}, OvanSetSleepTimer), kSleepPath}),
-    [](const testing::TestParamInfo<SetCase> &i) { return std::string(i.param.name); });
+// (A null record, refused by every setter: test_registry.cpp.)
+TEST_F(Timers, SetterChecksRefuseBeforeTheBus)
+{
+    struct Case {
+        const char *name;
+        std::function<int32_t()> call;
+        const char *refusal;  // null: accepted
+    };
+    const Case cases[] = {
+        {"timer_valid", timer_set([](T &) {}), nullptr},
+        {"timer_cycle_lower", timer_set([](T &r) { std::strcpy(r.ControlCycle, "day"); }), kTimerBad},
+        {"timer_mask_0", timer_set([](T &r) { r.SSIDMask = 0; }), kTimerBad},
+        {"timer_end_24_01", timer_set([](T &r) { std::strcpy(r.EndTime, "24:01"); }), kTimerBad},
+        {"timer_start_unterminated", timer_set([](T &r) { std::memset(r.StartTime, '1', sizeof r.StartTime); }),
+         kTimerBad},
+        {"led_valid", led_set([](L &) {}), nullptr},
+        {"led_on", led_set([](L &r) { std::strcpy(r.Status, "ON"); }), nullptr},
+        {"led_status_on_lower", led_set([](L &r) { std::strcpy(r.Status, "on"); }), kLEDBad},
+        {"led_start_empty", led_set([](L &r) { r.StartTime[0] = '\0'; }), kLEDBad},
+        {"ex_valid", ex_set([](X &) {}), nullptr},
+        {"ex_active_00", ex_set([](X &r) { std::strcpy(r.Active, "00"); }), nullptr},
+        {"ex_active_2", ex_set([](X &r) { std::strcpy(r.Active, "2"); }), kExBad},
+        {"ex_active_letter", ex_set([](X &r) { std::strcpy(r.Active, "a"); }), kExBad},
+        {"ex_mask_0", ex_set([](X &r) { r.SSIDMask = 0; }), kExBad},
+        {"ex_time_bad", ex_set([](X &r) { std::strcpy(r.Time, "7:5"); }), kExBad},
+        {"ex_sleep_path", ex_set([](X &) {}, kSleepTimer1), kExPath},
+        {"sleep_valid", sleep_set([](S &) {}), nullptr},
+        {"sleep_active_1x", sleep_set([](S &r) { std::strcpy(r.Active, "1x"); }), kSleepBad},
+        {"sleep_time_25", sleep_set([](S &r) { std::strcpy(r.Time, "25:00"); }), kSleepBad},
+        {"sleep_ex_path", sleep_set([](S &) {}, kExTimer1), kSleepPath},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_TRUE(sim.clear_call_log());
+        log.clear();
+        EXPECT_EQ(c.call(), c.refusal ? -1 : 0) << dump();
+        EXPECT_EQ(sim.count_calls("", "com.quv.igd1.Properties", "SetMulti"), c.refusal ? 0u : 1u);
+        if (c.refusal) {
+            EXPECT_TRUE(log.contains(c.refusal, LOG_ERR)) << dump();
+        }
+    }
+}
 
 // ---- what the setters send ----
 
@@ -947,10 +813,7 @@ TEST_F(Timers, DayListsSentAsFarAsTheyReach)
         ex.WeekDayNum = c.num;
         ex.WeekDay = c.days;
         ASSERT_EQ(OvanSetWiFiExTimer(obj_path(kExTimer1), &ex), 0);
-        GPtr<GVariant> days = sim.property(kExTimer1, "com.quv.igd1.WiFiTimer1", "WeekDay");
-        ASSERT_TRUE(days);
-        GPtr<gchar> text(g_variant_print(days.get(), TRUE));
-        EXPECT_STREQ(text.get(), c.sent) << c.num;
+        EXPECT_EQ(printed(sim.property(kExTimer1, "com.quv.igd1.WiFiTimer1", "WeekDay").get()), c.sent) << c.num;
     }
 }
 
@@ -977,24 +840,13 @@ size_t longest_listed_path(int32_t (*list)(R **, uint32_t *))
 // it to 254 as most collections do.
 TEST_F(Timers, LongInstancePaths)
 {
-    struct Case {
-        const char *collection, *iface;
-        std::function<size_t()> longest;
-        size_t kept;
-    };
-    const Case cases[] = {
-        {kExTimers, "com.quv.igd1.WiFiTimer1",
-         [] { return longest_listed_path<X, &X::WeekDay>(OvanGetWiFiExTimerObjs); }, 255},
-        {kSleepTimers, "com.quv.igd1.SleepTimer",
-         [] { return longest_listed_path<S, &S::Day>(OvanGetSleepTimerObjs); }, 254},
-    };
-    for (const Case &c : cases) {
-        std::string path = std::string(c.collection) + "/";
-        path += std::string(255 - path.size(), 'z');
-        GPtr<gchar> ifaces(g_strdup_printf("{'%s': {'Time': <'1:00'>}}", c.iface));
-        ASSERT_TRUE(sim.add_object(path, ifaces.get()));
-        EXPECT_EQ(c.longest(), c.kept) << c.collection;
-    }
+    // The collection's name, a "/" and enough characters to make 255.
+    const std::string ex = std::string(kExTimers) + "/" + std::string(255 - sizeof kExTimers, 'z');
+    const std::string sleep = std::string(kSleepTimers) + "/" + std::string(255 - sizeof kSleepTimers, 'z');
+    ASSERT_TRUE(sim.add_object(ex, "{'com.quv.igd1.WiFiTimer1': {'Time': <'1:00'>}}"));
+    ASSERT_TRUE(sim.add_object(sleep, "{'com.quv.igd1.SleepTimer': {'Time': <'1:00'>}}"));
+    EXPECT_EQ((longest_listed_path<X, &X::WeekDay>(OvanGetWiFiExTimerObjs)), 255u);
+    EXPECT_EQ((longest_listed_path<S, &S::Day>(OvanGetSleepTimerObjs)), 254u);
 }
 
 TEST_F(Timers, FailedReadsLogTheirOwnLines)
