@@ -350,11 +350,25 @@ bool same_fields(Fields fields, const void *a, const void *b)
     return true;
 }
 
+// Frees the blocks a direct getter hands out with a record ("as" lists, bytes).
+void release_blocks(Fields whole, void *record)
+{
+    for (const Field &f : whole)
+        if (f.type == lumo::gw::Type::StrList || f.type == lumo::gw::Type::Bytes) {
+            void *block = nullptr;
+            memcpy(&block, static_cast<char *>(record) + f.aux, sizeof block);
+            g_free(block);
+        }
+}
+
+// The cached record against the direct one, on the fields the cache keeps.
 template <typename R>
-bool info_agrees(Fields fields, int32_t (*cached)(R *), int32_t (*direct)(R *))
+bool info_agrees(Fields kept, Fields whole, int32_t (*cached)(R *), int32_t (*direct)(R *))
 {
     R c{}, d{};
-    return cached(&c) == 0 && direct(&d) == 0 && same_fields(fields, &c, &d);
+    const bool same = cached(&c) == 0 && direct(&d) == 0 && same_fields(kept, &c, &d);
+    release_blocks(whole, &d);
+    return same;
 }
 
 bool hosts_agree()
@@ -377,9 +391,13 @@ bool hosts_agree()
 bool caches_agree()
 {
     using namespace lumo::cache;
-    return info_agrees<OvanDeviceInfo_t>(kDeviceInfo, OvanGetDeviceInfo_Cache, OvanGetDeviceInfo) &&
-           info_agrees<OvanNetworkInfo_t>(kNetworkInfo, OvanGetNetworkInfo_Cache, OvanGetNetworkInfo) &&
-           info_agrees<OvanWiFiInfo_t>(kWiFiInfo, OvanGetWiFiInfo_Cache, OvanGetWiFiInfo) && hosts_agree();
+    namespace gw = lumo::gw;
+    return info_agrees<OvanDeviceInfo_t>(kDeviceInfo, gw::device::kDeviceInfo, OvanGetDeviceInfo_Cache,
+                                         OvanGetDeviceInfo) &&
+           info_agrees<OvanNetworkInfo_t>(kNetworkInfo, gw::device::kNetworkInfo, OvanGetNetworkInfo_Cache,
+                                          OvanGetNetworkInfo) &&
+           info_agrees<OvanWiFiInfo_t>(kWiFiInfo, gw::wifi::kWiFiInfo, OvanGetWiFiInfo_Cache, OvanGetWiFiInfo) &&
+           hosts_agree();
 }
 
 // ---- the run ----
