@@ -705,7 +705,7 @@ int main(int argc, char **argv)
     const uint64_t outside = run.outside, inside = run.inside;
     printf("calls: %lu in %.1f s, %.0f calls/s\n", run.calls.load(), elapsed,
            static_cast<double>(run.calls) / elapsed);
-    printf("restarts: %u of the gateway (one of them of the bus daemon)\n", restarts);
+    printf("restarts: %u of the gateway%s\n", restarts, bus_restarted ? " (one of them of the bus daemon)" : "");
     printf("failures: %" PRIu64 " outside the restart windows, %" PRIu64 " inside\n", outside, inside);
     for (size_t k = 0; k < run.ops.size(); k++)
         if (run.op_failures[k])
